@@ -1,0 +1,85 @@
+// The framework's process-wide state lives here, in one module.
+#include "afxdllx.h"
+
+namespace
+{
+struct ModuleState : AFX_MODULE_STATE
+{
+    ModuleState() { InitializeCriticalSection(&m_lockLibraries); }
+    ~ModuleState() { DeleteCriticalSection(&m_lockLibraries); }
+};
+
+ModuleState g_moduleState;
+}  // namespace
+
+AFX_MODULE_STATE* AFXAPI AfxGetModuleState()
+{
+    return &g_moduleState;
+}
+
+BOOL AFXAPI AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE hModule)
+{
+    if (!hModule)
+        return FALSE;
+    if (!state.bInitialized)
+    {
+        state.hModule = hModule;
+        state.hResource = hModule;
+        state.bInitialized = TRUE;
+    }
+    return TRUE;
+}
+
+void AFXAPI AfxTermExtensionModule(AFX_EXTENSION_MODULE& state, BOOL /*bAll*/)
+{
+    if (!state.bInitialized)
+        return;
+    AFX_MODULE_STATE* ms = AfxGetModuleState();
+    CDynLinkLibrary* doomed = nullptr;
+    EnterCriticalSection(&ms->m_lockLibraries);
+    for (CDynLinkLibrary** link = &ms->m_pFirstLibrary; *link;)
+    {
+        CDynLinkLibrary* lib = *link;
+        if (lib->m_hModule == state.hModule)
+        {
+            *link = lib->m_pNextDLL;
+            lib->m_pNextDLL = doomed;
+            doomed = lib;
+        }
+        else
+            link = &lib->m_pNextDLL;
+    }
+    LeaveCriticalSection(&ms->m_lockLibraries);
+    while (doomed)
+    {
+        CDynLinkLibrary* next = doomed->m_pNextDLL;
+        doomed->m_pNextDLL = nullptr;
+        delete doomed;
+        doomed = next;
+    }
+    state.bInitialized = FALSE;
+}
+
+CDynLinkLibrary::CDynLinkLibrary(AFX_EXTENSION_MODULE& state, BOOL bSystem)
+    : m_hModule(state.hModule), m_hResource(state.hResource), m_bSystem(bSystem)
+{
+    AFX_MODULE_STATE* ms = AfxGetModuleState();
+    EnterCriticalSection(&ms->m_lockLibraries);
+    m_pNextDLL = ms->m_pFirstLibrary;
+    ms->m_pFirstLibrary = this;
+    LeaveCriticalSection(&ms->m_lockLibraries);
+}
+
+CDynLinkLibrary::~CDynLinkLibrary()
+{
+    // Unlinks itself if still in the chain (deleted by its owner rather than by AfxTermExtensionModule).
+    AFX_MODULE_STATE* ms = AfxGetModuleState();
+    EnterCriticalSection(&ms->m_lockLibraries);
+    for (CDynLinkLibrary** link = &ms->m_pFirstLibrary; *link; link = &(*link)->m_pNextDLL)
+        if (*link == this)
+        {
+            *link = m_pNextDLL;
+            break;
+        }
+    LeaveCriticalSection(&ms->m_lockLibraries);
+}

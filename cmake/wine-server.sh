@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# wine-server.sh start|stop: makes the private Wine prefix if it is missing and keeps one
+# wineserver alive (start), or ends the server and everything running in the prefix (stop).
+# The lock is on descriptor 9; every program started here closes it, or a lasting wineserver
+# would hold the lock for ever.
+set -u
+export WINEPREFIX="${WEFT_WINEPREFIX:-$PWD/wineprefix}"
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:+$WINEDLLOVERRIDES;}mscoree,mshtml=;winedbg.exe=d"
+mkdir -p "$(dirname "$WINEPREFIX")"
+lock="$WINEPREFIX.lock"
+
+case "${1:-start}" in
+start)
+    exec 9>"$lock"
+    flock 9
+    if [ ! -f "$WINEPREFIX/.weft-ready" ]; then
+        rm -rf "$WINEPREFIX"
+        setarch x86_64 -R wineboot -i </dev/null >/dev/null 2>&1 9>&- || exit 1
+        # Top-level windows without a display, and a Windows 10 version report.
+        wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >/dev/null 2>&1 9>&-
+        wine winecfg /v win10 </dev/null >/dev/null 2>&1 9>&-
+        wineserver -k 9>&-; wineserver -w 9>&-
+        touch "$WINEPREFIX/.weft-ready"
+    fi
+    # A persistent server, detached from our pipes: Wine's service processes inherit them.
+    # wineserver forks itself away and answers 2 at once when one already serves the prefix.
+    if wineserver -p </dev/null >/dev/null 2>&1 9>&-; then
+        setsid setarch x86_64 -R wine cmd /c exit </dev/null >/dev/null 2>&1 9>&-
+    fi
+    ;;
+stop)
+    exec 9>"$lock"
+    flock 9
+    wineserver -k 2>/dev/null 9>&-
+    wineserver -w 2>/dev/null 9>&-
+    ;;
+esac
+exit 0

@@ -1,0 +1,105 @@
+#include "support/TestSupport.h"
+
+#include <psapi.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+namespace weft::test
+{
+namespace
+{
+double Scale()
+{
+    static const double scale = [] {
+        const char* text = std::getenv("WEFT_TIMEOUT_SCALE");
+        double v = text ? std::atof(text) : 1.0;
+        return v > 0 ? v : 1.0;
+    }();
+    return scale;
+}
+}  // namespace
+
+DWORD Scaled(DWORD ms)
+{
+    return static_cast<DWORD>(ms * Scale());
+}
+
+DWORD MustHappenMs()
+{
+    return Scaled(10000);
+}
+
+DWORD MustNotHappenMs()
+{
+    return Scaled(300);
+}
+
+std::string UniqueName(const char* tag)
+{
+    static std::atomic<unsigned> counter{0};
+    char buf[160];
+    std::snprintf(buf, sizeof buf, "weft-test-%s-%lu-%u", tag, GetCurrentProcessId(), ++counter);
+    return buf;
+}
+
+DWORD HandleCount()
+{
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
+
+std::string ExeDir()
+{
+    char path[MAX_PATH + 1] = {};
+    DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
+    std::string dir(path, n);
+    return dir.substr(0, dir.find_last_of('\\') + 1);
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& args)
+{
+    std::string exe = ExeDir() + "weft_testchild.exe";
+    std::string cmd = "\"" + exe + "\"";
+    for (const std::string& a : args)
+        cmd += " \"" + a + "\"";
+    STARTUPINFOA si = {};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi = {};
+    if (CreateProcessA(exe.c_str(), cmd.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
+    {
+        CloseHandle(pi.hThread);
+        m_process = pi.hProcess;
+    }
+}
+
+ChildProcess::~ChildProcess()
+{
+    if (m_process)
+    {
+        if (WaitForSingleObject(m_process, 0) != WAIT_OBJECT_0)
+            Kill();
+        CloseHandle(m_process);
+    }
+}
+
+long ChildProcess::WaitExit(DWORD timeoutMs)
+{
+    if (!m_process || WaitForSingleObject(m_process, timeoutMs) != WAIT_OBJECT_0)
+        return -1;
+    DWORD code = 0;
+    GetExitCodeProcess(m_process, &code);
+    return static_cast<long>(code);
+}
+
+void ChildProcess::Kill()
+{
+    if (m_process)
+    {
+        TerminateProcess(m_process, 99);
+        WaitForSingleObject(m_process, MustHappenMs());
+    }
+}
+}  // namespace weft::test

@@ -1,0 +1,47 @@
+// Shared helpers of the test programs: time-outs, unique kernel-object names, handle counts,
+// the child program, and a thread with a bounded join.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+namespace weft::test
+{
+// A bounded wait for something that must happen. Scaled by WEFT_TIMEOUT_SCALE for slow machines.
+DWORD MustHappenMs();
+// How long to watch for something that must not happen.
+DWORD MustNotHappenMs();
+// Scales a duration of the test by WEFT_TIMEOUT_SCALE.
+DWORD Scaled(DWORD ms);
+
+// A kernel-object name no other test or process uses: tag, process id and a counter.
+std::string UniqueName(const char* tag);
+
+// Handles open in this process.
+DWORD HandleCount();
+
+// The folder of the running program, with a trailing backslash.
+std::string ExeDir();
+
+// A child process running weft_testchild.exe with a command and its arguments.
+// The destructor ends a child that is still running, so a failed test leaves none behind.
+class ChildProcess
+{
+public:
+    explicit ChildProcess(const std::vector<std::string>& args);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    bool Started() const { return m_process != nullptr; }
+    HANDLE Handle() const { return m_process; }
+    // Waits for the end; gives the exit code, or -1 if it did not end in time.
+    long WaitExit(DWORD timeoutMs);
+    void Kill();
+
+private:
+    HANDLE m_process = nullptr;
+};
+}  // namespace weft::test

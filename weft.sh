@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# weft.sh example|test|bench [args]: installs what is missing, configures, builds, then runs
+# the example program, the whole test suite, or the benchmarks.
+set -euo pipefail
+cd "$(dirname "$0")"
+build=${WEFT_BUILD_DIR:-build}
+
+packages=(wine wine64 g++-mingw-w64-x86-64-posix libz-mingw-w64-dev googletest cmake ninja-build
+          python3 unzip libboost-dev)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "weft.sh: installing ${missing[*]}"
+    sudo=""; [ "$(id -u)" -eq 0 ] || sudo=sudo
+    $sudo apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+if [ ! -f "$build/build.ninja" ]; then
+    cmake -S . -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw64.cmake >/dev/null
+fi
+cmake --build "$build"
+
+run() { "$PWD/cmake/wine-run.sh" "$@"; }
+export WEFT_WINEPREFIX="$PWD/$build/wineprefix"
+
+what=${1:-example}
+[ $# -gt 0 ] && shift
+case "$what" in
+example)
+    status=0
+    run "$build/bin/weft_tour.exe" "$@" || status=$?
+    "$PWD/cmake/wine-server.sh" stop
+    exit $status
+    ;;
+test)
+    ctest --test-dir "$build" -j2 --output-on-failure "$@"
+    ;;
+bench)
+    status=0
+    for b in "$build"/bin/*Bench.exe; do
+        echo "== $(basename "$b" .exe)"
+        run "$b" "$@" || status=$?
+    done
+    "$PWD/cmake/wine-server.sh" stop
+    exit $status
+    ;;
+*)
+    echo "usage: weft.sh example|test|bench [args]" >&2
+    exit 2
+    ;;
+esac
