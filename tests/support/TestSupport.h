@@ -16,6 +16,21 @@ DWORD MustNotHappenMs();
 // Scales a duration of the test by WEFT_TIMEOUT_SCALE.
 DWORD Scaled(DWORD ms);
 
+// Polls a condition that no event announces (such as a thread's own suspension) until it
+// holds or the time-out passes; gives the condition's last value.
+template <class Predicate>
+bool WaitUntil(Predicate predicate, DWORD timeoutMs)
+{
+    const ULONGLONG deadline = GetTickCount64() + timeoutMs;
+    while (!predicate())
+    {
+        if (GetTickCount64() >= deadline)
+            return predicate();
+        Sleep(1);
+    }
+    return true;
+}
+
 // A kernel-object name no other test or process uses: tag, process id and a counter.
 std::string UniqueName(const char* tag);
 

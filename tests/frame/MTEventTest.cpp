@@ -1,0 +1,89 @@
+// Events: reset modes, the consuming test of IsSet, and one named event shared by two processes.
+#include "support/TestSupport.h"
+#include "weftcore.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using weft::test::MustHappenMs;
+using weft::test::UniqueName;
+
+TEST(MTEventTest, DefaultEventIsAutoResetAndNotSet)
+{
+    MTEvent event;
+    ASSERT_TRUE(event.IsValidHandle());
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), event.Wait(0));
+    event.Set();
+    EXPECT_EQ(0u, event.Wait(0));
+    // Auto-reset: the first wait consumed the signal.
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), event.Wait(0));
+}
+
+TEST(MTEventTest, IsSetConsumesAnAutoResetSignalButNotAManualOne)
+{
+    MTEvent automatic(false, true);
+    EXPECT_TRUE(automatic.IsSet());
+    EXPECT_FALSE(automatic.IsSet());
+
+    MTEvent manual(true, true);
+    EXPECT_TRUE(manual.IsSet());
+    EXPECT_TRUE(manual.IsSet());
+    manual.Reset();
+    EXPECT_FALSE(manual.IsSet());
+}
+
+TEST(MTEventTest, AutoResetEventLetsOneOfTwoWaitersThrough)
+{
+    MTEvent gate;
+    MTEvent done(true, false);
+    volatile LONG through = 0;
+    auto waiter = [&] {
+        if (gate.Wait(MustHappenMs()) == WAIT_OBJECT_0)
+            InterlockedIncrement(&through);
+        done.Set();
+    };
+    std::thread a(waiter), b(waiter);
+    gate.Set();
+    ASSERT_EQ(0u, done.Wait(MustHappenMs()));
+    // The other waiter is still blocked: one more Set frees it.
+    EXPECT_EQ(1, through);
+    gate.Set();
+    a.join();
+    b.join();
+    EXPECT_EQ(2, through);
+}
+
+TEST(MTEventTest, NamedEventIsOneObjectAcrossProcesses)
+{
+    const std::string name = UniqueName("event-xproc");
+    MTEvent event(true, false, name.c_str());
+    ASSERT_EQ(0u, event.GetStatus());
+    weft::test::ChildProcess child({"event-join-set", name});
+    ASSERT_TRUE(child.Started());
+    // The child's create found ours (183) and its Set reached our object.
+    EXPECT_EQ(static_cast<long>(ERROR_ALREADY_EXISTS), child.WaitExit(MustHappenMs()));
+    EXPECT_EQ(0u, event.Wait(0));
+}
+
+TEST(MTEventTest, OpenedEventSharesTheSignal)
+{
+    const std::string name = UniqueName("event-open");
+    MTEvent created(true, false, name.c_str());
+    MTEvent opened(name.c_str(), false, EVENT_MODIFY_STATE | SYNCHRONIZE);
+    ASSERT_TRUE(opened.IsValidHandle());
+    EXPECT_EQ(0u, opened.GetStatus());
+    opened.Set();
+    EXPECT_TRUE(created.IsSet());
+}
+
+TEST(MTEventTest, JoinerGetsTheExistingStateNotItsOwn)
+{
+    const std::string name = UniqueName("event-state");
+    MTEvent created(true, true, name.c_str());
+    // Asked for "not set" and auto-reset, the joiner sees the existing manual-reset, set event.
+    MTEvent joined(false, false, name.c_str());
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joined.GetStatus());
+    EXPECT_TRUE(joined.IsSet());
+    EXPECT_TRUE(joined.IsSet());
+}

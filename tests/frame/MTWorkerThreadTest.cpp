@@ -1,0 +1,250 @@
+// Worker threads: stop, pause and resume sequences, early return, failed starts, and handles.
+#include "support/TestSupport.h"
+#include "weftcore.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+
+using weft::test::MustHappenMs;
+using weft::test::MustNotHappenMs;
+
+namespace
+{
+// What a test's thread function shares with the test. The worker pointer is stored after the
+// constructor returns, so the thread polls for it before touching the worker.
+struct Body
+{
+    std::atomic<MTWorkerThread*> worker{nullptr};
+    MTEvent started{true, false};
+    MTEvent ping{false, false};
+    MTEvent pong{false, false};
+    MTEvent release{true, false};
+    std::atomic<unsigned long> lastWait{0xDEADu};
+
+    MTWorkerThread* Worker()
+    {
+        MTWorkerThread* w;
+        while ((w = worker.load()) == nullptr)
+            Sleep(1);
+        return w;
+    }
+};
+
+// Answers each ping with a pong until stopped.
+unsigned int PingLoop(void* param)
+{
+    Body* body = static_cast<Body*>(param);
+    MTWaitableCollection waits;
+    body->Worker()->AddStopEvent(&waits);
+    waits.AddObject(body->ping);
+    body->started.Set();
+    for (;;)
+    {
+        const unsigned long result = waits.Wait(false, INFINITE);
+        body->lastWait = result;
+        if (result != 1)
+            return 0;
+        body->pong.Set();
+    }
+}
+
+// Ignores the stop event; ends when released.
+unsigned int WaitForRelease(void* param)
+{
+    Body* body = static_cast<Body*>(param);
+    body->started.Set();
+    body->release.Wait(INFINITE);
+    return 0;
+}
+
+unsigned int ReturnAtOnce(void* param)
+{
+    static_cast<Body*>(param)->started.Set();
+    return 7;
+}
+
+bool Pongs(Body& body, DWORD timeout)
+{
+    body.pong.Reset();
+    body.ping.Set();
+    return body.pong.Wait(timeout) == WAIT_OBJECT_0;
+}
+}  // namespace
+
+TEST(MTWorkerThreadTest, StopIsSeenAtOnceEvenByAThreadThatIgnoresIt)
+{
+    Body body;
+    MTWorkerThread worker(WaitForRelease, &body);
+    body.worker = &worker;
+    ASSERT_EQ(0u, body.started.Wait(MustHappenMs()));
+    EXPECT_FALSE(worker.IsStopped());
+    worker.Stop();
+    EXPECT_TRUE(worker.IsStopped());
+    worker.Stop();
+    EXPECT_TRUE(worker.IsStopped());
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), worker.Wait(0));
+    body.release.Set();
+    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
+    EXPECT_TRUE(worker.IsStopped());
+}
+
+TEST(MTWorkerThreadTest, StopEndsALoopThatWaitsOnTheStopEvent)
+{
+    Body body;
+    MTWorkerThread worker(PingLoop, &body);
+    body.worker = &worker;
+    EXPECT_EQ(0u, worker.GetStatus());
+    ASSERT_TRUE(Pongs(body, MustHappenMs()));
+    worker.Stop();
+    ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
+    EXPECT_EQ(0u, body.lastWait.load());
+}
+
+TEST(MTWorkerThreadTest, StopOfAPausedWorkerResumesItFirst)
+{
+    Body body;
+    MTWorkerThread worker(PingLoop, &body);
+    body.worker = &worker;
+    ASSERT_TRUE(Pongs(body, MustHappenMs()));
+    worker.Pause();
+    EXPECT_TRUE(worker.IsPaused());
+    EXPECT_FALSE(Pongs(body, MustNotHappenMs())) << "a paused thread answered";
+    worker.Stop();
+    EXPECT_FALSE(worker.IsPaused());
+    ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
+    // The ping left pending while paused has index 1; the stop event at index 0 won.
+    EXPECT_EQ(0u, body.lastWait.load());
+}
+
+TEST(MTWorkerThreadTest, TwoPausesAndOneResumeLeaveItRunning)
+{
+    Body body;
+    MTWorkerThread worker(PingLoop, &body);
+    body.worker = &worker;
+    ASSERT_TRUE(Pongs(body, MustHappenMs()));
+    worker.Pause();
+    worker.Pause();
+    EXPECT_TRUE(worker.IsPaused());
+    worker.Resume();
+    EXPECT_FALSE(worker.IsPaused());
+    EXPECT_TRUE(Pongs(body, MustHappenMs())) << "the suspend count went above one";
+    worker.Resume();  // without a pause: nothing
+    EXPECT_TRUE(Pongs(body, MustHappenMs()));
+    worker.Stop();
+    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
+}
+
+TEST(MTWorkerThreadTest, ResumeDoesNotStartASuspendedStart)
+{
+    Body body;
+    MTWorkerThread worker(ReturnAtOnce, &body, CREATE_SUSPENDED);
+    ASSERT_TRUE(worker.IsValidHandle());
+    EXPECT_FALSE(worker.IsPaused());
+    worker.Resume();
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), body.started.Wait(MustNotHappenMs()));
+    // Still suspended once: Resume made no ResumeThread call.
+    EXPECT_EQ(1u, ResumeThread(worker.GetHandle()));
+    EXPECT_EQ(0u, body.started.Wait(MustHappenMs()));
+    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
+}
+
+TEST(MTWorkerThreadTest, ThreadThatReturnsBeforeThePointerIsStoredStaysWaitable)
+{
+    Body body;
+    auto worker = std::make_unique<MTWorkerThread>(ReturnAtOnce, &body);
+    ASSERT_EQ(0u, body.started.Wait(MustHappenMs()));
+    ASSERT_EQ(0u, worker->Wait(MustHappenMs()));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(0u, worker->Wait(0));
+    DWORD code = 0;
+    EXPECT_TRUE(GetExitCodeThread(worker->GetHandle(), &code));
+    EXPECT_EQ(7u, code);
+    // Ended threads keep their state: Pause marks it paused but suspends nothing live.
+    worker->Stop();
+    EXPECT_TRUE(worker->IsStopped());
+}
+
+TEST(MTWorkerThreadTest, PriorityReachesTheThread)
+{
+    Body body;
+    MTWorkerThread worker(PingLoop, &body);
+    body.worker = &worker;
+    worker.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
+    EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, worker.GetPriority());
+    EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, GetThreadPriority(worker.GetHandle()));
+    worker.Stop();
+    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
+}
+
+TEST(MTWorkerThreadTest, AddStopEventIgnoresNullAndFullCollections)
+{
+    Body body;
+    MTWorkerThread worker(ReturnAtOnce, &body);
+    worker.AddStopEvent(nullptr);
+    MTWaitableCollection full;
+    for (int i = 0; i < 64; ++i)
+        full.AddObject(body.started);
+    worker.AddStopEvent(&full);
+    EXPECT_EQ(64, full.GetCount());
+    MTWaitableCollection one;
+    worker.AddStopEvent(&one);
+    EXPECT_EQ(1, one.GetCount());
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), one.Wait(false, 0));
+    worker.Stop();
+    EXPECT_EQ(0u, one.Wait(false, 0));
+    // Manual-reset: it stays set.
+    EXPECT_EQ(0u, one.Wait(false, 0));
+    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
+}
+
+namespace
+{
+// Security attributes whose descriptor has an unknown revision: the thread's creation fails.
+struct BadSecurity
+{
+    unsigned char descriptor[64] = {9};
+    SECURITY_ATTRIBUTES attributes = {sizeof(SECURITY_ATTRIBUTES), descriptor, FALSE};
+};
+}  // namespace
+
+TEST(MTWorkerThreadTest, WorkerWhoseThreadNeverStartedIsInert)
+{
+    Body body;
+    BadSecurity bad;
+    MTWorkerThread worker(ReturnAtOnce, &body, 0, &bad.attributes, 0);
+    ASSERT_FALSE(worker.IsValidHandle()) << "the thread started despite a bad security descriptor";
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_DATA), worker.GetStatus());
+    EXPECT_EQ(nullptr, worker.GetHandle());
+    EXPECT_EQ(WAIT_FAILED, worker.Wait(INFINITE));
+    EXPECT_EQ(0, worker.GetPriority());
+    worker.SetPriority(THREAD_PRIORITY_HIGHEST);
+    worker.Pause();
+    EXPECT_FALSE(worker.IsPaused());
+    worker.Resume();
+    EXPECT_FALSE(worker.IsStopped());
+    worker.Stop();
+    EXPECT_TRUE(worker.IsStopped());
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), body.started.Wait(0));
+}
+
+TEST(MTWorkerThreadTest, WorkersLeaveNoHandlesBehind)
+{
+    const DWORD before = weft::test::HandleCount();
+    for (int i = 0; i < 20; ++i)
+    {
+        Body body;
+        MTWorkerThread worker(PingLoop, &body);
+        body.worker = &worker;
+        worker.Pause();
+        worker.Stop();
+        ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
+    }
+    {
+        Body body;
+        BadSecurity bad;
+        MTWorkerThread failed(ReturnAtOnce, &body, 0, &bad.attributes, 0);
+    }
+    EXPECT_EQ(before, weft::test::HandleCount());
+}
