@@ -23,13 +23,7 @@ struct Body
     MTEvent release{true, false};
     std::atomic<unsigned long> lastWait{0xDEADu};
 
-    MTWorkerThread* Worker()
-    {
-        MTWorkerThread* w;
-        while ((w = worker.load()) == nullptr)
-            Sleep(1);
-        return w;
-    }
+    MTWorkerThread* Worker() { return weft::test::AwaitPointer(worker); }
 };
 
 // Answers each ping with a pong until stopped.
@@ -67,9 +61,7 @@ unsigned int ReturnAtOnce(void* param)
 
 bool Pongs(Body& body, DWORD timeout)
 {
-    body.pong.Reset();
-    body.ping.Set();
-    return body.pong.Wait(timeout) == WAIT_OBJECT_0;
+    return weft::test::PingPong(body.ping, body.pong, timeout);
 }
 }  // namespace
 

@@ -26,13 +26,7 @@ struct Body
     std::atomic<unsigned long> lastWait{0xDEADu};
     bool watchPause = true;
 
-    PausableWorkerThread* Worker()
-    {
-        PausableWorkerThread* w;
-        while ((w = worker.load()) == nullptr)
-            Sleep(1);
-        return w;
-    }
+    PausableWorkerThread* Worker() { return weft::test::AwaitPointer(worker); }
 };
 
 // Waits on stop, pause (if watched) and ping; pauses itself where it holds nothing.
@@ -72,9 +66,7 @@ unsigned int Loop(void* param)
 
 bool Pongs(Body& body, DWORD timeout)
 {
-    body.pong.Reset();
-    body.ping.Set();
-    return body.pong.Wait(timeout) == WAIT_OBJECT_0;
+    return weft::test::PingPong(body.ping, body.pong, timeout);
 }
 }  // namespace
 

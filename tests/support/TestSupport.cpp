@@ -1,5 +1,7 @@
 #include "support/TestSupport.h"
 
+#include "weftcore.h"
+
 #include <psapi.h>
 
 #include <atomic>
@@ -42,6 +44,13 @@ std::string UniqueName(const char* tag)
     char buf[160];
     std::snprintf(buf, sizeof buf, "weft-test-%s-%lu-%u", tag, GetCurrentProcessId(), ++counter);
     return buf;
+}
+
+bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs)
+{
+    pong.Reset();
+    ping.Set();
+    return pong.Wait(timeoutMs) == WAIT_OBJECT_0;
 }
 
 DWORD HandleCount()

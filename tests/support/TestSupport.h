@@ -4,8 +4,11 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
+
+class MTEvent;
 
 namespace weft::test
 {
@@ -30,6 +33,19 @@ bool WaitUntil(Predicate predicate, DWORD timeoutMs)
     }
     return true;
 }
+
+// The start handshake of a test's thread function: waits until the owner has stored the pointer.
+template <class T>
+T* AwaitPointer(const std::atomic<T*>& pointer)
+{
+    T* p;
+    while ((p = pointer.load()) == nullptr)
+        Sleep(1);
+    return p;
+}
+
+// Sets ping and waits for pong: true if a thread answered within the time-out.
+bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs);
 
 // A kernel-object name no other test or process uses: tag, process id and a counter.
 std::string UniqueName(const char* tag);
