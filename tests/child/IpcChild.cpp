@@ -3,7 +3,7 @@
 #include "child/ChildCommands.h"
 
 #include "support/MailboxProbe.h"
-#include "support/MailboxStress.h"
+#include "support/MailboxMessages.h"
 
 #include "weftcore.h"
 
@@ -53,15 +53,6 @@ void ReleaseSemaphoreByName(const std::string& name)
     MTSemaphore semaphore(name.c_str(), false, SEMAPHORE_MODIFY_STATE);
     semaphore.Release(1, nullptr);
 }
-
-// What a racing mailbox child posts about itself.
-struct RaceReport
-{
-    unsigned long processId;
-    unsigned long creator;
-    unsigned long status;
-    unsigned long reserved;
-};
 }  // namespace
 
 // Races to create a block or a mailbox: waits for <start>, creates or joins, reports, releases
@@ -91,6 +82,7 @@ WEFT_CHILD_COMMAND(Race, "race")
         ReleaseSemaphoreByName(args[3]);
         return WaitForEvent(args[4], timeout) ? code : 2;
     }
+    using weft::test::RaceReport;
     MTMailbox box(8, sizeof(RaceReport), args[1].c_str(), nullptr);
     const RaceReport report = {GetCurrentProcessId(), box.IsCreator() ? 1ul : 0ul, box.GetStatus(), 0};
     if ((box.GetStatus() == 0 || box.GetStatus() == ERROR_ALREADY_EXISTS) && box.Post(&report, timeout))

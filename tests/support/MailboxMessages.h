@@ -1,11 +1,23 @@
-// The message and the shared tally of the mailbox stress test, known to the test and to the
-// producer and consumer child processes.
+// Messages that mailbox child processes exchange with the tests: the report of a creation racer,
+// and the message and shared tally of the stress test.
 #pragma once
 
 #include <windows.h>
 
 #include <cstddef>
 #include <cstdint>
+
+namespace weft::test
+{
+// What a racing child posts about itself.
+struct RaceReport
+{
+    unsigned long processId;
+    unsigned long creator;  // 1 if IsCreator
+    unsigned long status;
+    unsigned long reserved;
+};
+}  // namespace weft::test
 
 namespace weft::test::stress
 {
