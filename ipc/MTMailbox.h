@@ -47,8 +47,9 @@ public:
     //   123  null or empty name, or one with a backslash; 206 a name over MaxNameLength();
     //   534  a mailbox of 2 GiB or more; nothing is made for any of these
     //   8    no memory for a kernel-object wrapper
-    //   13   the mailbox exists but its header was never written (its creator failed or died
-    //        while creating it) and this object could not safely write it
+    //   13   the block holds no usable header: it was never written (its creator failed or died
+    //        while creating it) and this object could not safely write it, or its numbers do not
+    //        fit the block
     //   other  the system error of the mapping, the view, the guard or a semaphore.
     // The attributes go to the mapping, the mutex and both semaphores.
     MTMailbox(unsigned long slots, unsigned long messageSize, const char* name, _SECURITY_ATTRIBUTES* attributes);
