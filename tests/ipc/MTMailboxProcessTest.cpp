@@ -153,7 +153,7 @@ TEST(MTMailboxTest, GuardAbandonedByAKilledHolderIsTakenOverAndReported)
         ASSERT_EQ(WAIT_OBJECT_0, ready.Wait(MustHappenMs())) << "the child did not take the guard";
         holder.Kill();
 
-        // The design's table: the plain forms move the message and say false, the event forms
+        // As MTMailbox.h states it: the plain forms move the message and say false, the event forms
         // true, the collection forms 0.
         Text out = {};
         const unsigned long timeout = MustHappenMs();

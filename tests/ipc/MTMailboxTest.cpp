@@ -164,7 +164,6 @@ TEST(MTMailboxTest, RefusesBadArgumentsWithoutMakingAnything)
 {
     const DWORD handles = HandleCount();
     const std::string name = UniqueName("mbx-bad");
-    const std::string longest(MTMailbox::MaxNameLength(), 'n');
     const std::string overlong(MTMailbox::MaxNameLength() + 1, 'n');
     struct Case
     {
@@ -205,7 +204,8 @@ TEST(MTMailboxTest, RefusesBadArgumentsWithoutMakingAnything)
     EXPECT_EQ(handles, HandleCount()) << "a refused mailbox holds no kernel object";
     EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), MTSharedMemory(name.c_str()).GetStatus());
 
-    const std::string longestName = longest.substr(0, longest.size() - 8) + UniqueName("").substr(10, 8);
+    std::string longestName = UniqueName("mbx-longest");
+    longestName.resize(MTMailbox::MaxNameLength(), 'n');
     MTMailbox atTheLimit(2, Size, longestName.c_str(), nullptr);
     EXPECT_EQ(0u, atTheLimit.GetStatus()) << "a name of the greatest length works";
     EXPECT_TRUE(atTheLimit.Post(&t, 0));
