@@ -16,12 +16,6 @@ struct MTMailbox::Header
     std::uint32_t headerSize;
     std::uint32_t head;
     std::uint32_t tail;
-
-    static void CheckLayout()
-    {
-        static_assert(sizeof(Header) == 20 && sizeof(std::uint32_t) == sizeof(unsigned long),
-                      "the header is five unpadded 32-bit numbers, read as unsigned long");
-    }
 };
 
 namespace
@@ -178,6 +172,8 @@ MTMailbox::MTMailbox(const char* name)
 void MTMailbox::AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long slots, unsigned long messageSize,
                                  const char* name, _SECURITY_ATTRIBUTES* attributes)
 {
+    static_assert(sizeof(Header) == HeaderBytes && sizeof(std::uint32_t) == sizeof(unsigned long),
+                  "the header is five unpadded 32-bit numbers, handed out as unsigned long");
     // Whether this object made both counts itself, so that they match its own slot count.
     bool freshCounts = true;
     auto attachCount = [&](MTSemaphore*& count, void (MTMailbox::*nameOf)(char*, const char*) const,
@@ -213,7 +209,18 @@ void MTMailbox::AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long
     // The guard's creator writes the header. So does a later holder of the guard that finds it
     // never written (its creator gave up or died before writing) if its own counts are new, so
     // that they match what it writes; otherwise the counts' maximum is unknown and it keeps out.
-    if (createCounts && (wonGuard || (header->maxMessages == 0 && freshCounts)))
+    const bool writesHeader = createCounts && (wonGuard || (header->maxMessages == 0 && freshCounts));
+    const std::uint32_t shapeSlots = writesHeader ? slots : header->maxMessages;
+    const std::uint32_t shapeSize = writesHeader ? messageSize : header->messageSize;
+    // Every slot must lie inside the block, whoever chose the numbers.
+    const std::uint64_t needed = std::uint64_t{shapeSlots} * shapeSize + HeaderBytes;
+    if (shapeSlots == 0 || shapeSize == 0 || needed > ViewSize(header))
+    {
+        m_status = ERROR_INVALID_DATA;
+        m_pGuard->Release();
+        return;
+    }
+    if (writesHeader)
     {
         header->maxMessages = slots;
         header->messageSize = messageSize;
@@ -221,15 +228,6 @@ void MTMailbox::AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long
         header->head = 0;
         header->tail = 0;
         m_bCreator = true;
-    }
-    // Every slot must lie inside the block, whoever wrote the numbers.
-    const std::uint64_t needed = std::uint64_t{header->maxMessages} * header->messageSize + HeaderBytes;
-    if (header->maxMessages == 0 || header->messageSize == 0 || needed > ViewSize(header))
-    {
-        m_bCreator = false;
-        m_status = ERROR_INVALID_DATA;
-        m_pGuard->Release();
-        return;
     }
     m_pHeader = header;
     m_pSlots = reinterpret_cast<unsigned char*>(header) + HeaderBytes;

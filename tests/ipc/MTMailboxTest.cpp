@@ -288,6 +288,28 @@ TEST(MTMailboxTest, HeaderLeftUnwrittenWithCountsOfUnknownSizeMakesNoMailbox)
     EXPECT_EQ(0u, static_cast<const std::uint32_t*>(block.GetPtr())[0]) << "nothing was written";
 }
 
+TEST(MTMailboxTest, BlockTooSmallForItsSlotsMakesNoMailbox)
+{
+    // A smaller block of someone else's under the name: the slots asked for would not fit it.
+    const std::string name = UniqueName("mbx-small");
+    MTSharedMemory block(4096, name.c_str(), nullptr);
+    auto* words = static_cast<std::uint32_t*>(block.GetPtr());
+    MTMailbox creator(1000, 64, name.c_str(), nullptr);
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_DATA), creator.GetStatus());
+    EXPECT_FALSE(creator.IsCreator());
+    EXPECT_EQ(0u, words[0]) << "nothing was written";
+
+    // A header that claims more slots than its block holds.
+    const std::uint32_t lying[5] = {1000, 64, 20, 0, 0};
+    std::memcpy(words, lying, sizeof lying);
+    MTMailbox opener(name.c_str());
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_DATA), opener.GetStatus());
+    unsigned long slots = 0, size = 0;
+    EXPECT_FALSE(opener.GetProperties(slots, size));
+    std::vector<char> message(64, 'x');
+    EXPECT_FALSE(opener.Post(message.data(), 0));
+}
+
 TEST(MTMailboxTest, PendingMessagesOutliveTheirPosterAndGoWithTheLastHolder)
 {
     const std::string name = UniqueName("mbx-life");
