@@ -60,7 +60,8 @@ public:
         const DWORD bytes = sizeof(RawHeader) + Slots * size;
         if (create)
         {
-            m_mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, bytes, (name + ".map").c_str());
+            m_mapping =
+                CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, bytes, (name + ".map").c_str());
             m_guard = CreateMutexA(nullptr, FALSE, (name + ".guard").c_str());
             m_free = CreateSemaphoreA(nullptr, Slots, Slots, (name + ".free").c_str());
             m_pending = CreateSemaphoreA(nullptr, 0, Slots, (name + ".pending").c_str());
