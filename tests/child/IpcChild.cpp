@@ -200,7 +200,7 @@ WEFT_CHILD_COMMAND(MailboxProduce, "mailbox-produce")
 }
 
 // Takes stress messages until <done> is set, tallying each in the shared block <tally>; the
-// consumer that takes the last one sets <done>.
+// consumer that takes the last one sets <done>, which ends the alertable gets of all consumers.
 //   mailbox-consume <name> <tally> <done> <producers> <perProducer> <strict 0|1> <timeout>
 // Every consumer checks that each producer's sequence numbers rise; a strict one (the only
 // consumer) that they rise by exactly one. Exit code 0, 1 if something did not open, 2 if a get
@@ -222,8 +222,16 @@ WEFT_CHILD_COMMAND(MailboxConsume, "mailbox-consume")
     const unsigned long timeout = Number(args[6]);
     const LONG total = static_cast<LONG>(producers * perProducer);
     std::vector<long> last(producers, -1);
+    MTWaitableCollection alerts;
+    alerts.AddObject(done);
+    // Takes by the event form and the collection form in turn; both end when <done> is set.
+    unsigned long turn = 0;
+    auto take = [&](Message* message) {
+        return ++turn % 2 == 0 ? box.GetAlertable(message, &done, timeout)
+                               : box.GetAlertable(message, alerts, timeout) == 0;
+    };
     Message message;
-    while (box.GetAlertable(&message, &done, timeout))
+    while (take(&message))
     {
         if (!IsIntact(message, producers, perProducer))
             InterlockedIncrement(&tally->corrupt);
