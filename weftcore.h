@@ -8,3 +8,5 @@
 #include "frame/MTWaitableCollection.h"
 #include "frame/MTWorkerThread.h"
 #include "frame/PausableWorkerThread.h"
+#include "ipc/MTSharedMemory.h"
+#include "ipc/MTMailbox.h"

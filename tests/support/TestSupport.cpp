@@ -111,4 +111,39 @@ void ChildProcess::Kill()
         WaitForSingleObject(m_process, MustHappenMs());
     }
 }
+
+ChildProcess& ChildGroup::Start(const std::vector<std::string>& args)
+{
+    m_children.push_back(std::make_unique<ChildProcess>(args));
+    return *m_children.back();
+}
+
+bool ChildGroup::AllStarted() const
+{
+    for (const auto& child : m_children)
+        if (!child->Started())
+            return false;
+    return true;
+}
+
+bool ChildGroup::WaitAll(DWORD timeoutMs)
+{
+    const ULONGLONG deadline = GetTickCount64() + timeoutMs;
+    for (const auto& child : m_children)
+    {
+        const ULONGLONG now = GetTickCount64();
+        const DWORD left = now < deadline ? static_cast<DWORD>(deadline - now) : 0;
+        if (!child->Started() || WaitForSingleObject(child->Handle(), left) != WAIT_OBJECT_0)
+            return false;
+    }
+    return true;
+}
+
+std::vector<long> ChildGroup::ExitCodes()
+{
+    std::vector<long> codes;
+    for (const auto& child : m_children)
+        codes.push_back(child->WaitExit(0));
+    return codes;
+}
 }  // namespace weft::test

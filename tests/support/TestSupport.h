@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -74,5 +75,22 @@ public:
 
 private:
     HANDLE m_process = nullptr;
+};
+
+// Several child processes started one after another and waited for together.
+class ChildGroup
+{
+public:
+    ChildProcess& Start(const std::vector<std::string>& args);
+    bool AllStarted() const;
+    size_t Size() const { return m_children.size(); }
+    ChildProcess& operator[](size_t i) { return *m_children[i]; }
+    // Waits until every child has ended, within one time limit for all; false if one did not.
+    bool WaitAll(DWORD timeoutMs);
+    // Exit codes in the order of starting; -1 for a child still running.
+    std::vector<long> ExitCodes();
+
+private:
+    std::vector<std::unique_ptr<ChildProcess>> m_children;
 };
 }  // namespace weft::test

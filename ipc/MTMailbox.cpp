@@ -1,0 +1,436 @@
+#include "ipc/MTMailbox.h"
+
+#include "module/CodedTexts.h"
+#include "weftbase/StringUtils.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+// The shared header: five 32-bit numbers, 20 bytes, the same in every process.
+struct MTMailbox::Header
+{
+    std::uint32_t maxMessages;
+    std::uint32_t messageSize;
+    std::uint32_t headerSize;
+    std::uint32_t head;
+    std::uint32_t tail;
+};
+
+namespace
+{
+constexpr std::uint32_t HeaderBytes = 20;
+
+// wsprintfA never writes more than this many characters and the terminator.
+constexpr int WsprintfLimit = 1024;
+
+bool IsGuardHeld(unsigned long waitResult)
+{
+    return waitResult == WAIT_OBJECT_0 || waitResult == WAIT_ABANDONED_0;
+}
+
+void BuildName(char* output, const std::vector<int>& role, const char* mailboxName)
+{
+    if (output == nullptr)
+        return;
+    if (mailboxName == nullptr)
+    {
+        *output = '\0';
+        return;
+    }
+    const CString format = StringUtils::DecryptText(CodedTexts::MailboxNameFormat);
+    const CString roleText = StringUtils::DecryptText(role);
+    ::wsprintfA(output, format, static_cast<const char*>(roleText), mailboxName);
+}
+
+// What a name or the sizes are refused for before anything is made; 0 if nothing.
+unsigned long NameRefusal(const char* name)
+{
+    if (name == nullptr || *name == '\0' || std::strchr(name, '\\') != nullptr)
+        return ERROR_INVALID_NAME;
+    if (std::strlen(name) > MTMailbox::MaxNameLength())
+        return ERROR_FILENAME_EXCED_RANGE;
+    return 0;
+}
+
+unsigned long SizeRefusal(unsigned long slots, unsigned long messageSize)
+{
+    if (slots == 0 || messageSize == 0)
+        return ERROR_INVALID_PARAMETER;
+    // The mapping size is a positive long; the semaphores take the slot count as a positive int.
+    const std::uint64_t bytes = std::uint64_t{slots} * messageSize + HeaderBytes;
+    if (bytes > 0x7FFFFFFFu)
+        return ERROR_ARITHMETIC_OVERFLOW;
+    return 0;
+}
+
+unsigned long CreateRefusal(unsigned long slots, unsigned long messageSize, const char* name)
+{
+    const unsigned long refusal = NameRefusal(name);
+    return refusal != 0 ? refusal : SizeRefusal(slots, messageSize);
+}
+
+// The size to ask the mapping for; 0 for a refused mailbox, which the mapping refuses in turn
+// without a platform call.
+long MappingSize(unsigned long slots, unsigned long messageSize, const char* name)
+{
+    if (CreateRefusal(slots, messageSize, name) != 0)
+        return 0;
+    return static_cast<long>(slots * messageSize + HeaderBytes);
+}
+
+const char* OpenableName(const char* name)
+{
+    return NameRefusal(name) == 0 ? name : nullptr;
+}
+
+// Bytes of the view from its base; 0 if the platform does not say.
+std::uint64_t ViewSize(const void* view)
+{
+    MEMORY_BASIC_INFORMATION info = {};
+    if (view == nullptr || ::VirtualQuery(view, &info, sizeof info) != sizeof info)
+        return 0;
+    return info.RegionSize;
+}
+}  // namespace
+
+MTMailbox::MTMailbox(unsigned long slots, unsigned long messageSize, const char* name,
+                     _SECURITY_ATTRIBUTES* attributes)
+    : m_memory(MappingSize(slots, messageSize, name), name, attributes), m_bCreator(false), m_status(0),
+      m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr), m_pFreeCount(nullptr), m_pPendingCount(nullptr)
+{
+    m_status = CreateRefusal(slots, messageSize, name);
+    if (m_status != 0)
+        return;
+    m_status = m_memory.GetStatus();
+    if (m_status != 0 && m_status != ERROR_ALREADY_EXISTS)
+        return;
+
+    char guardName[NameBufferSize];
+    CreateGuardMutexName(guardName, name);
+    m_pGuard = new (std::nothrow) MTMutex(true, guardName, attributes);
+    if (m_pGuard == nullptr)
+    {
+        m_status = ERROR_NOT_ENOUGH_MEMORY;
+        return;
+    }
+    // A guard that could not be created was not won: nothing may be written, so stop here.
+    if (!m_pGuard->IsValidHandle())
+    {
+        m_status = m_pGuard->GetStatus();
+        return;
+    }
+    // A new guard is owned from birth; an existing one was not given and is waited for, which
+    // keeps this object out until whoever holds it has finished the header.
+    const bool wonGuard = m_pGuard->GetStatus() != ERROR_ALREADY_EXISTS;
+    if (!wonGuard)
+    {
+        const unsigned long taken = m_pGuard->Wait(INFINITE);
+        if (!IsGuardHeld(taken))
+        {
+            m_status = ::GetLastError();
+            return;
+        }
+    }
+    AttachUnderGuard(true, wonGuard, slots, messageSize, name, attributes);
+}
+
+MTMailbox::MTMailbox(const char* name)
+    : m_memory(OpenableName(name)), m_bCreator(false), m_status(0), m_pHeader(nullptr), m_pSlots(nullptr),
+      m_pGuard(nullptr), m_pFreeCount(nullptr), m_pPendingCount(nullptr)
+{
+    m_status = NameRefusal(name);
+    if (m_status != 0)
+        return;
+    m_status = m_memory.GetStatus();
+    if (m_status != 0)
+        return;
+
+    char guardName[NameBufferSize];
+    CreateGuardMutexName(guardName, name);
+    m_pGuard = new (std::nothrow) MTMutex(guardName, false, MUTEX_ALL_ACCESS);
+    if (m_pGuard == nullptr)
+    {
+        m_status = ERROR_NOT_ENOUGH_MEMORY;
+        return;
+    }
+    if (!m_pGuard->IsValidHandle())
+    {
+        m_status = m_pGuard->GetStatus();
+        return;
+    }
+    const unsigned long taken = m_pGuard->Wait(INFINITE);
+    if (!IsGuardHeld(taken))
+    {
+        m_status = ::GetLastError();
+        return;
+    }
+    AttachUnderGuard(false, false, 0, 0, name, nullptr);
+}
+
+void MTMailbox::AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long slots, unsigned long messageSize,
+                                 const char* name, _SECURITY_ATTRIBUTES* attributes)
+{
+    static_assert(sizeof(Header) == HeaderBytes && sizeof(std::uint32_t) == sizeof(unsigned long),
+                  "the header is five unpadded 32-bit numbers, handed out as unsigned long");
+    // Whether this object made both counts itself, so that they match its own slot count.
+    bool freshCounts = true;
+    auto attachCount = [&](MTSemaphore*& count, void (MTMailbox::*nameOf)(char*, const char*) const,
+                           int initialCount) {
+        char countName[NameBufferSize];
+        (this->*nameOf)(countName, name);
+        count = createCounts
+                    ? new (std::nothrow) MTSemaphore(initialCount, static_cast<int>(slots), countName, attributes)
+                    : new (std::nothrow) MTSemaphore(countName, false, SEMAPHORE_ALL_ACCESS);
+        if (count == nullptr)
+        {
+            m_status = ERROR_NOT_ENOUGH_MEMORY;
+            return false;
+        }
+        const unsigned long status = count->GetStatus();
+        if (status == ERROR_ALREADY_EXISTS)
+            freshCounts = false;
+        else if (status != 0)
+        {
+            m_status = status;
+            return false;
+        }
+        return true;
+    };
+    if (!attachCount(m_pFreeCount, &MTMailbox::CreateFreeCountSemaphoreName, static_cast<int>(slots)) ||
+        !attachCount(m_pPendingCount, &MTMailbox::CreatePendingCountSemaphoreName, 0))
+    {
+        m_pGuard->Release();
+        return;
+    }
+
+    Header* header = static_cast<Header*>(m_memory.GetPtr());
+    // The guard's creator writes the header. So does a later holder of the guard that finds it
+    // never written (its creator gave up or died before writing) if its own counts are new, so
+    // that they match what it writes; otherwise the counts' maximum is unknown and it keeps out.
+    const bool writesHeader = createCounts && (wonGuard || (header->maxMessages == 0 && freshCounts));
+    const std::uint32_t shapeSlots = writesHeader ? slots : header->maxMessages;
+    const std::uint32_t shapeSize = writesHeader ? messageSize : header->messageSize;
+    // Every slot must lie inside the block, whoever chose the numbers.
+    const std::uint64_t needed = std::uint64_t{shapeSlots} * shapeSize + HeaderBytes;
+    if (shapeSlots == 0 || shapeSize == 0 || needed > ViewSize(header))
+    {
+        m_status = ERROR_INVALID_DATA;
+        m_pGuard->Release();
+        return;
+    }
+    if (writesHeader)
+    {
+        header->maxMessages = slots;
+        header->messageSize = messageSize;
+        header->headerSize = HeaderBytes;
+        header->head = 0;
+        header->tail = 0;
+        m_bCreator = true;
+    }
+    m_pHeader = header;
+    m_pSlots = reinterpret_cast<unsigned char*>(header) + HeaderBytes;
+    m_pGuard->Release();
+
+    if (createCounts && !m_bCreator && (header->maxMessages != slots || header->messageSize != messageSize))
+        m_status = ERROR_INVALID_PARAMETER;
+}
+
+MTMailbox::~MTMailbox()
+{
+    m_pHeader = nullptr;
+    m_pSlots = nullptr;
+    delete m_pGuard;
+    m_pGuard = nullptr;
+    delete m_pFreeCount;
+    m_pFreeCount = nullptr;
+    delete m_pPendingCount;
+    m_pPendingCount = nullptr;
+}
+
+bool MTMailbox::IsCreator() const
+{
+    return m_bCreator;
+}
+
+unsigned long MTMailbox::GetStatus() const
+{
+    return m_status;
+}
+
+bool MTMailbox::GetProperties(unsigned long& slots, unsigned long& messageSize) const
+{
+    if (m_pHeader == nullptr)
+        return false;
+    slots = m_pHeader->maxMessages;
+    messageSize = m_pHeader->messageSize;
+    return true;
+}
+
+unsigned long MTMailbox::MaxNameLength()
+{
+    // The longest derived name of an empty mailbox name is what the roles and the format add.
+    static const unsigned long maxLength = [] {
+        char output[WsprintfLimit + 1];
+        unsigned long longest = 0;
+        for (const std::vector<int>* role :
+             {&CodedTexts::MailboxGuardRole, &CodedTexts::MailboxFreeCountRole, &CodedTexts::MailboxPendingCountRole})
+        {
+            BuildName(output, *role, "");
+            longest = std::max<unsigned long>(longest, static_cast<unsigned long>(std::strlen(output)));
+        }
+        return longest < NameBufferSize - 1 ? NameBufferSize - 1 - longest : 0;
+    }();
+    return maxLength;
+}
+
+bool MTMailbox::IsUsable() const
+{
+    return m_pHeader != nullptr && m_pSlots != nullptr && m_pGuard != nullptr && m_pFreeCount != nullptr &&
+           m_pPendingCount != nullptr;
+}
+
+bool MTMailbox::Post(const void* message, unsigned long timeout)
+{
+    if (!IsUsable() || message == nullptr)
+        return false;
+    if (m_pFreeCount->Wait(timeout) != WAIT_OBJECT_0)
+        return false;
+    return StoreUnderGuard(message, timeout) == WAIT_OBJECT_0;
+}
+
+bool MTMailbox::Get(void* buffer, unsigned long timeout)
+{
+    if (!IsUsable() || buffer == nullptr)
+        return false;
+    if (m_pPendingCount->Wait(timeout) != WAIT_OBJECT_0)
+        return false;
+    return TakeUnderGuard(buffer, timeout) == WAIT_OBJECT_0;
+}
+
+bool MTMailbox::PostAlertable(const void* message, MTEvent* alert, unsigned long timeout)
+{
+    if (alert == nullptr)
+        return Post(message, timeout);
+    if (!IsUsable() || message == nullptr)
+        return false;
+    // The alert at index 0 wins over the count at index 1.
+    if (alert->WaitForTwo(*m_pFreeCount, false, timeout) != WAIT_OBJECT_0 + 1)
+        return false;
+    return IsGuardHeld(StoreUnderGuard(message, timeout));
+}
+
+bool MTMailbox::GetAlertable(void* buffer, MTEvent* alert, unsigned long timeout)
+{
+    if (alert == nullptr)
+        return Get(buffer, timeout);
+    if (!IsUsable() || buffer == nullptr)
+        return false;
+    if (alert->WaitForTwo(*m_pPendingCount, false, timeout) != WAIT_OBJECT_0 + 1)
+        return false;
+    return IsGuardHeld(TakeUnderGuard(buffer, timeout));
+}
+
+unsigned long MTMailbox::PostAlertable(const void* message, const MTWaitableCollection& alerts, unsigned long timeout)
+{
+    if (!IsUsable() || message == nullptr)
+        return WAIT_ABANDONED_0;
+    MTWaitableCollection waits;
+    waits.AddObject(*m_pFreeCount);
+    waits.AddCollection(alerts);  // with a full collection the last alert finds no room
+    const unsigned long first = waits.Wait(false, timeout);
+    if (first != WAIT_OBJECT_0)
+        return first;
+    const unsigned long guard = StoreUnderGuard(message, timeout);
+    return IsGuardHeld(guard) ? WAIT_OBJECT_0 : guard;
+}
+
+unsigned long MTMailbox::GetAlertable(void* buffer, const MTWaitableCollection& alerts, unsigned long timeout)
+{
+    if (!IsUsable() || buffer == nullptr)
+        return WAIT_ABANDONED_0;
+    MTWaitableCollection waits;
+    waits.AddObject(*m_pPendingCount);
+    waits.AddCollection(alerts);
+    const unsigned long first = waits.Wait(false, timeout);
+    if (first != WAIT_OBJECT_0)
+        return first;
+    const unsigned long guard = TakeUnderGuard(buffer, timeout);
+    return IsGuardHeld(guard) ? WAIT_OBJECT_0 : guard;
+}
+
+unsigned long MTMailbox::StoreUnderGuard(const void* message, unsigned long timeout)
+{
+    const unsigned long guard = m_pGuard->Wait(timeout);
+    if (!IsGuardHeld(guard))
+    {
+        // Nothing was stored: the slot goes back, so that the free count matches the ring again.
+        m_pFreeCount->Release(1, nullptr);
+        return guard;
+    }
+    // An abandoned guard is owned all the same. Its holder may have died in a copy; the tail
+    // moves only after a whole copy, so a cut-off message was never delivered.
+    std::memcpy(GetTailPtr(), message, m_pHeader->messageSize);
+    IncrementTail();
+    m_pGuard->Release();
+    m_pPendingCount->Release(1, nullptr);
+    return guard;
+}
+
+unsigned long MTMailbox::TakeUnderGuard(void* buffer, unsigned long timeout)
+{
+    const unsigned long guard = m_pGuard->Wait(timeout);
+    if (!IsGuardHeld(guard))
+    {
+        // Nothing was taken: the message stays counted, so that a later get finds it.
+        m_pPendingCount->Release(1, nullptr);
+        return guard;
+    }
+    std::memcpy(buffer, GetHeadPtr(), m_pHeader->messageSize);
+    IncrementHead();
+    m_pGuard->Release();
+    m_pFreeCount->Release(1, nullptr);
+    return guard;
+}
+
+void* MTMailbox::GetHeadPtr()
+{
+    if (m_pHeader == nullptr || m_pSlots == nullptr)
+        return nullptr;
+    return m_pSlots + static_cast<std::size_t>(m_pHeader->head) * m_pHeader->messageSize;
+}
+
+void* MTMailbox::GetTailPtr()
+{
+    if (m_pHeader == nullptr || m_pSlots == nullptr)
+        return nullptr;
+    return m_pSlots + static_cast<std::size_t>(m_pHeader->tail) * m_pHeader->messageSize;
+}
+
+void MTMailbox::IncrementHead()
+{
+    if (m_pHeader != nullptr && m_pHeader->maxMessages != 0)
+        m_pHeader->head = (m_pHeader->head + 1) % m_pHeader->maxMessages;
+}
+
+void MTMailbox::IncrementTail()
+{
+    if (m_pHeader != nullptr && m_pHeader->maxMessages != 0)
+        m_pHeader->tail = (m_pHeader->tail + 1) % m_pHeader->maxMessages;
+}
+
+void MTMailbox::CreateGuardMutexName(char* output, const char* mailboxName) const
+{
+    BuildName(output, CodedTexts::MailboxGuardRole, mailboxName);
+}
+
+void MTMailbox::CreateFreeCountSemaphoreName(char* output, const char* mailboxName) const
+{
+    BuildName(output, CodedTexts::MailboxFreeCountRole, mailboxName);
+}
+
+void MTMailbox::CreatePendingCountSemaphoreName(char* output, const char* mailboxName) const
+{
+    BuildName(output, CodedTexts::MailboxPendingCountRole, mailboxName);
+}

@@ -1,0 +1,85 @@
+// Messages that mailbox child processes exchange with the tests: the report of a creation racer,
+// and the message and shared tally of the stress test.
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace weft::test
+{
+// What a racing child posts about itself.
+struct RaceReport
+{
+    unsigned long processId;
+    unsigned long creator;  // 1 if IsCreator
+    unsigned long status;
+    unsigned long reserved;
+};
+}  // namespace weft::test
+
+namespace weft::test::stress
+{
+// A message names its producer and sequence number; its payload follows from both, and a
+// checksum over everything before it shows a torn or mixed copy.
+struct Message
+{
+    std::uint32_t producer;
+    std::uint32_t sequence;
+    std::uint8_t payload[52];
+    std::uint32_t checksum;
+};
+static_assert(sizeof(Message) == 64, "one message fills one 64-byte slot");
+
+inline std::uint32_t Checksum(const Message& m)
+{
+    // FNV-1a over every byte before the checksum.
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&m);
+    std::uint32_t hash = 2166136261u;
+    for (size_t i = 0; i < offsetof(Message, checksum); ++i)
+        hash = (hash ^ bytes[i]) * 16777619u;
+    return hash;
+}
+
+inline Message Make(std::uint32_t producer, std::uint32_t sequence)
+{
+    Message m = {};
+    m.producer = producer;
+    m.sequence = sequence;
+    for (size_t i = 0; i < sizeof m.payload; ++i)
+        m.payload[i] = static_cast<std::uint8_t>(producer * 31u + sequence * 7u + i);
+    m.checksum = Checksum(m);
+    return m;
+}
+
+inline bool IsIntact(const Message& m, std::uint32_t producers, std::uint32_t perProducer)
+{
+    if (m.producer >= producers || m.sequence >= perProducer || m.checksum != Checksum(m))
+        return false;
+    const Message expected = Make(m.producer, m.sequence);
+    for (size_t i = 0; i < sizeof m.payload; ++i)
+        if (m.payload[i] != expected.payload[i])
+            return false;
+    return true;
+}
+
+// The tally in a shared block: consumers count each message they take, by producer and sequence.
+// Right behind it lie producers * perProducer counters, one per message.
+struct Tally
+{
+    volatile LONG taken;
+    volatile LONG corrupt;
+    volatile LONG outOfOrder;
+    volatile LONG reserved;
+
+    volatile LONG& Received(std::uint32_t producer, std::uint32_t sequence, std::uint32_t perProducer)
+    {
+        return reinterpret_cast<volatile LONG*>(this + 1)[producer * perProducer + sequence];
+    }
+    static long Bytes(std::uint32_t producers, std::uint32_t perProducer)
+    {
+        return static_cast<long>(sizeof(Tally) + sizeof(LONG) * producers * perProducer);
+    }
+};
+}  // namespace weft::test::stress
