@@ -8,3 +8,6 @@
 #include "frame/MTWaitableCollection.h"
 #include "frame/MTWorkerThread.h"
 #include "frame/PausableWorkerThread.h"
+#include "jobs/ZipThread.h"
+#include "watchers/DrivesChangeThread.h"
+#include "weftbase/WeftBase.h"
