@@ -186,7 +186,8 @@ void DirUtils::EnsureTrailingBackslash(CString& path)
     if (path.IsEmpty())
         return;
     const CString trimmed = PathText::WithoutTrailingSeparators(path);
-    if (trimmed == path || !PathText::IsSeparator(trimmed[trimmed.GetLength() - 1]))
+    // A path of separators only ("\", "\\") is left as it is.
+    if (!PathText::IsSeparator(trimmed[trimmed.GetLength() - 1]))
         path = trimmed + "\\";
 }
 

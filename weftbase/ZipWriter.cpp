@@ -136,14 +136,27 @@ bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
 {
     if (m_bFailed)
         return false;
-    const DWORD attributes = PathText::FitsLimit(path) ? ::GetFileAttributesA(path) : INVALID_FILE_ATTRIBUTES;
-    if (attributes == INVALID_FILE_ATTRIBUTES)
+    // One open serves both to tell a file from a directory and to read the file.
+    HANDLE source = PathText::FitsLimit(path)
+                        ? ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_BACKUP_SEMANTICS,
+                                        nullptr)
+                        : INVALID_HANDLE_VALUE;
+    BY_HANDLE_FILE_INFORMATION info;
+    if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
     {
+        if (source != INVALID_HANDLE_VALUE)
+            ::CloseHandle(source);
         m_bLeftOut = true;
         return false;
     }
-    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
-        return IsOwnFile(path) || AddFile(path, archiveName);
+    if (!(info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+    {
+        const bool ok = IsOwnFile(path) || AddOpenFile(source, info, archiveName);
+        ::CloseHandle(source);
+        return ok;
+    }
+    ::CloseHandle(source);
     bool ok = AddDirectoryEntry(path, archiveName);
     CString dir(path);
     if (!PathText::IsSeparator(dir[dir.GetLength() - 1]))
@@ -274,10 +287,16 @@ bool ZipWriter::AddFile(const CString& path, const CString& archiveName)
         m_bLeftOut = true;
         return false;
     }
+    const bool ok = AddOpenFile(source, info, archiveName);
+    ::CloseHandle(source);
+    return ok;
+}
+
+bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName)
+{
     Entry entry;
     if (!MakeName(archiveName, false, entry))
     {
-        ::CloseHandle(source);
         m_bLeftOut = true;
         return false;
     }
@@ -288,7 +307,9 @@ bool ZipWriter::AddFile(const CString& path, const CString& archiveName)
     DosTime(info.ftLastWriteTime, entry.dosTime, entry.dosDate);
     entry.attributes = info.dwFileAttributes & DosAttributeMask & ~static_cast<DWORD>(FILE_ATTRIBUTE_DIRECTORY);
     entry.offset = m_nOffset;
-    entry.method = limit == 0 ? MethodStored : MethodDeflated;
+    if (limit <= ChunkSize)
+        return AddSmallFile(source, limit, entry);
+    entry.method = MethodDeflated;
     bool ok = WriteLocalHeader(entry, zip64);
     const unsigned long long dataStart = m_nOffset;
     bool readable = true;
@@ -303,7 +324,6 @@ bool ZipWriter::AddFile(const CString& path, const CString& archiveName)
                        Store(source, entry.size, entry);
         }
     }
-    ::CloseHandle(source);
     if (m_bFailed)
         return false;
     if (!readable)
@@ -314,6 +334,52 @@ bool ZipWriter::AddFile(const CString& path, const CString& archiveName)
         return false;
     }
     if (!PatchLocalHeader(entry, zip64))
+        return false;
+    m_entries.push_back(entry);
+    return true;
+}
+
+bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry)
+{
+    // Read and compressed in memory, so the header goes out complete and nothing is patched.
+    std::vector<unsigned char> data(static_cast<size_t>(limit));
+    DWORD got = 0;
+    size_t read = 0;
+    while (read < data.size())
+    {
+        if (!::ReadFile(source, data.data() + read, static_cast<DWORD>(data.size() - read), &got, nullptr))
+        {
+            m_bLeftOut = true;
+            return false;
+        }
+        if (got == 0)
+            break;
+        read += got;
+    }
+    data.resize(read);
+    entry.size = read;
+    entry.crc = crc32(crc32(0, nullptr, 0), data.data(), static_cast<uInt>(read));
+    std::vector<unsigned char> packed;
+    if (read > 0)
+    {
+        z_stream stream = {};
+        if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK)
+        {
+            packed.resize(deflateBound(&stream, static_cast<uLong>(read)));
+            stream.next_in = data.data();
+            stream.avail_in = static_cast<uInt>(read);
+            stream.next_out = packed.data();
+            stream.avail_out = static_cast<uInt>(packed.size());
+            const bool done = deflate(&stream, Z_FINISH) == Z_STREAM_END;
+            packed.resize(done ? packed.size() - stream.avail_out : 0);
+            deflateEnd(&stream);
+        }
+    }
+    const bool deflated = !packed.empty() && packed.size() < read;
+    entry.method = deflated ? MethodDeflated : MethodStored;
+    entry.compressed = deflated ? packed.size() : read;
+    const std::vector<unsigned char>& body = deflated ? packed : data;
+    if (!WriteLocalHeader(entry, false) || !Write(body.data(), body.size()))
         return false;
     m_entries.push_back(entry);
     return true;

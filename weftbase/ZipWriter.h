@@ -50,6 +50,9 @@ private:
     };
 
     bool AddFile(const CString& path, const CString& archiveName);
+    // Packs the open file; the caller closes it.
+    bool AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName);
+    bool AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry);
     bool IsOwnFile(const CString& path) const;
     bool MakeName(const CString& archiveName, bool directory, Entry& entry);
     bool WriteLocalHeader(const Entry& entry, bool zip64);
