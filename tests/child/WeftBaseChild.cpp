@@ -50,6 +50,15 @@ std::string NonAsciiName()
     return n > 0 && !defaulted ? std::string(buffer) : std::string();
 }
 
+// Takes "<name>.alive" for the rest of the process's life, so that the parent can wait for the
+// end of a child it did not start itself: the mutex is abandoned when the process exits.
+void HoldAliveMutex(const std::string& name)
+{
+    HANDLE alive = CreateMutexA(nullptr, FALSE, (name + ".alive").c_str());
+    if (alive)
+        WaitForSingleObject(alive, 0);
+}
+
 bool Report(FILE* manifest, const char* archive, bool result)
 {
     std::fprintf(manifest, "%s\t%d\n", archive, result ? 1 : 0);
@@ -62,6 +71,7 @@ WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
 {
     if (args.size() != 1)
         return 250;
+    HoldAliveMutex(args[0]);
     HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, args[0].c_str());
     if (!event)
         return 1;
@@ -82,6 +92,7 @@ WEFT_CHILD_COMMAND(SetEventInDir, "set-event-in-dir")
     DirUtils::EnsureTrailingBackslash(want);
     if (have.CompareNoCase(want) != 0)
         return 2;
+    HoldAliveMutex(args[1]);
     HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, args[1].c_str());
     if (!event)
         return 1;

@@ -19,6 +19,14 @@ protected:
     bool m_com = false;
 };
 
+// Waits for the end of the child that set the event: it holds "<name>.alive" until it exits.
+void WaitForChildEnd(const std::string& name)
+{
+    MTMutex alive(false, (name + ".alive").c_str());
+    const unsigned long result = alive.Wait(weft::test::MustHappenMs());
+    EXPECT_TRUE(result == WAIT_ABANDONED_0 || result == WAIT_OBJECT_0) << result;
+}
+
 std::string Child()
 {
     return weft::test::ExeDir() + "weft_testchild.exe";
@@ -35,22 +43,25 @@ TEST_F(ExeUtilsTest, AProgramStartsWithItsParameters)
                                          error, nullptr))
         << error.GetString();
     EXPECT_TRUE(error.IsEmpty());
-    EXPECT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    WaitForChildEnd(name);
 }
 
 TEST_F(ExeUtilsTest, TheProgramRunsInTheDirectoryGiven)
 {
-    weft::test::TempDir dir("launch");
+    // A folder that outlives the child: a folder that is some process's current directory cannot
+    // be removed at once.
+    char folder[MAX_PATH + 1] = {};
+    ASSERT_GT(GetSystemDirectoryA(folder, MAX_PATH), 0u);
     const std::string name = weft::test::UniqueName("launchdir");
     MTEvent started(true, false, name.c_str());
     CString error;
-    // Without the trailing backslash, which would escape the closing quote of the argument.
-    const std::string folder = dir.Path().substr(0, dir.Path().size() - 1);
-    const std::string params = "set-event-in-dir \"" + folder + "\" " + name;
-    EXPECT_TRUE(ExeUtils::ShellLaunchApp(Child().c_str(), dir.Path().c_str(), params.c_str(), true, ExeUtils::Open, 1,
-                                         error, nullptr))
+    const std::string params = "set-event-in-dir \"" + std::string(folder) + "\" " + name;
+    EXPECT_TRUE(ExeUtils::ShellLaunchApp(Child().c_str(), folder, params.c_str(), true, ExeUtils::Open, 1, error,
+                                         nullptr))
         << error.GetString();
-    EXPECT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    WaitForChildEnd(name);
 }
 
 TEST_F(ExeUtilsTest, AFailedLaunchGivesTheSystemsText)

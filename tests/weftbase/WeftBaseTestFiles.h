@@ -22,7 +22,11 @@ public:
     ~TempDir()
     {
         if (DirUtils::DoesDirExist(m_path.c_str()))
-            DirUtils::DeleteDirectory(m_path.c_str(), 0, nullptr, nullptr, nullptr);
+        {
+            const CString error = DirUtils::DeleteDirectory(m_path.c_str(), 0, nullptr, nullptr, nullptr);
+            if (!error.IsEmpty())
+                fprintf(stderr, "TempDir: %s\n", error.GetString());
+        }
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
