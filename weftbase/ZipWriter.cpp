@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <new>
 
 namespace
 {
@@ -89,7 +90,7 @@ bool ReadChunk(HANDLE source, unsigned char* buffer, unsigned long long left, DW
 }  // namespace
 
 ZipWriter::ZipWriter(const char* output)
-    : m_hFile(INVALID_HANDLE_VALUE), m_bFailed(false), m_bLeftOut(false), m_nOffset(0), m_strOutput(output)
+    : m_hFile(INVALID_HANDLE_VALUE), m_pStream(nullptr), m_bFailed(false), m_bLeftOut(false), m_nOffset(0), m_strOutput(output)
 {
     if (!PathText::FitsLimit(output))
         return;
@@ -114,11 +115,32 @@ ZipWriter::ZipWriter(const char* output)
 
 ZipWriter::~ZipWriter()
 {
+    if (m_pStream)
+    {
+        deflateEnd(m_pStream);
+        delete m_pStream;
+    }
     if (m_hFile != INVALID_HANDLE_VALUE)
     {
         ::CloseHandle(m_hFile);
         ::DeleteFileA(m_strTemp);
     }
+}
+
+z_stream_s* ZipWriter::Deflater()
+{
+    if (m_pStream)
+        return deflateReset(m_pStream) == Z_OK ? m_pStream : nullptr;
+    z_stream* stream = new (std::nothrow) z_stream();
+    if (!stream)
+        return nullptr;
+    if (deflateInit2(stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    {
+        delete stream;
+        return nullptr;
+    }
+    m_pStream = stream;
+    return m_pStream;
 }
 
 bool ZipWriter::IsOpen() const
@@ -194,7 +216,7 @@ bool ZipWriter::AddTree(const CString& dir, const CString& prefix)
                 ok = AddTree(full + "\\", prefix + name + "/") && ok;
         }
         else if (!IsOwnFile(full))
-            ok = AddFile(full, prefix + name) && ok;
+            ok = AddFile(full, prefix + name, &data) && ok;
     } while (!m_bFailed && ::FindNextFileA(find, &data));
     ::FindClose(find);
     return ok && !m_bFailed;
@@ -271,7 +293,7 @@ bool ZipWriter::AddDirectoryEntry(const CString& path, const CString& archiveNam
     return true;
 }
 
-bool ZipWriter::AddFile(const CString& path, const CString& archiveName)
+bool ZipWriter::AddFile(const CString& path, const CString& archiveName, const WIN32_FIND_DATAA* found)
 {
     if (m_bFailed)
         return false;
@@ -279,8 +301,16 @@ bool ZipWriter::AddFile(const CString& path, const CString& archiveName)
                         ? ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                         nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)
                         : INVALID_HANDLE_VALUE;
-    BY_HANDLE_FILE_INFORMATION info;
-    if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
+    BY_HANDLE_FILE_INFORMATION info = {};
+    if (found && source != INVALID_HANDLE_VALUE)
+    {
+        // What the directory listing said is what a query of the open file would say.
+        info.dwFileAttributes = found->dwFileAttributes;
+        info.ftLastWriteTime = found->ftLastWriteTime;
+        info.nFileSizeHigh = found->nFileSizeHigh;
+        info.nFileSizeLow = found->nFileSizeLow;
+    }
+    else if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
     {
         if (source != INVALID_HANDLE_VALUE)
             ::CloseHandle(source);
@@ -362,17 +392,16 @@ bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& ent
     std::vector<unsigned char> packed;
     if (read > 0)
     {
-        z_stream stream = {};
-        if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK)
+        // Without a stream the data is stored.
+        if (z_stream* stream = Deflater())
         {
-            packed.resize(deflateBound(&stream, static_cast<uLong>(read)));
-            stream.next_in = data.data();
-            stream.avail_in = static_cast<uInt>(read);
-            stream.next_out = packed.data();
-            stream.avail_out = static_cast<uInt>(packed.size());
-            const bool done = deflate(&stream, Z_FINISH) == Z_STREAM_END;
-            packed.resize(done ? packed.size() - stream.avail_out : 0);
-            deflateEnd(&stream);
+            packed.resize(deflateBound(stream, static_cast<uLong>(read)));
+            stream->next_in = data.data();
+            stream->avail_in = static_cast<uInt>(read);
+            stream->next_out = packed.data();
+            stream->avail_out = static_cast<uInt>(packed.size());
+            const bool done = deflate(stream, Z_FINISH) == Z_STREAM_END;
+            packed.resize(done ? packed.size() - stream->avail_out : 0);
         }
     }
     const bool deflated = !packed.empty() && packed.size() < read;
@@ -420,8 +449,8 @@ bool ZipWriter::PatchLocalHeader(const Entry& entry, bool zip64)
 
 bool ZipWriter::Deflate(HANDLE source, unsigned long long limit, Entry& entry)
 {
-    z_stream stream = {};
-    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    z_stream* stream = Deflater();
+    if (!stream)
     {
         m_bFailed = true;
         return false;
@@ -442,20 +471,19 @@ bool ZipWriter::Deflate(HANDLE source, unsigned long long limit, Entry& entry)
         read += got;
         crc = crc32(crc, in.data(), got);
         flush = (got == 0 || read >= limit) ? Z_FINISH : Z_NO_FLUSH;
-        stream.next_in = in.data();
-        stream.avail_in = got;
+        stream->next_in = in.data();
+        stream->avail_in = got;
         do
         {
-            stream.next_out = out.data();
-            stream.avail_out = static_cast<uInt>(out.size());
-            deflate(&stream, flush);
-            const size_t produced = out.size() - stream.avail_out;
+            stream->next_out = out.data();
+            stream->avail_out = static_cast<uInt>(out.size());
+            deflate(stream, flush);
+            const size_t produced = out.size() - stream->avail_out;
             written += produced;
             if (!Write(out.data(), produced))
                 break;
-        } while (stream.avail_out == 0);
+        } while (stream->avail_out == 0);
     } while (flush != Z_FINISH && !m_bFailed);
-    deflateEnd(&stream);
     entry.method = MethodDeflated;
     entry.crc = crc;
     entry.size = read;

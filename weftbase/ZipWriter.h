@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+struct z_stream_s;
+
 class ZipWriter
 {
 public:
@@ -49,7 +51,8 @@ private:
         unsigned long attributes = 0;
     };
 
-    bool AddFile(const CString& path, const CString& archiveName);
+    // found: the file's entry of a directory listing, which saves a query; may be null.
+    bool AddFile(const CString& path, const CString& archiveName, const WIN32_FIND_DATAA* found = nullptr);
     // Packs the open file; the caller closes it.
     bool AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName);
     bool AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry);
@@ -61,11 +64,15 @@ private:
     bool PatchLocalHeader(const Entry& entry, bool zip64);
     bool WriteCentralDirectory();
 
+    // The deflate stream, made once and reset for each entry; null if zlib has no memory.
+    z_stream_s* Deflater();
+
     bool Write(const void* data, size_t size);
     bool Flush();
     bool SeekTo(unsigned long long offset);
 
     HANDLE m_hFile;
+    z_stream_s* m_pStream;
     bool m_bFailed;     // the archive cannot be completed
     bool m_bLeftOut;    // an item was left out
     unsigned long long m_nOffset;  // where the next byte of the archive goes
