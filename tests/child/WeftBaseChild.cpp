@@ -143,6 +143,11 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
               WriteFileBytes(src + "with space\\name with spaces.txt", "spaces in the name\r\n") &&
               WriteFileBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
               WriteFileBytes(other + "plain.txt", "the other plain.txt\r\n");
+    // Past one read chunk: streamed through deflate, and for the noise rewritten as stored.
+    std::string large;
+    while (large.size() < (3u << 20))
+        large += text;
+    ok = ok && WriteFileBytes(src + "large text.txt", large) && WriteFileBytes(src + "large noise.bin", NoiseBytes(3u << 20));
     const std::string accented = NonAsciiName();
     if (!accented.empty())
         ok = ok && WriteFileBytes(src + accented, "accented name\r\n");

@@ -14,6 +14,7 @@ import subprocess
 import sys
 import time
 import zipfile
+import zlib
 
 SKIPPED = 77
 failures = []
@@ -83,6 +84,13 @@ def check_entry(archive, info, disk_path):
 def check_archive(archive, expected):
     """expected maps each archive name to its path on disk."""
     unzip_test(archive, empty=not expected)
+    try:
+        read_archive(archive, expected)
+    except (zipfile.BadZipFile, zlib.error, OSError, KeyError) as e:
+        fail("%s: zipfile cannot read it: %s" % (archive, e))
+
+
+def read_archive(archive, expected):
     with zipfile.ZipFile(archive) as z:
         bad = z.testzip()
         if bad is not None:
@@ -109,7 +117,7 @@ def check(folder):
             fail("the source tree has no name outside ASCII")
     else:
         print("NOTE: the system code page has no accented letters; no such name was tested")
-    for needed in ("empty.txt", "empty dir/", "with space/name with spaces.txt", "random.bin", "plain.txt"):
+    for needed in ("large text.txt", "large noise.bin", "empty.txt", "empty dir/", "with space/name with spaces.txt", "random.bin", "plain.txt"):
         if needed not in tree:
             fail("the source tree lacks %s" % needed)
 
@@ -131,6 +139,10 @@ def check(folder):
             fail("tree.zip: plain.txt is not deflated")
         if methods.get("random.bin") != zipfile.ZIP_STORED:
             fail("tree.zip: random.bin (incompressible) is not stored")
+        if methods.get("large text.txt") != zipfile.ZIP_DEFLATED:
+            fail("tree.zip: large text.txt is not deflated")
+        if methods.get("large noise.bin") != zipfile.ZIP_STORED:
+            fail("tree.zip: large noise.bin (incompressible) is not stored")
 
     for empty in ("empty.zip", "emptylist.zip"):
         path = os.path.join(folder, empty)
