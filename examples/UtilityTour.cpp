@@ -15,13 +15,14 @@ WEFT_TOUR_STEP(UtilityTour, 20, "Utility library: drives, space, registry texts,
         unsigned long long total = 0, free = 0;
         double percent = 0;
         if (VolumeUtils::GetDriveSpaceInfo(drive, total, free, percent))
-            Say("%s  %s free of %s (%s), volume %s \"%s\"", drive.GetString(),
+        {
+            const CString share =
+                NumberTextConv::DoubleToString(percent, LocaleUtils::GetNumberFractionalDigits(), false, 0, "", false);
+            Say("%s  %s free of %s (%s%%), volume %s \"%s\"", drive.GetString(),
                 NumberTextConv::ConvertBytesToString(free).GetString(),
-                NumberTextConv::ConvertBytesToString(total).GetString(),
-                (NumberTextConv::DoubleToString(percent, LocaleUtils::GetNumberFractionalDigits(), false, 0, "", false) +
-                 "%")
-                    .GetString(),
+                NumberTextConv::ConvertBytesToString(total).GetString(), share.GetString(),
                 VolumeUtils::GetVolumeGUID(drive).GetString(), VolumeUtils::GetVolumeName(drive).GetString());
+        }
         else
             Say("%s  no figures (no medium?)", drive.GetString());
     }

@@ -16,7 +16,7 @@ DWORD RefusalCode(const char* path)
     return PathText::Length(path) == 0 ? ERROR_INVALID_PARAMETER : ERROR_FILENAME_EXCED_RANGE;
 }
 
-// Splits an entry of a specification list at ';' and drops blanks around each part.
+// Splits an entry of a pattern list at ';' and drops blanks around each part.
 void SplitSpecs(const TextArray& list, std::vector<CString>& specs)
 {
     for (unsigned long long i = 0; i < list.GetCount(); ++i)
@@ -42,7 +42,7 @@ bool HasInnerSeparator(const CString& spec)
     return spec.FindOneOf("\\/") >= 0;
 }
 
-// Whether one specification applies to the path and matches it.
+// Whether one pattern applies to the path and matches it.
 bool MatchesSpec(const CString& spec, bool isFile, const CString& full, const CString& name, bool ignoreCase)
 {
     const bool dirSpec = PathText::IsSeparator(spec[spec.GetLength() - 1]);

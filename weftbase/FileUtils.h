@@ -37,17 +37,17 @@ public:
     // exists; otherwise size is 0, modified is unset, and the result is false.
     static bool GetFileInfoCore(const char* path, unsigned long long& size, DateTime& modified);
 
-    // Whether a path passes two lists of wildcard specifications.
-    //   include: the path matches if it matches one specification of this list; an empty list
-    //            (no specification at all) includes every path.
-    //   exclude: a path that matches one specification of this list does not match, whatever
+    // Whether a path passes two lists of wildcard patterns.
+    //   include: the path matches if it matches one pattern of this list; an empty list
+    //            (no pattern at all) includes every path.
+    //   exclude: a path that matches one pattern of this list does not match, whatever
     //            include says.
     //   ignoreCase: letters compare without regard to case, as file names do on this platform.
-    // Each entry of a list may hold several specifications separated by ';', blanks around them
-    // ignored. In a specification '*' stands for any run of characters, none included, and '?'
+    // Each entry of a list may hold several patterns separated by ';', blanks around them
+    // ignored. In a pattern '*' stands for any run of characters, none included, and '?'
     // for exactly one; "*.*" stands for every name, with or without a dot, as on the command line.
-    // A specification that ends in '\' or '/' is for directories and applies only when isFile is
-    // false ("obj\"); any other applies only when isFile is true ("*.cpp"). A specification with
+    // A pattern that ends in '\' or '/' is for directories and applies only when isFile is
+    // false ("obj\"); any other applies only when isFile is true ("*.cpp"). A pattern with
     // a separator inside ("*\obj\", "C:\src\*.h") is matched against the whole path, any other
     // against the last component alone. A directory path may come with or without its trailing
     // backslash. An empty path matches nothing.

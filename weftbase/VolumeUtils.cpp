@@ -43,7 +43,8 @@ CString VolumeUtils::GetVolumeRoot(const char* path)
         return CString();
     const CString text(path);
     // "C" and "C:" name a drive, not a file in the current directory.
-    if ((text.GetLength() == 1 || (text.GetLength() == 2 && text[1] == ':')) && isalpha(static_cast<unsigned char>(text[0])))
+    const bool letterOnly = text.GetLength() == 1 || (text.GetLength() == 2 && text[1] == ':');
+    if (letterOnly && isalpha(static_cast<unsigned char>(text[0])))
     {
         CString root(text[0]);
         return root + ":\\";

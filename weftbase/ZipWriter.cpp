@@ -90,7 +90,8 @@ bool ReadChunk(HANDLE source, unsigned char* buffer, unsigned long long left, DW
 }  // namespace
 
 ZipWriter::ZipWriter(const char* output)
-    : m_hFile(INVALID_HANDLE_VALUE), m_pStream(nullptr), m_bFailed(false), m_bLeftOut(false), m_nOffset(0), m_strOutput(output)
+    : m_hFile(INVALID_HANDLE_VALUE), m_pStream(nullptr), m_bFailed(false), m_bLeftOut(false), m_nOffset(0),
+      m_strOutput(output)
 {
     if (!PathText::FitsLimit(output))
         return;

@@ -132,7 +132,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     const std::string src = dir + "src\\";
     const std::string other = dir + "other\\";
     const std::string emptySrc = dir + "emptysrc\\";
-    for (const std::string& d : {src, src + "empty dir\\", src + "with space\\", src + "sub\\deeper\\", other, emptySrc})
+    for (const std::string& d :
+         {src, src + "empty dir\\", src + "with space\\", src + "sub\\deeper\\", other, emptySrc})
         if (!DirUtils::CreateDirectoryPath(d.c_str()))
             return 3;
     std::string text;
@@ -147,7 +148,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     std::string large;
     while (large.size() < (3u << 20))
         large += text;
-    ok = ok && WriteFileBytes(src + "large text.txt", large) && WriteFileBytes(src + "large noise.bin", NoiseBytes(3u << 20));
+    ok = ok && WriteFileBytes(src + "large text.txt", large) &&
+         WriteFileBytes(src + "large noise.bin", NoiseBytes(3u << 20));
     const std::string accented = NonAsciiName();
     if (!accented.empty())
         ok = ok && WriteFileBytes(src + accented, "accented name\r\n");

@@ -109,7 +109,8 @@ void MakeTree(const std::string& root)
     ASSERT_TRUE(WriteBytes(root + "x\\mid.txt", "2"));
     ASSERT_TRUE(WriteBytes(root + "x\\y\\leaf.txt", "3"));
     ASSERT_TRUE(WriteBytes(root + "x\\y\\locked.txt", "4"));
-    ASSERT_TRUE(SetFileAttributesA((root + "x\\y\\locked.txt").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    ASSERT_TRUE(
+        SetFileAttributesA((root + "x\\y\\locked.txt").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
 }
 }  // namespace
 

@@ -10,7 +10,10 @@ namespace
 class ExeUtilsTest : public ::testing::Test
 {
 protected:
-    void SetUp() override { m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE)); }
+    void SetUp() override
+    {
+        m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
+    }
     void TearDown() override
     {
         if (m_com)

@@ -185,7 +185,7 @@ TextArray Specs(std::initializer_list<const char*> texts)
 }
 }  // namespace
 
-TEST(FileUtilsTest, FileSpecificationsFollowTheDocumentedTable)
+TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
 {
     struct Case
     {
@@ -200,7 +200,7 @@ TEST(FileUtilsTest, FileSpecificationsFollowTheDocumentedTable)
         {"C:\\src\\a.cpp", true, Specs({}), Specs({}), true, true},
         {"C:\\src\\obj\\", false, Specs({}), Specs({}), true, true},
         {"C:\\src\\a.cpp", true, Specs({}), Specs({"*.cpp"}), true, false},
-        // Specifications match the last component.
+        // patterns match the last component.
         {"C:\\src\\a.cpp", true, Specs({"*.cpp"}), Specs({}), true, true},
         {"C:\\src\\a.cpp", true, Specs({"*.h"}), Specs({}), true, false},
         {"C:\\src\\A.CPP", true, Specs({"*.cpp"}), Specs({}), true, true},
@@ -211,14 +211,14 @@ TEST(FileUtilsTest, FileSpecificationsFollowTheDocumentedTable)
         {"C:\\src\\a.h", true, Specs({"*.cpp", "*.h"}), Specs({}), true, true},
         {"C:\\src\\a_test.cpp", true, Specs({"*.cpp"}), Specs({"*_test.*;*.bak"}), true, false},
         {"C:\\src\\a.cpp", true, Specs({";;"}), Specs({}), true, true},
-        // Directory specifications end in a separator and apply to directories only.
+        // Directory patterns end in a separator and apply to directories only.
         {"C:\\src\\obj\\", false, Specs({"obj\\"}), Specs({}), true, true},
         {"C:\\src\\obj", false, Specs({"obj/"}), Specs({}), true, true},
         {"C:\\src\\obj", true, Specs({"obj\\"}), Specs({}), true, false},
         {"C:\\src\\obj\\", false, Specs({"*"}), Specs({}), true, false},
         {"C:\\src\\obj\\", false, Specs({}), Specs({"o?j\\"}), true, false},
         {"C:\\src\\obj.cpp\\", false, Specs({"*.cpp"}), Specs({}), true, false},
-        // A specification with a separator inside matches the whole path.
+        // A pattern with a separator inside matches the whole path.
         {"C:\\src\\obj\\x.o", true, Specs({"*\\obj\\*"}), Specs({}), true, true},
         {"C:\\src\\lib\\x.o", true, Specs({"*\\obj\\*"}), Specs({}), true, false},
         {"C:\\src\\deep\\obj\\", false, Specs({"C:\\src\\*\\"}), Specs({}), true, true},

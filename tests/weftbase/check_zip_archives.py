@@ -117,7 +117,8 @@ def check(folder):
             fail("the source tree has no name outside ASCII")
     else:
         print("NOTE: the system code page has no accented letters; no such name was tested")
-    for needed in ("large text.txt", "large noise.bin", "empty.txt", "empty dir/", "with space/name with spaces.txt", "random.bin", "plain.txt"):
+    for needed in ("large text.txt", "large noise.bin", "empty.txt", "empty dir/", "random.bin", "plain.txt",
+                   "with space/name with spaces.txt"):
         if needed not in tree:
             fail("the source tree lacks %s" % needed)
 
