@@ -225,12 +225,23 @@ bool ZipWriter::AddTree(const CString& dir, const CString& prefix)
 
 bool ZipWriter::MakeName(const CString& archiveName, bool directory, Entry& entry)
 {
-    CString name(archiveName);
-    name.Replace('\\', '/');
-    while (!name.IsEmpty() && name[0] == '/')
-        name = name.Mid(1);
-    name = PathText::WithoutTrailingSeparators(name);
-    if (name.IsEmpty() || PathText::IsSeparator(name[0]))
+    // Components joined by '/', without empty ones, "." and "..", and without a drive: no entry
+    // may point outside the folder it is unpacked into.
+    CString raw(archiveName);
+    raw.Replace('\\', '/');
+    CString name;
+    int start = 0;
+    while (start <= raw.GetLength())
+    {
+        int end = raw.Find('/', start);
+        if (end < 0)
+            end = raw.GetLength();
+        const CString part = raw.Mid(start, end - start);
+        if (!part.IsEmpty() && part != "." && part != ".." && part[part.GetLength() - 1] != ':')
+            name += name.IsEmpty() ? part : "/" + part;
+        start = end + 1;
+    }
+    if (name.IsEmpty())
         return false;
     if (directory)
         name += '/';

@@ -147,6 +147,18 @@ TEST(ZipArchiveTest, ListNamesAreRelativeToTheBaseFolderAndRepeatsAreNumbered)
     EXPECT_EQ("X.TXT.bak|x (2).txt|x (3).txt|x (4).txt|x.txt|", Names(ReadCentralDirectory(output)));
 }
 
+TEST(ZipArchiveTest, NoEntryNamePointsOutsideTheFolderItIsUnpackedInto)
+{
+    TempDir dir("zip");
+    ASSERT_TRUE(DirUtils::CreateDirectoryPath((dir / "tree\\").c_str()));
+    ASSERT_TRUE(WriteBytes(dir / "tree\\a.txt", "a"));
+    const std::string output = dir / "out.zip";
+    EXPECT_TRUE(DirUtils::CreateZipFile(output.c_str(), (dir / "tree").c_str(), "..\\C:\\.\\up//"));
+    EXPECT_EQ("up/|up/a.txt|", Names(ReadCentralDirectory(output)));
+    EXPECT_TRUE(DirUtils::CreateZipFile(output.c_str(), (dir / "tree").c_str(), "/"));
+    EXPECT_EQ("a.txt|", Names(ReadCentralDirectory(output)));
+}
+
 TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndTheRestIsStillPacked)
 {
     TempDir dir("zip");
