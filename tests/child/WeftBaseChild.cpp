@@ -101,6 +101,19 @@ WEFT_CHILD_COMMAND(SetEventInDir, "set-event-in-dir")
     return 0;
 }
 
+// Appends <count> lines "<tag> line <i>" to the log file at <path>. Exit code 0 if all went in.
+WEFT_CHILD_COMMAND(LogLines, "log-lines")
+{
+    if (args.size() != 3)
+        return 250;
+    AppLogger log(args[0].c_str());
+    const int count = std::atoi(args[2].c_str());
+    bool ok = log.IsOpen();
+    for (int i = 0; i < count && ok; ++i)
+        ok = log.AddLine((args[1] + " line " + std::to_string(1000 + i)).c_str());
+    return ok ? 0 : 1;
+}
+
 // Decodes the codes given (decimal) and compares the text with the expected one, which comes
 // as hexadecimal bytes so that no character of it meets the quoting of a command line.
 // Exit code 0 if equal.

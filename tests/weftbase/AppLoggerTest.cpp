@@ -84,6 +84,34 @@ TEST(AppLoggerTest, LinesFromManyThreadsNeverInterleave)
         EXPECT_EQ(42u, s.size()) << s;
 }
 
+TEST(AppLoggerTest, ProcessesSharingTheFileNeverInterleaveTheirLines)
+{
+    TempDir dir("log");
+    const std::string path = dir / "shared.log";
+    constexpr int lines = 300;
+    AppLogger log(path.c_str());
+    weft::test::ChildProcess first({"log-lines", path, "first", std::to_string(lines)});
+    weft::test::ChildProcess second({"log-lines", path, "second", std::to_string(lines)});
+    for (int i = 0; i < lines; ++i)
+        log.AddLine(("parent line " + std::to_string(1000 + i)).c_str());
+    EXPECT_EQ(0, first.WaitExit(weft::test::MustHappenMs()));
+    EXPECT_EQ(0, second.WaitExit(weft::test::MustHappenMs()));
+    const std::string all = ReadBytes(path);
+    std::set<std::string> seen;
+    size_t at = 0;
+    while (at < all.size())
+    {
+        const size_t end = all.find("\r\n", at);
+        ASSERT_NE(std::string::npos, end);
+        seen.insert(all.substr(at, end - at));
+        at = end + 2;
+    }
+    ASSERT_EQ(static_cast<size_t>(3 * lines), seen.size());
+    for (const char* tag : {"parent", "first", "second"})
+        for (int i = 0; i < lines; ++i)
+            EXPECT_EQ(1u, seen.count(std::string(tag) + " line " + std::to_string(1000 + i))) << tag << " " << i;
+}
+
 TEST(AppLoggerTest, ALoggerWhoseFileCannotOpenIsInert)
 {
     TempDir dir("log");
