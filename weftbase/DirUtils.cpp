@@ -240,8 +240,8 @@ CString DirUtils::DeleteDirectory(const char* path, unsigned long flags, HANDLE 
         run.Fail(dir, ERROR_INVALID_PARAMETER);
     else if (!PathText::FitsLimit(path))
         run.Fail(dir, ERROR_FILENAME_EXCED_RANGE);
-    else if (IsRoot(dir))
-        run.Fail(dir, ERROR_ACCESS_DENIED);
+    else if (IsRoot(dir) || IsRoot(PathText::FullPath(dir)))
+        run.Fail(dir, ERROR_ACCESS_DENIED);  // also names that resolve to a root, such as "C:\\dir\\.."
     else
     {
         const DWORD attributes = ::GetFileAttributesA(dir);

@@ -176,6 +176,14 @@ TEST(DirUtilsTest, RootsFilesAndMissingPathsAreRefused)
         EXPECT_EQ(CString(root) + ": " + SystemUtils::GetLastError(ERROR_ACCESS_DENIED),
                   DirUtils::DeleteDirectory(root, DirUtils::DeleteContentsOnly, nullptr, nullptr, nullptr))
             << root;
+    // Forms that reach a root only once resolved. The stop event is set as well, so that even a
+    // refusal that failed could not take anything.
+    MTEvent stop(true, true);
+    for (const char* root : {"C:\\windows\\..", "C:\\windows\\system32\\..\\..\\"})
+        EXPECT_EQ(CString(root) + ": " + SystemUtils::GetLastError(ERROR_ACCESS_DENIED),
+                  DirUtils::DeleteDirectory(root, DirUtils::DeleteContentsOnly | DirUtils::DeleteSafe, stop.GetHandle(),
+                                            nullptr, nullptr))
+            << root;
     EXPECT_TRUE(Exists("C:\\windows"));
     EXPECT_NE(-1, DirUtils::DeleteDirectory((dir / "f.txt").c_str(), 0, nullptr, nullptr, nullptr)
                       .Find(SystemUtils::GetLastError(ERROR_DIRECTORY)));
