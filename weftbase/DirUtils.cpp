@@ -241,7 +241,7 @@ CString DirUtils::DeleteDirectory(const char* path, unsigned long flags, HANDLE 
     else if (!PathText::FitsLimit(path))
         run.Fail(dir, ERROR_FILENAME_EXCED_RANGE);
     else if (IsRoot(dir) || IsRoot(PathText::FullPath(dir)))
-        run.Fail(dir, ERROR_ACCESS_DENIED);  // also names that resolve to a root, such as "C:\\dir\\.."
+        run.Fail(dir, ERROR_ACCESS_DENIED);  // also names that resolve to a root, such as C:\dir\..
     else
     {
         const DWORD attributes = ::GetFileAttributesA(dir);
