@@ -110,15 +110,42 @@ TEST(ModuleFrameTest, TheLoadedModuleStandsOnceInTheFrameworkChain)
     EXPECT_EQ(1, LinksOf(module));
 }
 
+namespace
+{
+// A copy of weftcore.dll under another name in the temporary folder, unloaded and deleted at the end.
+struct ModuleCopy
+{
+    ModuleCopy()
+    {
+        char temp[MAX_PATH + 1] = {};
+        GetTempPathA(MAX_PATH, temp);
+        path = std::string(temp) + weft::test::UniqueName("module") + ".dll";
+        copied = CopyFileA((weft::test::ExeDir() + "weftcore.dll").c_str(), path.c_str(), FALSE) != FALSE;
+    }
+    ~ModuleCopy()
+    {
+        if (module)
+            FreeLibrary(module);
+        if (copied)
+            DeleteFileA(path.c_str());
+    }
+    ModuleCopy(const ModuleCopy&) = delete;
+    ModuleCopy& operator=(const ModuleCopy&) = delete;
+
+    std::string path;
+    bool copied = false;
+    HMODULE module = nullptr;
+};
+}  // namespace
+
 TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
 {
     // A copy under another name is a module of its own: its entry and static objects run at
     // load and unload here, while the library it was copied from stays loaded.
-    char temp[MAX_PATH + 1] = {};
-    GetTempPathA(MAX_PATH, temp);
-    const std::string copy = std::string(temp) + weft::test::UniqueName("module") + ".dll";
-    ASSERT_TRUE(CopyFileA((weft::test::ExeDir() + "weftcore.dll").c_str(), copy.c_str(), FALSE));
-    HMODULE module = LoadLibraryA(copy.c_str());
+    ModuleCopy copy;
+    ASSERT_TRUE(copy.copied);
+    copy.module = LoadLibraryA(copy.path.c_str());
+    HMODULE module = copy.module;
     ASSERT_NE(nullptr, module) << GetLastError();
     EXPECT_NE(GetModuleHandleA("weftcore.dll"), module);
     EXPECT_EQ(1, LinksOf(module));
@@ -132,11 +159,11 @@ TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
     const auto* mask = reinterpret_cast<const CString*>(GetProcAddress(module, "_ZN13TextConstants12AllFilesMaskE"));
     ASSERT_NE(nullptr, mask);
     EXPECT_EQ(CString("*.*"), *mask);
+    copy.module = nullptr;
     EXPECT_TRUE(FreeLibrary(module));
-    EXPECT_EQ(nullptr, GetModuleHandleA(copy.c_str()));
+    EXPECT_EQ(nullptr, GetModuleHandleA(copy.path.c_str()));
     EXPECT_EQ(0, LinksOf(module));
     EXPECT_EQ(1, LinksOf(GetModuleHandleA("weftcore.dll")));
-    EXPECT_TRUE(DeleteFileA(copy.c_str()));
 }
 
 TEST(ModuleFrameTest, TextConstantsAreTheMaskAndTheEmptyText)
