@@ -10,3 +10,6 @@
 #include "frame/PausableWorkerThread.h"
 #include "ipc/MTSharedMemory.h"
 #include "ipc/MTMailbox.h"
+#include "jobs/ZipThread.h"
+#include "watchers/DrivesChangeThread.h"
+#include "weftbase/WeftBase.h"

@@ -19,11 +19,21 @@ bool IsSpace(char c)
 
 CString StringUtils::DecryptText(const std::vector<int>& codes)
 {
+    // The text ends before the first code that no character gives, so a damaged table yields
+    // a shorter text, never one with a zero inside.
     CString text;
     char* out = text.GetBufferSetLength(static_cast<int>(codes.size()));
-    for (size_t i = 0; i < codes.size(); ++i)
-        out[i] = static_cast<char>(((codes[i] - 0x100) ^ KeyAt(i)) & 0xFF);
-    text.ReleaseBuffer(static_cast<int>(codes.size()));
+    size_t n = 0;
+    for (; n < codes.size(); ++n)
+    {
+        if (codes[n] < 0x100 || codes[n] > 0x1FF)
+            break;
+        const int c = ((codes[n] - 0x100) ^ KeyAt(n)) & 0xFF;
+        if (c == 0)
+            break;
+        out[n] = static_cast<char>(c);
+    }
+    text.ReleaseBuffer(static_cast<int>(n));
     return text;
 }
 

@@ -1,0 +1,80 @@
+#include "WeftBaseTestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <objbase.h>
+
+namespace
+{
+// The shell wants a single-threaded apartment on the launching thread.
+class ExeUtilsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
+    }
+    void TearDown() override
+    {
+        if (m_com)
+            CoUninitialize();
+    }
+    bool m_com = false;
+};
+
+// Waits for the end of the child that set the event: it holds "<name>.alive" until it exits.
+void WaitForChildEnd(const std::string& name)
+{
+    MTMutex alive(false, (name + ".alive").c_str());
+    const unsigned long result = alive.Wait(weft::test::MustHappenMs());
+    EXPECT_TRUE(result == WAIT_ABANDONED_0 || result == WAIT_OBJECT_0) << result;
+}
+
+std::string Child()
+{
+    return weft::test::ExeDir() + "weft_testchild.exe";
+}
+}  // namespace
+
+TEST_F(ExeUtilsTest, AProgramStartsWithItsParameters)
+{
+    const std::string name = weft::test::UniqueName("launch");
+    MTEvent started(true, false, name.c_str());
+    CString error("stale");
+    const std::string params = "set-event " + name;
+    EXPECT_TRUE(ExeUtils::ShellLaunchApp(Child().c_str(), "", params.c_str(), true, ExeUtils::Default, SW_SHOWNORMAL,
+                                         error, nullptr))
+        << error.GetString();
+    EXPECT_TRUE(error.IsEmpty());
+    ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    WaitForChildEnd(name);
+}
+
+TEST_F(ExeUtilsTest, TheProgramRunsInTheDirectoryGiven)
+{
+    // A folder that outlives the child: a folder that is some process's current directory cannot
+    // be removed at once.
+    char folder[MAX_PATH + 1] = {};
+    ASSERT_GT(GetSystemDirectoryA(folder, MAX_PATH), 0u);
+    const std::string name = weft::test::UniqueName("launchdir");
+    MTEvent started(true, false, name.c_str());
+    CString error;
+    const std::string params = "set-event-in-dir \"" + std::string(folder) + "\" " + name;
+    EXPECT_TRUE(ExeUtils::ShellLaunchApp(Child().c_str(), folder, params.c_str(), true, ExeUtils::Open, 1, error,
+                                         nullptr))
+        << error.GetString();
+    ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    WaitForChildEnd(name);
+}
+
+TEST_F(ExeUtilsTest, AFailedLaunchGivesTheSystemsText)
+{
+    weft::test::TempDir dir("launch");
+    CString error;
+    EXPECT_FALSE(ExeUtils::ShellLaunchApp((dir / "no such program.exe").c_str(), "", "", true, 0, 1, error, nullptr));
+    EXPECT_EQ(SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND), error);
+    EXPECT_FALSE(ExeUtils::ShellLaunchApp("  ", "", "", true, 0, 1, error, nullptr));
+    EXPECT_FALSE(error.IsEmpty());
+    EXPECT_FALSE(ExeUtils::ShellLaunchApp(nullptr, nullptr, nullptr, true, 99, 1, error, nullptr));
+    EXPECT_FALSE(error.IsEmpty());
+}

@@ -1,0 +1,241 @@
+#include "weftbase/RegistryUtils.h"
+
+#include <vector>
+
+namespace
+{
+class OpenKey
+{
+public:
+    OpenKey(HKEY root, const char* path)
+    {
+        if (root == nullptr)
+            return;
+        if (::RegOpenKeyExA(root, path ? path : "", 0, KEY_READ, &m_hKey) != ERROR_SUCCESS)
+            m_hKey = nullptr;
+    }
+    ~OpenKey()
+    {
+        if (m_hKey)
+            ::RegCloseKey(m_hKey);
+    }
+    OpenKey(const OpenKey&) = delete;
+    OpenKey& operator=(const OpenKey&) = delete;
+    HKEY Get() const { return m_hKey; }
+
+private:
+    HKEY m_hKey = nullptr;
+};
+
+CString Join(const char* key, const char* child)
+{
+    CString path(key);
+    while (!path.IsEmpty() && path[path.GetLength() - 1] == '\\')
+        path = path.Left(path.GetLength() - 1);
+    if (!path.IsEmpty())
+        path += '\\';
+    return path + child;
+}
+
+void ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive)
+{
+    // Names are read first and the key closed before going down, so that a deep tree does not
+    // hold a handle per level.
+    std::vector<CString> children;
+    {
+        OpenKey open(root, key);
+        if (!open.Get())
+            return;
+        char name[256];
+        for (DWORD i = 0;; ++i)
+        {
+            DWORD length = sizeof name;
+            const LONG code = ::RegEnumKeyExA(open.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr);
+            if (code == ERROR_NO_MORE_ITEMS)
+                break;
+            if (code == ERROR_SUCCESS)
+                children.emplace_back(name, static_cast<int>(length));
+            else if (code != ERROR_MORE_DATA)
+                break;
+        }
+    }
+    for (const CString& child : children)
+    {
+        const CString path = Join(key, child);
+        list.Add(path);
+        if (recursive)
+            ListSubKeys(root, path, list, true);
+    }
+}
+
+CString Hex(const unsigned char* data, unsigned long size)
+{
+    static const char digits[] = "0123456789abcdef";
+    CString text;
+    for (unsigned long i = 0; i < size; ++i)
+    {
+        if (i > 0)
+            text += ' ';
+        text += digits[data[i] >> 4];
+        text += digits[data[i] & 0xF];
+    }
+    return text;
+}
+
+// Characters of a text value up to its first zero, or all of them without one.
+CString TextOf(const unsigned char* data, unsigned long size)
+{
+    unsigned long n = 0;
+    while (n < size && data[n] != 0)
+        ++n;
+    return CString(reinterpret_cast<const char*>(data), static_cast<int>(n));
+}
+}  // namespace
+
+bool RegistryUtils::GetSubKeys(HKEY root, const char* key, TextArray& subKeys, bool recursive)
+{
+    subKeys.RemoveAll();
+    {
+        OpenKey open(root, key);
+        if (!open.Get())
+            return false;
+    }
+    ListSubKeys(root, CString(key), subKeys, recursive);
+    return true;
+}
+
+bool RegistryUtils::GetKeyValues(HKEY root, const char* key, TextArray& names)
+{
+    names.RemoveAll();
+    OpenKey open(root, key);
+    if (!open.Get())
+        return false;
+    DWORD longest = 0;
+    if (::RegQueryInfoKeyA(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest,
+                           nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+        longest = 16383;
+    std::vector<char> name(longest + 2);
+    for (DWORD i = 0;; ++i)
+    {
+        DWORD length = static_cast<DWORD>(name.size());
+        const LONG code = ::RegEnumValueA(open.Get(), i, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        if (code == ERROR_NO_MORE_ITEMS)
+            break;
+        if (code == ERROR_MORE_DATA)
+        {
+            // A value with a longer name arrived meanwhile: make room and read this index again.
+            name.resize(name.size() * 2 + 16384);
+            --i;
+            continue;
+        }
+        if (code != ERROR_SUCCESS)
+            break;
+        names.Add(CString(name.data(), static_cast<int>(length)));
+    }
+    return true;
+}
+
+CString RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bool expand)
+{
+    CString text;
+    unsigned long type = 0;
+    GetKeyValue(root, key, name, expand, text, type);
+    return text;
+}
+
+bool RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bool expand, CString& text,
+                                unsigned long& type)
+{
+    text.Empty();
+    type = REG_NONE;
+    OpenKey open(root, key);
+    if (!open.Get())
+        return false;
+    std::vector<unsigned char> data(256);
+    for (int attempt = 0; attempt < 8; ++attempt)
+    {
+        DWORD size = static_cast<DWORD>(data.size());
+        DWORD kind = REG_NONE;
+        const LONG code = ::RegQueryValueExA(open.Get(), name, nullptr, &kind, data.data(), &size);
+        if (code == ERROR_MORE_DATA)
+        {
+            // The size asked for, with room in case the value grows before the next read.
+            data.resize(static_cast<size_t>(size) + 256);
+            continue;
+        }
+        if (code != ERROR_SUCCESS)
+            return false;
+        type = kind;
+        text = FormatValue(kind, data.data(), size, expand);
+        return true;
+    }
+    return false;
+}
+
+CString RegistryUtils::FormatValue(unsigned long type, const unsigned char* data, unsigned long size, bool expand)
+{
+    if (data == nullptr)
+        size = 0;
+    CString text;
+    switch (type)
+    {
+    case REG_SZ:
+        return TextOf(data, size);
+    case REG_EXPAND_SZ:
+    {
+        text = TextOf(data, size);
+        if (!expand || text.IsEmpty())
+            return text;
+        const DWORD n = ::ExpandEnvironmentStringsA(text, nullptr, 0);
+        if (n == 0)
+            return text;
+        CString expanded;
+        char* out = expanded.GetBufferSetLength(static_cast<int>(n));
+        const DWORD written = ::ExpandEnvironmentStringsA(text, out, n);
+        expanded.ReleaseBuffer(written > 0 && written <= n ? static_cast<int>(written) - 1 : 0);
+        return written > 0 && written <= n ? expanded : text;
+    }
+    case REG_MULTI_SZ:
+    {
+        // Zero-terminated texts, ended by an empty one (or by the end of the data).
+        unsigned long at = 0;
+        bool first = true;
+        while (at < size && data[at] != 0)
+        {
+            unsigned long end = at;
+            while (end < size && data[end] != 0)
+                ++end;
+            if (!first)
+                text += '\n';
+            text += CString(reinterpret_cast<const char*>(data + at), static_cast<int>(end - at));
+            first = false;
+            at = end + 1;
+        }
+        return text;
+    }
+    case REG_DWORD:
+        if (size != 4)
+            return Hex(data, size);
+        text.Format("%lu", static_cast<unsigned long>(data[0] | (data[1] << 8) | (data[2] << 16) |
+                                                      (static_cast<unsigned long>(data[3]) << 24)));
+        return text;
+    case REG_DWORD_BIG_ENDIAN:
+        if (size != 4)
+            return Hex(data, size);
+        text.Format("%lu", static_cast<unsigned long>(data[3] | (data[2] << 8) | (data[1] << 16) |
+                                                      (static_cast<unsigned long>(data[0]) << 24)));
+        return text;
+    case REG_QWORD:
+    {
+        if (size != 8)
+            return Hex(data, size);
+        unsigned long long value = 0;
+        for (int i = 7; i >= 0; --i)
+            value = (value << 8) | data[i];
+        text.Format("%llu", value);
+        return text;
+    }
+    default:
+        return Hex(data, size);
+    }
+}

@@ -1,0 +1,103 @@
+#include "weftbase/VolumeUtils.h"
+
+#include "weftbase/PathText.h"
+
+namespace
+{
+// No "insert a disk" dialog for the calling thread while it looks at a drive.
+class QuietErrors
+{
+public:
+    QuietErrors() { ::SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &m_previous); }
+    ~QuietErrors() { ::SetThreadErrorMode(m_previous, nullptr); }
+    QuietErrors(const QuietErrors&) = delete;
+    QuietErrors& operator=(const QuietErrors&) = delete;
+
+private:
+    DWORD m_previous = 0;
+};
+}  // namespace
+
+bool VolumeUtils::GetDriveLetters(TextArray& drives)
+{
+    drives.RemoveAll();
+    const DWORD mask = ::GetLogicalDrives();
+    if (mask == 0)
+        return false;
+    QuietErrors quiet;
+    for (int i = 0; i < 26; ++i)
+    {
+        if (!(mask & (1u << i)))
+            continue;
+        const char root[4] = {static_cast<char>('A' + i), ':', '\\', 0};
+        // The list of a running process keeps a drive that was taken away; its root does not.
+        if (::GetDriveTypeA(root) != DRIVE_NO_ROOT_DIR)
+            drives.Add(root);
+    }
+    return true;
+}
+
+CString VolumeUtils::GetVolumeRoot(const char* path)
+{
+    if (!PathText::FitsLimit(path))
+        return CString();
+    const CString text(path);
+    // "C" and "C:" name a drive, not a file in the current directory.
+    const bool letterOnly = text.GetLength() == 1 || (text.GetLength() == 2 && text[1] == ':');
+    if (letterOnly && isalpha(static_cast<unsigned char>(text[0])))
+    {
+        CString root(text[0]);
+        return root + ":\\";
+    }
+    char root[MAX_PATH + 1] = {};
+    if (!::GetVolumePathNameA(path, root, MAX_PATH))
+        return CString();
+    CString result(root);
+    if (!result.IsEmpty() && !PathText::IsSeparator(result[result.GetLength() - 1]))
+        result += '\\';
+    return result;
+}
+
+CString VolumeUtils::GetVolumeName(const char* drive)
+{
+    const CString root = GetVolumeRoot(drive);
+    if (root.IsEmpty())
+        return CString();
+    QuietErrors quiet;
+    char label[MAX_PATH + 1] = {};
+    if (!::GetVolumeInformationA(root, label, MAX_PATH, nullptr, nullptr, nullptr, nullptr, 0))
+        return CString();
+    return CString(label);
+}
+
+CString VolumeUtils::GetVolumeGUID(const char* drive)
+{
+    const CString root = GetVolumeRoot(drive);
+    if (root.IsEmpty())
+        return CString();
+    QuietErrors quiet;
+    char guid[MAX_PATH + 1] = {};
+    if (!::GetVolumeNameForVolumeMountPointA(root, guid, MAX_PATH))
+        return CString();
+    return CString(guid);
+}
+
+bool VolumeUtils::GetDriveSpaceInfo(const char* path, unsigned long long& total, unsigned long long& free,
+                                    double& freePercent)
+{
+    total = 0;
+    free = 0;
+    freePercent = 0.0;
+    const CString root = GetVolumeRoot(path);
+    if (root.IsEmpty())
+        return false;
+    QuietErrors quiet;
+    ULARGE_INTEGER available, size, totalFree;
+    if (!::GetDiskFreeSpaceExA(root, &available, &size, &totalFree))
+        return false;
+    total = size.QuadPart;
+    free = available.QuadPart;
+    if (total > 0)
+        freePercent = static_cast<double>(free) * 100.0 / static_cast<double>(total);
+    return true;
+}

@@ -1,0 +1,672 @@
+#include "weftbase/ZipWriter.h"
+
+#include "weftbase/PathText.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <new>
+
+namespace
+{
+constexpr unsigned long LocalHeaderSignature = 0x04034b50;
+constexpr unsigned long CentralHeaderSignature = 0x02014b50;
+constexpr unsigned long EndSignature = 0x06054b50;
+constexpr unsigned long Zip64EndSignature = 0x06064b50;
+constexpr unsigned long Zip64LocatorSignature = 0x07064b50;
+constexpr unsigned short Zip64ExtraId = 0x0001;
+constexpr unsigned short MethodStored = 0;
+constexpr unsigned short MethodDeflated = 8;
+constexpr unsigned short FlagUtf8Name = 0x0800;
+constexpr unsigned short VersionDefault = 20;  // deflate and directory entries
+constexpr unsigned short VersionZip64 = 45;
+constexpr unsigned long long Max32 = 0xFFFFFFFFull;
+constexpr unsigned long long Max16 = 0xFFFFull;
+constexpr size_t ChunkSize = 1 << 20;
+constexpr DWORD DosAttributeMask = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
+                                   FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_ARCHIVE;
+
+class Bytes
+{
+public:
+    void Put16(unsigned long long v) { PutN(v, 2); }
+    void Put32(unsigned long long v) { PutN(v, 4); }
+    void Put64(unsigned long long v) { PutN(v, 8); }
+    void Put(const std::string& s) { m_data.insert(m_data.end(), s.begin(), s.end()); }
+    void Put(const Bytes& b) { m_data.insert(m_data.end(), b.m_data.begin(), b.m_data.end()); }
+    const unsigned char* Data() const { return m_data.data(); }
+    size_t Size() const { return m_data.size(); }
+
+private:
+    void PutN(unsigned long long v, int n)
+    {
+        for (int i = 0; i < n; ++i)
+            m_data.push_back(static_cast<unsigned char>(v >> (8 * i)));
+    }
+    std::vector<unsigned char> m_data;
+};
+
+// Local time of a file time in the MS-DOS form, which covers 1980 to 2107 in steps of two seconds;
+// times outside are held at the nearest end.
+void DosTime(const FILETIME& fileTime, unsigned short& time, unsigned short& date)
+{
+    SYSTEMTIME utc = {}, local = {};
+    if (!::FileTimeToSystemTime(&fileTime, &utc) || !::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
+        local = SYSTEMTIME{1980, 1, 2, 1, 0, 0, 0, 0};
+    if (local.wYear < 1980)
+        local = SYSTEMTIME{1980, 1, 2, 1, 0, 0, 0, 0};
+    else if (local.wYear > 2107)
+        local = SYSTEMTIME{2107, 12, 0, 31, 23, 59, 58, 0};
+    time = static_cast<unsigned short>((local.wHour << 11) | (local.wMinute << 5) | (local.wSecond / 2));
+    date = static_cast<unsigned short>(((local.wYear - 1980) << 9) | (local.wMonth << 5) | local.wDay);
+}
+
+std::wstring Wide(const CString& text, UINT codePage)
+{
+    const int n = ::MultiByteToWideChar(codePage, 0, text, text.GetLength(), nullptr, 0);
+    std::wstring wide(static_cast<size_t>(std::max(n, 0)), L'\0');
+    if (n > 0)
+        ::MultiByteToWideChar(codePage, 0, text, text.GetLength(), wide.data(), n);
+    return wide;
+}
+
+std::string Utf8(const std::wstring& wide)
+{
+    const int n = ::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), nullptr, 0,
+                                        nullptr, nullptr);
+    std::string text(static_cast<size_t>(std::max(n, 0)), '\0');
+    if (n > 0)
+        ::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(), n, nullptr,
+                              nullptr);
+    return text;
+}
+
+bool ReadChunk(HANDLE source, unsigned char* buffer, unsigned long long left, DWORD& got)
+{
+    const DWORD want = static_cast<DWORD>(std::min<unsigned long long>(left, ChunkSize));
+    got = 0;
+    return ::ReadFile(source, buffer, want, &got, nullptr) != FALSE;
+}
+}  // namespace
+
+ZipWriter::ZipWriter(const char* output)
+    : m_hFile(INVALID_HANDLE_VALUE), m_pStream(nullptr), m_bFailed(false), m_bLeftOut(false), m_nOffset(0),
+      m_strOutput(output)
+{
+    if (!PathText::FitsLimit(output))
+        return;
+    const int cut = PathText::LastSeparator(m_strOutput);
+    CString dir = cut < 0 ? CString(".") : m_strOutput.Left(cut + 1);
+    if (cut < 0 && m_strOutput.GetLength() >= 2 && m_strOutput[1] == ':')
+        dir = m_strOutput.Left(2);
+    char temp[MAX_PATH + 1] = {};
+    if (!::GetTempFileNameA(dir, "wzp", 0, temp))
+        return;
+    m_strTemp = temp;
+    m_hFile = ::CreateFileA(temp, GENERIC_WRITE, 0, nullptr, TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (m_hFile == INVALID_HANDLE_VALUE)
+    {
+        ::DeleteFileA(temp);
+        return;
+    }
+    m_strOutputFull = PathText::FullPath(m_strOutput);
+    m_strTemp = PathText::FullPath(temp);
+    m_buffer.reserve(ChunkSize);
+}
+
+ZipWriter::~ZipWriter()
+{
+    if (m_pStream)
+    {
+        deflateEnd(m_pStream);
+        delete m_pStream;
+    }
+    if (m_hFile != INVALID_HANDLE_VALUE)
+    {
+        ::CloseHandle(m_hFile);
+        ::DeleteFileA(m_strTemp);
+    }
+}
+
+z_stream_s* ZipWriter::Deflater()
+{
+    if (m_pStream)
+        return deflateReset(m_pStream) == Z_OK ? m_pStream : nullptr;
+    z_stream* stream = new (std::nothrow) z_stream();
+    if (!stream)
+        return nullptr;
+    if (deflateInit2(stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    {
+        delete stream;
+        return nullptr;
+    }
+    m_pStream = stream;
+    return m_pStream;
+}
+
+bool ZipWriter::IsOpen() const
+{
+    return m_hFile != INVALID_HANDLE_VALUE;
+}
+
+bool ZipWriter::IsOwnFile(const CString& path) const
+{
+    const CString full = PathText::FullPath(path);
+    return full.CompareNoCase(m_strOutputFull) == 0 || full.CompareNoCase(m_strTemp) == 0;
+}
+
+bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
+{
+    if (m_bFailed)
+        return false;
+    // One open serves both to tell a file from a directory and to read the file.
+    HANDLE source = PathText::FitsLimit(path)
+                        ? ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_BACKUP_SEMANTICS,
+                                        nullptr)
+                        : INVALID_HANDLE_VALUE;
+    BY_HANDLE_FILE_INFORMATION info;
+    if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
+    {
+        if (source != INVALID_HANDLE_VALUE)
+            ::CloseHandle(source);
+        m_bLeftOut = true;
+        return false;
+    }
+    if (!(info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+    {
+        const bool ok = IsOwnFile(path) || AddOpenFile(source, info, archiveName);
+        ::CloseHandle(source);
+        return ok;
+    }
+    ::CloseHandle(source);
+    bool ok = AddDirectoryEntry(path, archiveName);
+    CString dir(path);
+    if (!PathText::IsSeparator(dir[dir.GetLength() - 1]))
+        dir += '\\';
+    CString prefix = PathText::WithoutTrailingSeparators(archiveName);
+    prefix += '/';
+    return AddTree(dir, prefix) && ok;
+}
+
+bool ZipWriter::AddTree(const CString& dir, const CString& prefix)
+{
+    if (m_bFailed)
+        return false;
+    WIN32_FIND_DATAA data;
+    const CString mask = dir + "*.*";
+    HANDLE find = mask.GetLength() <= PathText::MaxPathChars ? ::FindFirstFileA(mask, &data) : INVALID_HANDLE_VALUE;
+    if (find == INVALID_HANDLE_VALUE)
+    {
+        m_bLeftOut = true;
+        return false;
+    }
+    bool ok = true;
+    do
+    {
+        const CString name(data.cFileName);
+        if (name == "." || name == "..")
+            continue;
+        const CString full = dir + name;
+        if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        {
+            ok = AddDirectoryEntry(full, prefix + name) && ok;
+            // A junction or link is kept as an empty directory: following it could pack a tree
+            // twice, or without end.
+            if (!(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
+                ok = AddTree(full + "\\", prefix + name + "/") && ok;
+        }
+        else if (!IsOwnFile(full))
+            ok = AddFile(full, prefix + name, &data) && ok;
+    } while (!m_bFailed && ::FindNextFileA(find, &data));
+    ::FindClose(find);
+    return ok && !m_bFailed;
+}
+
+bool ZipWriter::MakeName(const CString& archiveName, bool directory, Entry& entry)
+{
+    // Components joined by '/', without empty ones, "." and "..", and without a drive: no entry
+    // may point outside the folder it is unpacked into.
+    CString raw(archiveName);
+    raw.Replace('\\', '/');
+    CString name;
+    int start = 0;
+    while (start <= raw.GetLength())
+    {
+        int end = raw.Find('/', start);
+        if (end < 0)
+            end = raw.GetLength();
+        const CString part = raw.Mid(start, end - start);
+        if (!part.IsEmpty() && part != "." && part != ".." && part[part.GetLength() - 1] != ':')
+            name += name.IsEmpty() ? part : "/" + part;
+        start = end + 1;
+    }
+    if (name.IsEmpty())
+        return false;
+    if (directory)
+        name += '/';
+    std::wstring wide = Wide(name, CP_ACP);
+    entry.name = Utf8(wide);
+    entry.flags = 0;
+    for (unsigned char c : entry.name)
+        if (c >= 0x80)
+            entry.flags = FlagUtf8Name;
+    std::wstring upper = wide;
+    if (!upper.empty())
+        ::CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    std::string key = Utf8(upper);
+    if (m_names.count(key))
+    {
+        if (directory)
+            return false;  // the directory is in the archive already
+        // Another item took this name: keep both, the later as "name (n).ext".
+        const size_t slash = entry.name.rfind('/');
+        const size_t dot = entry.name.rfind('.');
+        const size_t cut = (dot != std::string::npos && (slash == std::string::npos || dot > slash + 1))
+                               ? dot
+                               : entry.name.size();
+        const size_t keyCut = key.size() - (entry.name.size() - cut);
+        int& next = m_nextSuffix[key];
+        if (next < 2)
+            next = 2;
+        std::string candidate, candidateKey;
+        do
+        {
+            const std::string suffix = " (" + std::to_string(next++) + ")";
+            candidate = entry.name.substr(0, cut) + suffix + entry.name.substr(cut);
+            candidateKey = key.substr(0, keyCut) + suffix + key.substr(keyCut);
+        } while (m_names.count(candidateKey));
+        entry.name = candidate;
+        key = candidateKey;
+    }
+    if (entry.name.size() > Max16)
+        return false;
+    m_names.insert(key);
+    return true;
+}
+
+bool ZipWriter::AddDirectoryEntry(const CString& path, const CString& archiveName)
+{
+    if (m_bFailed)
+        return false;
+    Entry entry;
+    if (!MakeName(archiveName, true, entry))
+        return true;
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!::GetFileAttributesExA(path, GetFileExInfoStandard, &data))
+        data.dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
+    DosTime(data.ftLastWriteTime, entry.dosTime, entry.dosDate);
+    entry.method = MethodStored;
+    entry.attributes = (data.dwFileAttributes & DosAttributeMask) | FILE_ATTRIBUTE_DIRECTORY;
+    entry.offset = m_nOffset;
+    if (!WriteLocalHeader(entry, false))
+        return false;
+    m_entries.push_back(entry);
+    return true;
+}
+
+bool ZipWriter::AddFile(const CString& path, const CString& archiveName, const WIN32_FIND_DATAA* found)
+{
+    if (m_bFailed)
+        return false;
+    HANDLE source = PathText::FitsLimit(path)
+                        ? ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)
+                        : INVALID_HANDLE_VALUE;
+    BY_HANDLE_FILE_INFORMATION info = {};
+    if (found && source != INVALID_HANDLE_VALUE)
+    {
+        // What the directory listing said is what a query of the open file would say.
+        info.dwFileAttributes = found->dwFileAttributes;
+        info.ftLastWriteTime = found->ftLastWriteTime;
+        info.nFileSizeHigh = found->nFileSizeHigh;
+        info.nFileSizeLow = found->nFileSizeLow;
+    }
+    else if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
+    {
+        if (source != INVALID_HANDLE_VALUE)
+            ::CloseHandle(source);
+        m_bLeftOut = true;
+        return false;
+    }
+    const bool ok = AddOpenFile(source, info, archiveName);
+    ::CloseHandle(source);
+    return ok;
+}
+
+bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName)
+{
+    Entry entry;
+    if (!MakeName(archiveName, false, entry))
+    {
+        m_bLeftOut = true;
+        return false;
+    }
+    // The size at the start bounds what is read, so the header's form (ZIP64 or not) is known
+    // before the data; a file that grows meanwhile is packed as it was when it was opened.
+    const unsigned long long limit = (static_cast<unsigned long long>(info.nFileSizeHigh) << 32) | info.nFileSizeLow;
+    const bool zip64 = limit >= Max32;
+    DosTime(info.ftLastWriteTime, entry.dosTime, entry.dosDate);
+    entry.attributes = info.dwFileAttributes & DosAttributeMask & ~static_cast<DWORD>(FILE_ATTRIBUTE_DIRECTORY);
+    entry.offset = m_nOffset;
+    if (limit <= ChunkSize)
+        return AddSmallFile(source, limit, entry);
+    entry.method = MethodDeflated;
+    bool ok = WriteLocalHeader(entry, zip64);
+    const unsigned long long dataStart = m_nOffset;
+    bool readable = true;
+    if (ok && limit > 0)
+    {
+        readable = Deflate(source, limit, entry);
+        // Deflate that does not make the data smaller: store it as it is.
+        if (readable && !m_bFailed && entry.compressed >= entry.size)
+        {
+            LARGE_INTEGER start = {};
+            readable = ::SetFilePointerEx(source, start, nullptr, FILE_BEGIN) && SeekTo(dataStart) &&
+                       Store(source, entry.size, entry);
+        }
+    }
+    if (m_bFailed)
+        return false;
+    if (!readable)
+    {
+        // Take the partial entry back out of the archive.
+        m_bLeftOut = true;
+        SeekTo(entry.offset);
+        return false;
+    }
+    if (!PatchLocalHeader(entry, zip64))
+        return false;
+    m_entries.push_back(entry);
+    return true;
+}
+
+bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry)
+{
+    // Read and compressed in memory, so the header goes out complete and nothing is patched.
+    std::vector<unsigned char> data(static_cast<size_t>(limit));
+    DWORD got = 0;
+    size_t read = 0;
+    while (read < data.size())
+    {
+        if (!::ReadFile(source, data.data() + read, static_cast<DWORD>(data.size() - read), &got, nullptr))
+        {
+            m_bLeftOut = true;
+            return false;
+        }
+        if (got == 0)
+            break;
+        read += got;
+    }
+    data.resize(read);
+    entry.size = read;
+    entry.crc = crc32(crc32(0, nullptr, 0), data.data(), static_cast<uInt>(read));
+    std::vector<unsigned char> packed;
+    if (read > 0)
+    {
+        // Without a stream the data is stored.
+        if (z_stream* stream = Deflater())
+        {
+            packed.resize(deflateBound(stream, static_cast<uLong>(read)));
+            stream->next_in = data.data();
+            stream->avail_in = static_cast<uInt>(read);
+            stream->next_out = packed.data();
+            stream->avail_out = static_cast<uInt>(packed.size());
+            const bool done = deflate(stream, Z_FINISH) == Z_STREAM_END;
+            packed.resize(done ? packed.size() - stream->avail_out : 0);
+        }
+    }
+    const bool deflated = !packed.empty() && packed.size() < read;
+    entry.method = deflated ? MethodDeflated : MethodStored;
+    entry.compressed = deflated ? packed.size() : read;
+    const std::vector<unsigned char>& body = deflated ? packed : data;
+    if (!WriteLocalHeader(entry, false) || !Write(body.data(), body.size()))
+        return false;
+    m_entries.push_back(entry);
+    return true;
+}
+
+bool ZipWriter::WriteLocalHeader(const Entry& entry, bool zip64)
+{
+    Bytes header;
+    header.Put32(LocalHeaderSignature);
+    header.Put16(zip64 ? VersionZip64 : VersionDefault);
+    header.Put16(entry.flags);
+    header.Put16(entry.method);
+    header.Put16(entry.dosTime);
+    header.Put16(entry.dosDate);
+    header.Put32(entry.crc);
+    header.Put32(zip64 ? Max32 : entry.compressed);
+    header.Put32(zip64 ? Max32 : entry.size);
+    header.Put16(entry.name.size());
+    header.Put16(zip64 ? 20 : 0);
+    header.Put(entry.name);
+    if (zip64)
+    {
+        header.Put16(Zip64ExtraId);
+        header.Put16(16);
+        header.Put64(entry.size);
+        header.Put64(entry.compressed);
+    }
+    return Write(header.Data(), header.Size());
+}
+
+bool ZipWriter::PatchLocalHeader(const Entry& entry, bool zip64)
+{
+    const unsigned long long end = m_nOffset;
+    if (!SeekTo(entry.offset) || !WriteLocalHeader(entry, zip64) || !Flush())
+        return false;
+    return SeekTo(end);
+}
+
+bool ZipWriter::Deflate(HANDLE source, unsigned long long limit, Entry& entry)
+{
+    z_stream* stream = Deflater();
+    if (!stream)
+    {
+        m_bFailed = true;
+        return false;
+    }
+    std::vector<unsigned char> in(ChunkSize), out(ChunkSize / 2);
+    unsigned long crc = crc32(0, nullptr, 0);
+    unsigned long long read = 0, written = 0;
+    bool readable = true;
+    int flush = Z_NO_FLUSH;
+    do
+    {
+        DWORD got = 0;
+        if (!ReadChunk(source, in.data(), limit - read, got))
+        {
+            readable = false;
+            break;
+        }
+        read += got;
+        crc = crc32(crc, in.data(), got);
+        flush = (got == 0 || read >= limit) ? Z_FINISH : Z_NO_FLUSH;
+        stream->next_in = in.data();
+        stream->avail_in = got;
+        do
+        {
+            stream->next_out = out.data();
+            stream->avail_out = static_cast<uInt>(out.size());
+            deflate(stream, flush);
+            const size_t produced = out.size() - stream->avail_out;
+            written += produced;
+            if (!Write(out.data(), produced))
+                break;
+        } while (stream->avail_out == 0);
+    } while (flush != Z_FINISH && !m_bFailed);
+    entry.method = MethodDeflated;
+    entry.crc = crc;
+    entry.size = read;
+    entry.compressed = written;
+    return readable;
+}
+
+bool ZipWriter::Store(HANDLE source, unsigned long long limit, Entry& entry)
+{
+    std::vector<unsigned char> in(ChunkSize);
+    unsigned long crc = crc32(0, nullptr, 0);
+    unsigned long long read = 0;
+    while (read < limit && !m_bFailed)
+    {
+        DWORD got = 0;
+        if (!ReadChunk(source, in.data(), limit - read, got))
+            return false;
+        if (got == 0)
+            break;
+        read += got;
+        crc = crc32(crc, in.data(), got);
+        Write(in.data(), got);
+    }
+    entry.method = MethodStored;
+    entry.crc = crc;
+    entry.size = read;
+    entry.compressed = read;
+    return true;
+}
+
+bool ZipWriter::WriteCentralDirectory()
+{
+    const unsigned long long start = m_nOffset;
+    for (const Entry& entry : m_entries)
+    {
+        Bytes extra;
+        const bool bigSize = entry.size >= Max32;
+        const bool bigCompressed = entry.compressed >= Max32;
+        const bool bigOffset = entry.offset >= Max32;
+        if (bigSize || bigCompressed || bigOffset)
+        {
+            Bytes values;
+            if (bigSize)
+                values.Put64(entry.size);
+            if (bigCompressed)
+                values.Put64(entry.compressed);
+            if (bigOffset)
+                values.Put64(entry.offset);
+            extra.Put16(Zip64ExtraId);
+            extra.Put16(values.Size());
+            extra.Put(values);
+        }
+        const bool zip64 = extra.Size() > 0;
+        Bytes header;
+        header.Put32(CentralHeaderSignature);
+        header.Put16(VersionZip64);  // made by: MS-DOS attributes, format 4.5
+        header.Put16(zip64 ? VersionZip64 : VersionDefault);
+        header.Put16(entry.flags);
+        header.Put16(entry.method);
+        header.Put16(entry.dosTime);
+        header.Put16(entry.dosDate);
+        header.Put32(entry.crc);
+        header.Put32(bigCompressed ? Max32 : entry.compressed);
+        header.Put32(bigSize ? Max32 : entry.size);
+        header.Put16(entry.name.size());
+        header.Put16(extra.Size());
+        header.Put16(0);  // comment
+        header.Put16(0);  // disk
+        header.Put16(0);  // internal attributes
+        header.Put32(entry.attributes);
+        header.Put32(bigOffset ? Max32 : entry.offset);
+        header.Put(entry.name);
+        header.Put(extra);
+        if (!Write(header.Data(), header.Size()))
+            return false;
+    }
+    const unsigned long long size = m_nOffset - start;
+    const unsigned long long count = m_entries.size();
+    const bool zip64 = count >= Max16 || size >= Max32 || start >= Max32;
+    Bytes end;
+    if (zip64)
+    {
+        const unsigned long long recordOffset = m_nOffset;
+        end.Put32(Zip64EndSignature);
+        end.Put64(44);  // size of the record after this field
+        end.Put16(VersionZip64);
+        end.Put16(VersionZip64);
+        end.Put32(0);
+        end.Put32(0);
+        end.Put64(count);
+        end.Put64(count);
+        end.Put64(size);
+        end.Put64(start);
+        end.Put32(Zip64LocatorSignature);
+        end.Put32(0);
+        end.Put64(recordOffset);
+        end.Put32(1);
+    }
+    end.Put32(EndSignature);
+    end.Put16(0);
+    end.Put16(0);
+    end.Put16(std::min(count, Max16));
+    end.Put16(std::min(count, Max16));
+    end.Put32(std::min(size, Max32));
+    end.Put32(std::min(start, Max32));
+    end.Put16(0);  // comment
+    return Write(end.Data(), end.Size());
+}
+
+bool ZipWriter::Finish()
+{
+    if (m_hFile == INVALID_HANDLE_VALUE)
+        return false;
+    const bool complete = !m_bFailed && WriteCentralDirectory() && Flush() && ::SetEndOfFile(m_hFile);
+    ::CloseHandle(m_hFile);
+    m_hFile = INVALID_HANDLE_VALUE;
+    if (!complete || !::MoveFileExA(m_strTemp, m_strOutput, MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED))
+    {
+        ::DeleteFileA(m_strTemp);
+        return false;
+    }
+    return !m_bLeftOut;
+}
+
+bool ZipWriter::Write(const void* data, size_t size)
+{
+    if (m_bFailed)
+        return false;
+    const unsigned char* bytes = static_cast<const unsigned char*>(data);
+    while (size > 0)
+    {
+        const size_t room = ChunkSize - m_buffer.size();
+        const size_t n = std::min(room, size);
+        m_buffer.insert(m_buffer.end(), bytes, bytes + n);
+        bytes += n;
+        size -= n;
+        m_nOffset += n;
+        if (m_buffer.size() == ChunkSize && !Flush())
+            return false;
+    }
+    return true;
+}
+
+bool ZipWriter::Flush()
+{
+    if (m_bFailed)
+        return false;
+    if (m_buffer.empty())
+        return true;
+    DWORD written = 0;
+    if (!::WriteFile(m_hFile, m_buffer.data(), static_cast<DWORD>(m_buffer.size()), &written, nullptr) ||
+        written != m_buffer.size())
+    {
+        m_bFailed = true;
+        return false;
+    }
+    m_buffer.clear();
+    return true;
+}
+
+bool ZipWriter::SeekTo(unsigned long long offset)
+{
+    if (!Flush())
+        return false;
+    LARGE_INTEGER to;
+    to.QuadPart = static_cast<LONGLONG>(offset);
+    if (!::SetFilePointerEx(m_hFile, to, nullptr, FILE_BEGIN))
+    {
+        m_bFailed = true;
+        return false;
+    }
+    m_nOffset = offset;
+    return true;
+}

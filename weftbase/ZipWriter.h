@@ -1,0 +1,86 @@
+// Writes one zip archive: deflated or stored entries, directory entries, DOS times, and the
+// ZIP64 records where sizes, offsets or the entry count need them. Not exported; used by
+// FileUtils::CreateZipFile and DirUtils::CreateZipFile.
+//
+// The archive is written to a temporary file beside the output and moved into place by Finish,
+// so the output is replaced only by a complete archive. An item that cannot be read is left out
+// and makes Finish give false; a failure to write the archive abandons it.
+#pragma once
+
+#include <afx.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+struct z_stream_s;
+
+class ZipWriter
+{
+public:
+    explicit ZipWriter(const char* output);
+    ~ZipWriter();
+    ZipWriter(const ZipWriter&) = delete;
+    ZipWriter& operator=(const ZipWriter&) = delete;
+
+    bool IsOpen() const;
+    // Packs a file, or a directory with its tree, under the name given ('\' or '/' between
+    // components). Gives false if something was left out.
+    bool AddItem(const CString& path, const CString& archiveName);
+    // Packs the tree below dir (which ends in a separator) with prefix in front of each name.
+    bool AddTree(const CString& dir, const CString& prefix);
+    // Adds a directory entry with the time and attributes of the directory at path.
+    bool AddDirectoryEntry(const CString& path, const CString& archiveName);
+    // Writes the central directory and moves the archive into place. True if the archive is in
+    // place and nothing was left out.
+    bool Finish();
+
+private:
+    struct Entry
+    {
+        std::string name;  // UTF-8 or ASCII, '/' between components
+        unsigned short flags = 0;
+        unsigned short method = 0;
+        unsigned short dosTime = 0;
+        unsigned short dosDate = 0;
+        unsigned long crc = 0;
+        unsigned long long compressed = 0;
+        unsigned long long size = 0;
+        unsigned long long offset = 0;
+        unsigned long attributes = 0;
+    };
+
+    // found: the file's entry of a directory listing, which saves a query; may be null.
+    bool AddFile(const CString& path, const CString& archiveName, const WIN32_FIND_DATAA* found = nullptr);
+    // Packs the open file; the caller closes it.
+    bool AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName);
+    bool AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry);
+    bool IsOwnFile(const CString& path) const;
+    bool MakeName(const CString& archiveName, bool directory, Entry& entry);
+    bool WriteLocalHeader(const Entry& entry, bool zip64);
+    bool Deflate(HANDLE source, unsigned long long limit, Entry& entry);
+    bool Store(HANDLE source, unsigned long long limit, Entry& entry);
+    bool PatchLocalHeader(const Entry& entry, bool zip64);
+    bool WriteCentralDirectory();
+
+    // The deflate stream, made once and reset for each entry; null if zlib has no memory.
+    z_stream_s* Deflater();
+
+    bool Write(const void* data, size_t size);
+    bool Flush();
+    bool SeekTo(unsigned long long offset);
+
+    HANDLE m_hFile;
+    z_stream_s* m_pStream;
+    bool m_bFailed;     // the archive cannot be completed
+    bool m_bLeftOut;    // an item was left out
+    unsigned long long m_nOffset;  // where the next byte of the archive goes
+    CString m_strOutput;
+    CString m_strTemp;
+    CString m_strOutputFull;
+    std::vector<unsigned char> m_buffer;
+    std::vector<Entry> m_entries;
+    std::set<std::string> m_names;            // names taken, in upper case
+    std::map<std::string, int> m_nextSuffix;  // next " (n)" to try per name
+};
