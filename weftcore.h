@@ -8,3 +8,8 @@
 #include "frame/MTWaitableCollection.h"
 #include "frame/MTWorkerThread.h"
 #include "frame/PausableWorkerThread.h"
+#include "locks/MTCritSec.h"
+#include "locks/Lockable.h"
+#include "locks/MTAutoLock.h"
+#include "watchers/TimerThread.h"
+#include "watchers/EventMonitorThread.h"
