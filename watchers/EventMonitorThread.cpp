@@ -81,7 +81,9 @@ unsigned int EventMonitorThread::EventMonitorThreadFunc(void* param)
     MTWaitableCollection waits;
     worker->AddStopEvent(&waits);  // index 0: a stop goes before the watched handle
     waits.AddObject(self->m_hEvent);
-    if (worker->IsStopped())
+    // Null and all ones are no handles anywhere in the library (all ones would otherwise wait on
+    // the current process): like a handle that makes the wait fail, the thread ends silently.
+    if (worker->IsStopped() || !MTKernel::IsValidHandle(self->m_hEvent))
         return 0;
 
     // Idle: a wait without limit. Settling: a wait of the delay, with a message owed.
