@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -14,22 +15,34 @@ using weft::test::MustNotHappenMs;
 namespace
 {
 // Another thread that tries to take a lock and reports when it has it. It gives the lock back
-// as soon as it has it, so that no test leaves a thread blocked behind a held lock.
+// as soon as it has it. Its join is bounded: a thread still blocked behind a lock that a faulty
+// scope never gave back is ended, and the test fails instead of hanging.
 class Contender
 {
 public:
     template <class Take, class Give>
     Contender(Take take, Give give)
-        : m_evGot(CreateEventA(nullptr, TRUE, FALSE, nullptr)), m_thread([this, take, give] {
+        : m_work([take, give, this] {
               take();
               SetEvent(m_evGot);
               give();
-          })
+          }),
+          m_evGot(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
+          m_thread(CreateThread(nullptr, 0, &Contender::Run, this, 0, nullptr))
     {
     }
     ~Contender()
     {
-        m_thread.join();
+        if (m_thread != nullptr)
+        {
+            if (WaitForSingleObject(m_thread, MustHappenMs()) != WAIT_OBJECT_0)
+            {
+                ADD_FAILURE() << "the contending thread never got the lock";
+                TerminateThread(m_thread, 1);
+                WaitForSingleObject(m_thread, MustHappenMs());
+            }
+            CloseHandle(m_thread);
+        }
         CloseHandle(m_evGot);
     }
     Contender(const Contender&) = delete;
@@ -38,8 +51,15 @@ public:
     bool GotWithin(DWORD ms) const { return WaitForSingleObject(m_evGot, ms) == WAIT_OBJECT_0; }
 
 private:
+    static DWORD WINAPI Run(void* self)
+    {
+        static_cast<Contender*>(self)->m_work();
+        return 0;
+    }
+
+    std::function<void()> m_work;
     HANDLE m_evGot;
-    std::thread m_thread;
+    HANDLE m_thread;
 };
 
 // The result another thread gets from a zero wait on the mutex; it gives back what it took.
