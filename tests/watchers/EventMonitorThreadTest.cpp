@@ -178,22 +178,30 @@ TEST(EventMonitorThreadTest, StopWhileAMessageIsOwedDropsIt)
     EXPECT_TRUE(owner.StaysAt(0)) << "the owed message was sent at the stop";
 }
 
-TEST(EventMonitorThreadTest, SetMsgDelayTakesEffectAtTheNextSignalNotInTheRunningWait)
+TEST(EventMonitorThreadTest, SetMsgDelayTakesEffectAtTheNextSignal)
 {
+    // Each change is made while the monitor is idle: a message proves that the pass which read
+    // the delay is over. (A change during a settling wait is not tested: the moment the thread
+    // is back in its wait after a signal cannot be seen from outside without a sleep.)
     OwnerWindow owner;
-    Handle semaphore(CreateSemaphoreA(nullptr, 0, 100, nullptr));
-    EventMonitorThread monitor(semaphore.h, MonitorMsg, owner.Handle(), LongDelay, MonitorWParam, MonitorLParam);
-    ASSERT_TRUE(SignalUntilSeen(semaphore.h));
-    monitor.SetMsgDelay(NoDelay);
-    EXPECT_EQ(monitor.GetMsgDelay(), NoDelay);
-    EXPECT_TRUE(owner.StaysAt(0)) << "the running wait was cut short";
-    ReleaseSemaphore(semaphore.h, 1, nullptr);
-    ASSERT_TRUE(owner.WaitForCount(1)) << "the next signal did not send at once";
-    EXPECT_TRUE(owner.StaysAt(1));
+    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
+    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
+    SetEvent(event.h);
+    ASSERT_TRUE(owner.Next().has_value());
 
-    monitor.SetMsgDelay(LongDelay);
-    ReleaseSemaphore(semaphore.h, 1, nullptr);
-    EXPECT_TRUE(owner.StaysAt(1)) << "a signal sent at once although a delay was set";
+    const unsigned long delay = 200;
+    monitor.SetMsgDelay(delay);
+    EXPECT_EQ(monitor.GetMsgDelay(), delay);
+    SetEvent(event.h);
+    const double signalled = OwnerWindow::NowMs();
+    const auto settled = owner.Next();
+    ASSERT_TRUE(settled.has_value());
+    EXPECT_TRUE(NotBefore(settled->atMs, signalled, delay)) << "the new delay was not applied";
+
+    monitor.SetMsgDelay(NoDelay);
+    SetEvent(event.h);
+    ASSERT_TRUE(owner.WaitForCount(3));
+    EXPECT_TRUE(owner.StaysAt(3));
 }
 
 // --- Guards and failures ---
