@@ -8,6 +8,7 @@
 #include "support/BenchWindow.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <thread>
 #include <vector>
