@@ -1,8 +1,7 @@
 #include "weftcore.h"
 
 #include "support/OwnerWindow.h"
-
-#include <tlhelp32.h>
+#include "support/ThreadProbe.h"
 
 #include <gtest/gtest.h>
 
@@ -48,22 +47,6 @@ void ExpectTimerMessage(const OwnerWindow::Message& m)
     EXPECT_EQ(m.lParam, TimerLParam);
 }
 
-std::set<DWORD> ThreadsOfThisProcess()
-{
-    std::set<DWORD> ids;
-    HANDLE snap = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    if (snap == INVALID_HANDLE_VALUE)
-        return ids;
-    THREADENTRY32 te = {};
-    te.dwSize = sizeof te;
-    for (BOOL more = Thread32First(snap, &te); more; more = Thread32Next(snap, &te))
-    {
-        if (te.th32OwnerProcessID == GetCurrentProcessId())
-            ids.insert(te.th32ThreadID);
-    }
-    CloseHandle(snap);
-    return ids;
-}
 }  // namespace
 
 // --- Repeating timer ---
@@ -305,20 +288,12 @@ TEST(TimerThreadTest, StopWithAShortTimeoutTerminatesAThreadThatCannotRun)
 {
     // A thread held suspended by someone else (a debugger, a sampling profiler, another
     // component) cannot see its stop event: Stop resumes only what its own Pause suspended.
-    // Such a thread must be ended by TerminateThread once the time-out has passed. The timer
-    // thread is found as the one thread this process gained with the timer.
+    // Such a thread must be ended by TerminateThread once the time-out has passed.
     OwnerWindow owner;
-    const std::set<DWORD> before = ThreadsOfThisProcess();
+    weft::test::ThreadProbe probe;
     TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, false, TimerWParam, TimerLParam);
-    std::set<DWORD> added;
-    for (DWORD id : ThreadsOfThisProcess())
-    {
-        if (before.count(id) == 0)
-            added.insert(id);
-    }
-    ASSERT_EQ(added.size(), 1u) << "cannot tell the timer thread from other new threads";
-    HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME | SYNCHRONIZE | THREAD_QUERY_INFORMATION, FALSE, *added.begin());
-    ASSERT_NE(thread, nullptr);
+    HANDLE thread = probe.OpenNewThread();
+    ASSERT_NE(thread, nullptr) << "cannot tell the timer thread from other new threads";
     ASSERT_NE(SuspendThread(thread), static_cast<DWORD>(-1));
 
     const unsigned long timeout = 100;
