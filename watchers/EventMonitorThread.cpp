@@ -13,7 +13,10 @@ unsigned long LoadDelay(const unsigned long& field)
 }
 
 constexpr unsigned long NoDelay = 0xFFFFFFFF;
+constexpr unsigned long StopSignalled = WAIT_OBJECT_0;
 constexpr unsigned long HandleSignalled = WAIT_OBJECT_0 + 1;
+constexpr unsigned long StopAbandoned = WAIT_ABANDONED_0;
+constexpr unsigned long HandleAbandoned = WAIT_ABANDONED_0 + 1;
 }  // namespace
 
 EventMonitorThread::EventMonitorThread(void* const event, unsigned int msg, HWND wnd, unsigned long msgDelay,
@@ -91,11 +94,20 @@ unsigned int EventMonitorThread::EventMonitorThreadFunc(void* param)
     bool timedOut = false;
     for (;;)
     {
-        const unsigned long result = waits.Wait(false, nextWait);
-        if (result == WAIT_TIMEOUT)
+        switch (waits.Wait(false, nextWait))
+        {
+        case HandleSignalled:
+            break;
+        case WAIT_TIMEOUT:
             timedOut = true;
-        else if (result != HandleSignalled)
-            return 0;  // the stop, an abandoned handle or a failed wait: silently, nothing owed is sent
+            break;
+        case StopSignalled:
+        case StopAbandoned:
+        case HandleAbandoned:
+        case WAIT_FAILED:
+        default:
+            return 0;  // silently, and a message still owed is dropped
+        }
 
         const unsigned long delay = LoadDelay(self->m_nMsgDelay);
         if (delay == NoDelay)
