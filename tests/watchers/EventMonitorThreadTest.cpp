@@ -256,12 +256,18 @@ TEST(EventMonitorThreadTest, AbandonedMutexEndsTheThreadSilently)
         WaitForSingleObject(monitorStarted.h, MustHappenMs());
     });
     ASSERT_EQ(WaitForSingleObject(taken.h, MustHappenMs()), WAIT_OBJECT_0);
+    weft::test::ThreadProbe probe;
     EventMonitorThread monitor(mutex.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
+    // The monitor cannot end before the mutex is abandoned, so it is there to be found.
+    HANDLE thread = probe.OpenNewThread();
     SetEvent(monitorStarted.h);
     holder.join();
-    // The monitor's wait takes the abandoned mutex and its thread ends still holding it, so
-    // the mutex comes to us abandoned again: proof that the thread ended without a Stop.
-    EXPECT_EQ(WaitForSingleObject(mutex.h, MustHappenMs()), WAIT_ABANDONED_0);
+    ASSERT_NE(thread, nullptr) << "cannot tell the monitor thread from other new threads";
+    // Only the monitor waits for the mutex: its wait takes it abandoned and the thread ends.
+    EXPECT_EQ(WaitForSingleObject(thread, MustHappenMs()), WAIT_OBJECT_0) << "the thread ran on without a Stop";
+    CloseHandle(thread);
+    // It ended holding the mutex, which therefore comes to us abandoned once more.
+    EXPECT_EQ(WaitForSingleObject(mutex.h, 0), WAIT_ABANDONED_0);
     ReleaseMutex(mutex.h);
     ASSERT_TRUE(owner.Flush());
     EXPECT_EQ(owner.Count(), 0u) << "an abandoned handle was reported";
