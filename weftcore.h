@@ -13,3 +13,8 @@
 #include "jobs/ZipThread.h"
 #include "watchers/DrivesChangeThread.h"
 #include "weftbase/WeftBase.h"
+#include "locks/MTCritSec.h"
+#include "locks/Lockable.h"
+#include "locks/MTAutoLock.h"
+#include "watchers/TimerThread.h"
+#include "watchers/EventMonitorThread.h"

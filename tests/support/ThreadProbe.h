@@ -1,0 +1,35 @@
+// Finds the thread that a watcher started, so that a test can see it end by itself, or hold it
+// suspended the way a debugger would. Take the probe right before constructing the watcher:
+//
+//   weft::test::ThreadProbe probe;
+//   EventMonitorThread monitor(nullptr, ...);
+//   HANDLE thread = probe.OpenNewThread();            // the one thread the process gained
+//   EXPECT_EQ(WaitForSingleObject(thread, weft::test::MustHappenMs()), WAIT_OBJECT_0);
+//   CloseHandle(thread);
+#pragma once
+
+#include "support/TestSupport.h"
+
+#include <set>
+
+namespace weft::test
+{
+class ThreadProbe
+{
+public:
+    // Notes the threads of this process now.
+    ThreadProbe();
+
+    // Opens the one thread of this process started since the probe was taken (with SYNCHRONIZE,
+    // suspend/resume and query rights); null if there is not exactly one, so that a test fails
+    // rather than act on the wrong thread. The caller closes the handle.
+    HANDLE OpenNewThread() const;
+    // Threads of this process started since the probe was taken.
+    std::set<DWORD> NewThreads() const;
+
+    static std::set<DWORD> ThreadsOfThisProcess();
+
+private:
+    std::set<DWORD> m_before;
+};
+}  // namespace weft::test

@@ -1,0 +1,62 @@
+// What every ready-made thread of the library does the same way: starting its worker, the
+// start handshake, telling the owner window, the bounded stop, the destructor's stop, and the
+// forwarders to the worker. Internal to the library and not exported; each class keeps its own
+// public members and fields, and calls these from them.
+//
+//   TimerThread::TimerThread(...) : ...
+//   {
+//       ReadyThreadSupport::StartWorker(m_pWorker, TimerThreadFunc, this);
+//   }
+//   unsigned int TimerThread::TimerThreadFunc(void* param)
+//   {
+//       auto* self = static_cast<TimerThread*>(param);
+//       if (self == nullptr)
+//           return 0;
+//       MTWorkerThread* worker = ReadyThreadSupport::AwaitWorker(self->m_pWorker);
+//       ...
+//   }
+//   TimerThread::~TimerThread() { ReadyThreadSupport::DestroyWorker(m_pWorker); m_hWnd = nullptr; }
+#pragma once
+
+#include "frame/MTWorkerThread.h"
+
+class ReadyThreadSupport
+{
+public:
+    ReadyThreadSupport() = delete;
+
+    // Owner's thread, in a constructor (or a Start): allocates the worker, which starts
+    // threadFunc(self) at once with no flags, default security and stack, and publishes the
+    // pointer in slot for AwaitWorker. If the allocation fails, slot stays null and no thread
+    // runs. Returns the worker, or null.
+    static MTWorkerThread* StartWorker(MTWorkerThread*& slot, unsigned int (*threadFunc)(void*), void* self);
+
+    // Worker thread, first thing after checking its argument: the thread can run before the
+    // constructor has stored the worker pointer, so it polls slot every 5 ms until it is set.
+    // Returns the worker, never null.
+    static MTWorkerThread* AwaitWorker(MTWorkerThread*& slot);
+
+    // Worker thread: SendNotifyMessageA(wnd, msg, wParam, lParam) if wnd is not null, msg is not
+    // 0 and, when requireWindow is true, IsWindow(wnd). The send does not wait for a window
+    // procedure on another thread and its result is not looked at. Returns true if the message
+    // was handed to the system, false if a guard held it back.
+    static bool NotifyOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow);
+
+    // Owner's thread, the bounded stop: nothing without a worker. Else the worker's Stop
+    // (which resumes a paused thread, then sets the stop event), a wait of timeout ms on the
+    // thread handle, and TerminateThread with exit code 0 if, and only if, that wait timed out.
+    // The worker is neither deleted nor forgotten, so a second Stop returns at once.
+    static void StopWorker(MTWorkerThread* worker, unsigned long timeout);
+
+    // Owner's thread, in a destructor: the stop above with an unbounded wait, so that it returns
+    // only once the thread function has returned and never terminates; then deletes the worker
+    // and sets slot to null. Nothing without a worker.
+    static void DestroyWorker(MTWorkerThread*& slot);
+
+    // Forwarders. Without a worker the setters do nothing, GetPriority gives 0 and IsPaused false.
+    static void SetPriority(MTWorkerThread* worker, int priority);
+    static int GetPriority(MTWorkerThread* worker);
+    static void Pause(MTWorkerThread* worker);
+    static void Resume(MTWorkerThread* worker);
+    static bool IsPaused(const MTWorkerThread* worker);
+};
