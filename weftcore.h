@@ -1,4 +1,4 @@
-// Every public header of the library.
+// Every public header of the library, and of the utility library it stands on.
 #pragma once
 
 #include "frame/MTKernel.h"
@@ -8,13 +8,18 @@
 #include "frame/MTWaitableCollection.h"
 #include "frame/MTWorkerThread.h"
 #include "frame/PausableWorkerThread.h"
-#include "ipc/MTSharedMemory.h"
-#include "ipc/MTMailbox.h"
-#include "jobs/ZipThread.h"
-#include "watchers/DrivesChangeThread.h"
-#include "weftbase/WeftBase.h"
+
 #include "locks/MTCritSec.h"
 #include "locks/Lockable.h"
 #include "locks/MTAutoLock.h"
+
+#include "ipc/MTSharedMemory.h"
+#include "ipc/MTMailbox.h"
+
 #include "watchers/TimerThread.h"
 #include "watchers/EventMonitorThread.h"
+#include "watchers/DrivesChangeThread.h"
+
+#include "jobs/ZipThread.h"
+
+#include "weftbase/WeftBase.h"
