@@ -20,10 +20,10 @@ double NowSeconds()
 
 namespace
 {
-double Median(std::vector<double> v)
+double Quantile(std::vector<double> v, double q)
 {
     std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
+    return v[static_cast<size_t>(q * static_cast<double>(v.size() - 1) + 0.5)];
 }
 }  // namespace
 
@@ -33,28 +33,33 @@ Comparison Compare(const std::function<double(int)>& raw, const std::function<do
     // One warm-up of each side, not counted.
     raw(std::max(ops / 10, 1));
     library(std::max(ops / 10, 1));
-    std::vector<double> r, l;
+    std::vector<double> r, l, ratios;
     for (int i = 0; i < rounds; ++i)
     {
         // Alternate which side goes first so that neither always meets a warmer machine.
+        double rawTime, libraryTime;
         if (i % 2 == 0)
         {
-            r.push_back(raw(ops) / ops);
-            l.push_back(library(ops) / ops);
+            rawTime = raw(ops);
+            libraryTime = library(ops);
         }
         else
         {
-            l.push_back(library(ops) / ops);
-            r.push_back(raw(ops) / ops);
+            libraryTime = library(ops);
+            rawTime = raw(ops);
         }
+        r.push_back(rawTime / ops);
+        l.push_back(libraryTime / ops);
+        ratios.push_back(libraryTime / rawTime);
     }
-    return {Median(r), Median(l)};
+    return {Quantile(r, 0.5), Quantile(l, 0.5), Quantile(ratios, 0.5), Quantile(ratios, 0.25), Quantile(ratios, 0.75)};
 }
 
 void Report(const char* name, const Comparison& c, double goalRatio)
 {
-    std::printf("%-44s raw %10.3f us  library %10.3f us  ratio %.3f  (goal <= %.2f: %s)\n", name, c.rawPerOp * 1e6,
-                c.libraryPerOp * 1e6, c.Ratio(), goalRatio, c.Ratio() <= goalRatio ? "met" : "missed");
+    std::printf("%-44s raw %9.3f us  library %9.3f us  ratio %.3f (quartiles %.3f-%.3f)  goal <= %.2f: %s\n", name,
+                c.rawPerOp * 1e6, c.libraryPerOp * 1e6, c.ratio, c.ratioLow, c.ratioHigh, goalRatio,
+                c.ratio <= goalRatio ? "met" : "missed");
     std::fflush(stdout);
 }
 }  // namespace weft::bench

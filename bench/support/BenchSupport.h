@@ -1,6 +1,7 @@
 // Timing for benchmarks that compare the library with the raw calls in the same run.
-// Each side is measured in several alternating rounds; the median of the rounds is reported,
-// so that a noisy moment hurts both sides alike.
+// Each round measures both sides back to back, in alternating order, and gives one ratio; the
+// median of those paired ratios is the result. Under Wine the server's pace shifts between
+// modes several times a minute, so only sides measured side by side compare fairly.
 #pragma once
 
 #include <windows.h>
@@ -16,7 +17,10 @@ struct Comparison
 {
     double rawPerOp;      // seconds per operation, median of rounds
     double libraryPerOp;  // seconds per operation, median of rounds
-    double Ratio() const { return libraryPerOp / rawPerOp; }
+    double ratio;         // median of the per-round ratios library / raw
+    double ratioLow;      // lower and upper quartile of the per-round ratios
+    double ratioHigh;
+    double Ratio() const { return ratio; }
 };
 
 // Runs raw(n) and library(n) alternately for `rounds` rounds of `ops` operations each.
