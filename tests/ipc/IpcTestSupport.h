@@ -1,6 +1,5 @@
-// Helpers of the shared-memory and mailbox tests: 16-byte text messages, a raw look at a
-// mailbox's shared header, a thread that holds a mailbox's guard as another holder would, and
-// the creation race of several child processes.
+// Helpers of the shared-memory and mailbox tests: 16-byte text messages, checks that many cases
+// share, a raw look at a mailbox's shared header, and the creation race of child processes.
 #pragma once
 
 #include "support/MailboxProbe.h"
@@ -13,7 +12,6 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <thread>
 
 namespace weft::test::mailbox
 {
@@ -63,6 +61,23 @@ inline void ExpectFailed(MTMailbox& box, unsigned long status)
     EXPECT_FALSE(Put(box, "x"));
 }
 
+// Every form of post and get, with an alert event, a null one and a collection, refuses at once:
+// false, or WAIT_ABANDONED_0 from a collection form.
+inline void ExpectEveryFormRefuses(MTMailbox& box, void* buffer)
+{
+    MTEvent alert(true, false);
+    MTWaitableCollection alerts;
+    EXPECT_FALSE(box.Post(buffer, 0));
+    EXPECT_FALSE(box.Get(buffer, 0));
+    for (MTEvent* event : {&alert, static_cast<MTEvent*>(nullptr)})
+    {
+        EXPECT_FALSE(box.PostAlertable(buffer, event, 0));
+        EXPECT_FALSE(box.GetAlertable(buffer, event, 0));
+    }
+    EXPECT_EQ(WAIT_ABANDONED_0, box.PostAlertable(buffer, alerts, 0));
+    EXPECT_EQ(WAIT_ABANDONED_0, box.GetAlertable(buffer, alerts, 0));
+}
+
 // An empty mailbox of two slots whose guard is free and whose counts are whole: two posts go in,
 // a third is refused at once, and both come back out in order.
 inline void ExpectTwoFreeSlots(MTMailbox& box)
@@ -92,33 +107,6 @@ private:
     MTSharedMemory m_block;
 };
 
-// Holds the guard of a mailbox on a thread of its own, from construction until destruction.
-class GuardHolder
-{
-public:
-    explicit GuardHolder(const std::string& mailboxName)
-        : m_thread([this, name = MTMailboxProbe::GuardName(mailboxName.c_str())] {
-              MTMutex guard(name.c_str(), false, MUTEX_ALL_ACCESS);
-              if (guard.Wait(MustHappenMs()) != WAIT_OBJECT_0)
-                  return;
-              m_held.Set();
-              m_release.Wait(MustHappenMs());
-              guard.Release();
-          })
-    {
-    }
-    ~GuardHolder()
-    {
-        m_release.Set();
-        m_thread.join();
-    }
-    bool Held() { return m_held.Wait(MustHappenMs()) == WAIT_OBJECT_0; }
-
-private:
-    MTEvent m_held{true, false};
-    MTEvent m_release{true, false};
-    std::thread m_thread;
-};
 }  // namespace weft::test::mailbox
 
 namespace weft::test

@@ -2,6 +2,7 @@
 #include "IpcTestSupport.h"
 
 #include <memory>
+#include <thread>
 #include <vector>
 
 using namespace weft::test;
@@ -39,26 +40,6 @@ TEST(MTMailboxTest, SlotsFillDrainAndWrapInOrderInTheSharedLayout)
         EXPECT_EQ(text, Take(box));
     EXPECT_EQ(1u, raw.Head()) << "the head wraps after the last slot";
     EXPECT_EQ("<none>", Take(box)) << "an empty mailbox gives false at once";
-}
-
-TEST(MTMailboxTest, JoinerAndOpenerShareTheCreatorsMessagesAndShape)
-{
-    const std::string name = UniqueName("mbx-join");
-    MTMailbox creator(5, Size, name.c_str(), nullptr);
-    MTMailbox joiner(5, Size, name.c_str(), nullptr);
-    MTMailbox opener(name.c_str());
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joiner.GetStatus());
-    EXPECT_EQ(0u, opener.GetStatus());
-    for (MTMailbox* box : {&joiner, &opener})
-    {
-        EXPECT_FALSE(box->IsCreator());
-        EXPECT_EQ("5 x 16", Shape(*box));
-    }
-    ASSERT_TRUE(Put(creator, "one"));
-    ASSERT_TRUE(Put(opener, "two"));
-    EXPECT_EQ("one", Take(joiner));
-    EXPECT_EQ("two", Take(opener));
-    EXPECT_EQ("<none>", Take(creator));
 }
 
 TEST(MTMailboxTest, JoinerOfAnotherShapeGets87AndWorksWithTheExistingOne)
@@ -118,19 +99,13 @@ TEST(MTMailboxTest, RefusesBadArgumentsWithoutMakingAnything)
         {70000, 65536, name.c_str(), ERROR_ARITHMETIC_OVERFLOW},
         {0xFFFFFFFFu, 1, name.c_str(), ERROR_ARITHMETIC_OVERFLOW},
     };
-    Text t = Make("x");
-    MTEvent alert(true, false);
-    MTWaitableCollection alerts;
     for (const Case& c : cases)
     {
         MTMailbox box(c.slots, c.size, c.name, nullptr);
         SCOPED_TRACE(testing::Message() << c.slots << " x " << c.size << " named " << (c.name ? c.name : "null"));
         ExpectFailed(box, c.status);
-        EXPECT_FALSE(box.Get(&t, 0));
-        EXPECT_FALSE(box.PostAlertable(&t, &alert, 0));
-        EXPECT_FALSE(box.GetAlertable(&t, &alert, 0));
-        EXPECT_EQ(WAIT_ABANDONED_0, box.PostAlertable(&t, alerts, 0));
-        EXPECT_EQ(WAIT_ABANDONED_0, box.GetAlertable(&t, alerts, 0));
+        Text t = Make("x");
+        ExpectEveryFormRefuses(box, &t);
     }
     for (const char* refused : {static_cast<const char*>(nullptr), "", "Local\\mailbox", overlong.c_str()})
         EXPECT_NE(0u, MTMailbox(refused).GetStatus());
@@ -141,26 +116,16 @@ TEST(MTMailboxTest, RefusesBadArgumentsWithoutMakingAnything)
     longestName.resize(MTMailbox::MaxNameLength(), 'n');
     MTMailbox atTheLimit(2, Size, longestName.c_str(), nullptr);
     EXPECT_EQ(0u, atTheLimit.GetStatus()) << "a name of the greatest length works";
-    EXPECT_TRUE(atTheLimit.Post(&t, 0));
+    EXPECT_TRUE(Put(atTheLimit, "x"));
 }
 
 TEST(MTMailboxTest, NullMessagesAndBuffersMoveNothingAndLeaveTheCounts)
 {
     MTMailbox box(1, Size, UniqueName("mbx-null").c_str(), nullptr);
-    MTEvent alert(true, false);
-    MTWaitableCollection alerts;
-    EXPECT_FALSE(box.Post(nullptr, 0));
-    EXPECT_FALSE(box.PostAlertable(nullptr, &alert, 0));
-    EXPECT_FALSE(box.PostAlertable(nullptr, nullptr, 0));
-    EXPECT_EQ(WAIT_ABANDONED_0, box.PostAlertable(nullptr, alerts, 0));
+    ExpectEveryFormRefuses(box, nullptr);
     EXPECT_EQ("<none>", Take(box)) << "no pending count came from a null post";
-
-    const Text t = Make("kept");
-    ASSERT_TRUE(box.Post(&t, 0)) << "no free count was taken by a null post";
-    EXPECT_FALSE(box.Get(nullptr, 0));
-    EXPECT_FALSE(box.GetAlertable(nullptr, &alert, 0));
-    EXPECT_FALSE(box.GetAlertable(nullptr, nullptr, 0));
-    EXPECT_EQ(WAIT_ABANDONED_0, box.GetAlertable(nullptr, alerts, 0));
+    ASSERT_TRUE(Put(box, "kept")) << "no free count was taken by a null post";
+    ExpectEveryFormRefuses(box, nullptr);
     EXPECT_EQ("kept", Take(box)) << "the message stayed pending";
 }
 
@@ -231,6 +196,7 @@ TEST(MTMailboxTest, PendingMessagesOutliveTheirPosterAndGoWithTheLastHolder)
     {
         auto poster = std::make_unique<MTMailbox>(4, Size, name.c_str(), nullptr);
         MTMailbox reader(name.c_str());
+        EXPECT_EQ("4 x 16", Shape(reader)) << "an opener learns the shape";
         ASSERT_TRUE(Put(*poster, "left behind"));
         poster.reset();
         EXPECT_EQ("left behind", Take(reader));
@@ -255,9 +221,16 @@ TEST(MTMailboxTest, TransferThatCannotHaveTheGuardGivesItsCountBack)
     MTWaitableCollection alerts;
     alerts.AddObject(alert);
     Text out = Make("untouched");
+    MTEvent held(true, false), release(true, false);
+    std::thread holder([&] {  // holds the guard as another holder would
+        MTMutex guard(MTMailboxProbe::GuardName(name.c_str()).c_str(), false, MUTEX_ALL_ACCESS);
+        if (guard.Wait(MustHappenMs()) == WAIT_OBJECT_0)
+            held.Set();
+        release.Wait(MustHappenMs());
+        guard.Release();
+    });
+    if (held.Wait(MustHappenMs()) == WAIT_OBJECT_0)
     {
-        GuardHolder holder(name);
-        ASSERT_TRUE(holder.Held());
         EXPECT_FALSE(box.Post(&t, 0));
         EXPECT_FALSE(box.PostAlertable(&t, &alert, 0));
         EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), box.PostAlertable(&t, alerts, 0));
@@ -265,6 +238,9 @@ TEST(MTMailboxTest, TransferThatCannotHaveTheGuardGivesItsCountBack)
         EXPECT_FALSE(box.GetAlertable(&out, &alert, 0));
         EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), box.GetAlertable(&out, alerts, 0));
     }
+    release.Set();
+    holder.join();
+    ASSERT_TRUE(held.IsSet()) << "the thread did not take the guard";
     EXPECT_STREQ("untouched", out.text);
     EXPECT_EQ(1u, RawHeader(name).Tail()) << "no refused post was stored";
     EXPECT_EQ("waiting", Take(box)) << "the pending count came back";

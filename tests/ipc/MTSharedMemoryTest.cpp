@@ -1,5 +1,6 @@
 #include "IpcTestSupport.h"
 
+#include <algorithm>
 #include <memory>
 
 using namespace weft::test;
@@ -9,10 +10,7 @@ namespace
 bool IsAllZero(const void* p, size_t n)
 {
     const auto* bytes = static_cast<const unsigned char*>(p);
-    for (size_t i = 0; i < n; ++i)
-        if (bytes[i] != 0)
-            return false;
-    return true;
+    return std::all_of(bytes, bytes + n, [](unsigned char b) { return b == 0; });
 }
 }  // namespace
 
