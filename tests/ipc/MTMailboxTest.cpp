@@ -148,30 +148,27 @@ TEST(MTMailboxTest, FailedGuardCreationNeverWinsAndWritesNothing)
     EXPECT_EQ(0, std::memcmp(block.GetPtr(), live, sizeof live)) << "the header was left alone";
 }
 
-TEST(MTMailboxTest, HeaderLeftUnwrittenIsWrittenByTheNextHolderOfTheGuard)
+TEST(MTMailboxTest, LeftoversOfAnEarlierCreatorAreFinishedOrRefused)
 {
-    // As a creator leaves it that gave up after making the block and the guard.
-    const std::string name = UniqueName("mbx-unwritten");
-    MTSharedMemory block(20 + 4 * Size, name.c_str(), nullptr);
-    MTMutex abandonedCreatorsGuard(false, MTMailboxProbe::GuardName(name.c_str()).c_str());
+    // An unwritten header, as a creator leaves it that gave up after making the block and the
+    // guard: the next holder of the guard writes it.
+    const std::string unwritten = UniqueName("mbx-unwritten");
+    MTSharedMemory unwrittenBlock(20 + 4 * Size, unwritten.c_str(), nullptr);
+    MTMutex abandonedCreatorsGuard(false, MTMailboxProbe::GuardName(unwritten.c_str()).c_str());
+    MTMailbox finisher(4, Size, unwritten.c_str(), nullptr);
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), finisher.GetStatus());
+    EXPECT_TRUE(finisher.IsCreator());
+    EXPECT_EQ("4 x 16", Shape(finisher));
+    ASSERT_TRUE(Put(finisher, "works"));
+    EXPECT_EQ("works", Take(finisher));
 
-    MTMailbox box(4, Size, name.c_str(), nullptr);
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), box.GetStatus());
-    EXPECT_TRUE(box.IsCreator());
-    EXPECT_EQ("4 x 16", Shape(box));
-    ASSERT_TRUE(Put(box, "works"));
-    EXPECT_EQ("works", Take(box));
-}
-
-TEST(MTMailboxTest, LeftoversThatCannotHoldTheShapeMakeNoMailbox)
-{
-    // An unwritten header with counts of unknown size already made.
+    // Refused, with nothing written: an unwritten header with counts of unknown size already made,
     const std::string stale = UniqueName("mbx-stale");
     MTSharedMemory staleBlock(20 + 4 * Size, stale.c_str(), nullptr);
     MTMutex guard(false, MTMailboxProbe::GuardName(stale.c_str()).c_str());
     MTSemaphore freeCount(2, 2, MTMailboxProbe::FreeCountName(stale.c_str()).c_str());
     MTSemaphore pendingCount(0, 2, MTMailboxProbe::PendingCountName(stale.c_str()).c_str());
-    // Someone else's smaller block: the slots asked for would not fit it.
+    // and someone else's smaller block that the slots asked for would not fit.
     const std::string small = UniqueName("mbx-small");
     MTSharedMemory smallBlock(4096, small.c_str(), nullptr);
 
@@ -250,7 +247,7 @@ TEST(MTMailboxTest, TransferThatCannotHaveTheGuardGivesItsCountBack)
 
 // --- Alertable forms ---
 
-TEST(MTMailboxTest, EventFormsLetAStandingAlertWinAndTreatNullAsPlain)
+TEST(MTMailboxTest, EventFormsLetTheAlertWinEndABlockedWaitAndTreatNullAsPlain)
 {
     MTMailbox box(1, Size, UniqueName("mbx-ev").c_str(), nullptr);
     MTEvent alert(true, true);
@@ -269,18 +266,13 @@ TEST(MTMailboxTest, EventFormsLetAStandingAlertWinAndTreatNullAsPlain)
     MTEvent autoReset(false, true);
     EXPECT_FALSE(box.GetAlertable(&out, &autoReset, 0));
     EXPECT_FALSE(autoReset.IsSet()) << "the wait took the signal of an auto-reset alert";
-}
 
-TEST(MTMailboxTest, EventAlertEndsAPostBlockedOnAFullMailbox)
-{
-    MTMailbox box(1, Size, UniqueName("mbx-ev-full").c_str(), nullptr);
+    // A post blocked on the full mailbox ends when the alert comes, and stores nothing.
     ASSERT_TRUE(Put(box, "first"));
-    const Text second = Make("second");
-    MTEvent alert(true, false);
     MTEvent finished(true, false);
     bool posted = true;
     std::thread poster([&] {
-        posted = box.PostAlertable(&second, &alert, MustHappenMs());
+        posted = box.PostAlertable(&t, &alert, 2 * MustHappenMs());
         finished.Set();
     });
     alert.Set();
