@@ -8,7 +8,7 @@
 #include "weftcore.h"
 
 #include <cstdlib>
-#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,22 +17,6 @@ namespace
 unsigned long Number(const std::string& text)
 {
     return std::strtoul(text.c_str(), nullptr, 10);
-}
-
-int StatusCode(unsigned long status)
-{
-    return static_cast<int>(status & 0xFF);
-}
-
-// A collection result as an exit code: indexes and abandoned indexes as they are, 200 for the
-// time-out, 255 for a failed wait.
-int ResultCode(unsigned long result)
-{
-    if (result == WAIT_TIMEOUT)
-        return 200;
-    if (result < 200)
-        return static_cast<int>(result);
-    return 255;
 }
 
 // Waits for the parent's start signal, so that racing children leave the gate together.
@@ -67,93 +51,79 @@ WEFT_CHILD_COMMAND(Race, "race")
     const unsigned long timeout = Number(args[5]);
     if (!WaitForEvent(args[2], timeout))
         return 2;
+    // What a racer made or joined stays open until <go>.
+    std::unique_ptr<MTSharedMemory> block;
+    std::unique_ptr<MTMailbox> box;
     int code = 2;
     if (args[0] == "shm")
     {
-        MTSharedMemory block(4096, args[1].c_str(), nullptr);
-        auto* words = static_cast<volatile LONG*>(block.GetPtr());
+        block = std::make_unique<MTSharedMemory>(4096, args[1].c_str(), nullptr);
+        auto* words = static_cast<volatile LONG*>(block->GetPtr());
         if (words != nullptr)
         {
-            if (block.IsCreator())
+            if (block->IsCreator())
                 InterlockedIncrement(&words[0]);
             InterlockedIncrement(&words[1]);
-            code = block.IsCreator() ? 1 : 0;
+            code = block->IsCreator() ? 1 : 0;
         }
-        ReleaseSemaphoreByName(args[3]);
-        return WaitForEvent(args[4], timeout) ? code : 2;
     }
-    using weft::test::RaceReport;
-    MTMailbox box(8, sizeof(RaceReport), args[1].c_str(), nullptr);
-    const RaceReport report = {GetCurrentProcessId(), box.IsCreator() ? 1ul : 0ul, box.GetStatus(), 0};
-    if ((box.GetStatus() == 0 || box.GetStatus() == ERROR_ALREADY_EXISTS) && box.Post(&report, timeout))
-        code = box.IsCreator() ? 1 : 0;
+    else
+    {
+        using weft::test::RaceReport;
+        box = std::make_unique<MTMailbox>(8, sizeof(RaceReport), args[1].c_str(), nullptr);
+        const RaceReport report = {GetCurrentProcessId(), box->IsCreator() ? 1ul : 0ul, box->GetStatus(), 0};
+        if ((box->GetStatus() == 0 || box->GetStatus() == ERROR_ALREADY_EXISTS) && box->Post(&report, timeout))
+            code = box->IsCreator() ? 1 : 0;
+    }
     ReleaseSemaphoreByName(args[3]);
     return WaitForEvent(args[4], timeout) ? code : 2;
 }
 
-// Creates or joins a mailbox and exits with its status: mailbox-join <name> <slots> <size>
-WEFT_CHILD_COMMAND(MailboxJoin, "mailbox-join")
+// Creates or joins a mailbox, or opens one, and exits with its status & 0xFF:
+//   mailbox-status <name> [<slots> <size>]
+WEFT_CHILD_COMMAND(MailboxStatus, "mailbox-status")
 {
-    if (args.size() != 3)
+    if (args.size() != 1 && args.size() != 3)
         return 250;
-    MTMailbox box(Number(args[1]), Number(args[2]), args[0].c_str(), nullptr);
-    return StatusCode(box.GetStatus());
+    const MTMailbox box = args.size() == 1 ? MTMailbox(args[0].c_str())
+                                           : MTMailbox(Number(args[1]), Number(args[2]), args[0].c_str(), nullptr);
+    return static_cast<int>(box.GetStatus() & 0xFF);
 }
 
-// Opens a mailbox and exits with its status: mailbox-open <name>
-WEFT_CHILD_COMMAND(MailboxOpen, "mailbox-open")
+// Opens a mailbox of text messages, sets <ready>, and gets with one alert event or a collection
+// of the named alert events in their order:
+//   mailbox-get-alertable event|collection <name> <ready> <timeout> <expected text> <alert>...
+// Exit code: the event form 1 for true and 0 for false, the collection form its result (200 for
+// the time-out, 255 for a failed wait); 253 for a message with another text, 252 if something
+// did not open.
+WEFT_CHILD_COMMAND(MailboxGetAlertable, "mailbox-get-alertable")
 {
-    if (args.size() != 1)
+    if (args.size() < 6 || (args[0] == "event" && args.size() != 6))
         return 250;
-    MTMailbox box(args[0].c_str());
-    return StatusCode(box.GetStatus());
-}
-
-// Opens a mailbox of text messages, sets <ready>, and gets with an alert event:
-//   mailbox-get-event <name> <alert> <ready> <timeout> <expected text>
-// Exit code 1 for a message with the expected text, 0 for false, 3 for another text.
-WEFT_CHILD_COMMAND(MailboxGetEvent, "mailbox-get-event")
-{
-    if (args.size() != 5)
-        return 250;
-    MTMailbox box(args[0].c_str());
-    MTEvent alert(args[1].c_str(), false, SYNCHRONIZE | EVENT_MODIFY_STATE);
-    unsigned long slots = 0, size = 0;
-    if (!box.GetProperties(slots, size) || !alert.IsValidHandle())
-        return 2;
-    std::vector<char> buffer(size + 1, '\0');
-    SetEventByName(args[2]);
-    if (!box.GetAlertable(buffer.data(), &alert, Number(args[3])))
-        return 0;
-    return args[4] == buffer.data() ? 1 : 3;
-}
-
-// As mailbox-get-event, with a collection of the named alert events in their order:
-//   mailbox-get-collection <name> <ready> <timeout> <expected text> <alert>...
-// Exit code: the result as ResultCode gives it, or 253 for a message with another text.
-WEFT_CHILD_COMMAND(MailboxGetCollection, "mailbox-get-collection")
-{
-    if (args.size() < 4)
-        return 250;
-    MTMailbox box(args[0].c_str());
+    MTMailbox box(args[1].c_str());
     unsigned long slots = 0, size = 0;
     if (!box.GetProperties(slots, size))
         return 252;
-    std::vector<MTEvent*> alerts;
+    std::vector<std::unique_ptr<MTEvent>> alerts;
     MTWaitableCollection collection;
-    for (size_t i = 4; i < args.size(); ++i)
+    for (size_t i = 5; i < args.size(); ++i)
     {
-        alerts.push_back(new MTEvent(args[i].c_str(), false, SYNCHRONIZE | EVENT_MODIFY_STATE));
+        alerts.push_back(std::make_unique<MTEvent>(args[i].c_str(), false, SYNCHRONIZE | EVENT_MODIFY_STATE));
+        if (!alerts.back()->IsValidHandle())
+            return 252;
         collection.AddObject(*alerts.back());
     }
     std::vector<char> buffer(size + 1, '\0');
-    SetEventByName(args[1]);
-    const unsigned long result = box.GetAlertable(buffer.data(), collection, Number(args[2]));
-    for (MTEvent* alert : alerts)
-        delete alert;
-    if (result == 0 && args[3] != buffer.data())
+    SetEventByName(args[2]);
+    const unsigned long timeout = Number(args[3]);
+    const bool isEvent = args[0] == "event";
+    const unsigned long result = isEvent ? (box.GetAlertable(buffer.data(), alerts[0].get(), timeout) ? 0 : 1)
+                                         : box.GetAlertable(buffer.data(), collection, timeout);
+    if (result == 0 && args[4] != buffer.data())
         return 253;
-    return ResultCode(result);
+    if (isEvent)
+        return 1 - static_cast<int>(result);
+    return result == WAIT_TIMEOUT ? 200 : result < 200 ? static_cast<int>(result) : 255;
 }
 
 // Takes a mailbox's guard the way a transfer does, sets <ready>, and waits to be killed:

@@ -1,9 +1,7 @@
 // Mailbox behaviour that takes several processes: the creation race, many posters and getters
 // at once, and a holder of the guard that dies.
-#include "MailboxTestSupport.h"
+#include "IpcTestSupport.h"
 #include "support/MailboxMessages.h"
-
-#include <gtest/gtest.h>
 
 #include <set>
 
@@ -13,55 +11,32 @@ using namespace weft::test::mailbox;
 TEST(MTMailboxTest, ProcessesRacingToCreateGetOneCreatorAndOneHeader)
 {
     const std::string name = UniqueName("mbx-race");
-    const std::string start = UniqueName("mbx-race-start");
-    const std::string ready = UniqueName("mbx-race-ready");
-    const std::string go = UniqueName("mbx-race-go");
-    MTEvent startEvent(true, false, start.c_str());
-    MTEvent goEvent(true, false, go.c_str());
-    MTSemaphore readyCount(0, 16, ready.c_str());
-    const std::string timeout = std::to_string(MustHappenMs());
     constexpr unsigned racers = 5;
-    ChildGroup children;
-    for (unsigned i = 0; i < racers; ++i)
-        children.Start({"race", "mailbox", name, start, ready, go, timeout});
-    ASSERT_TRUE(children.AllStarted());
-    startEvent.Set();
-    for (unsigned i = 0; i < racers; ++i)
-        ASSERT_EQ(WAIT_OBJECT_0, readyCount.Wait(MustHappenMs())) << "racer " << i << " did not report";
-
-    // All racers still hold the mailbox. Had a second one written the header, its zeroed indexes
-    // would have lost the reports posted before it.
-    RawHeader raw(name);
-    ASSERT_TRUE(raw.IsMapped());
-    EXPECT_EQ(8u, raw.MaxMessages());
-    EXPECT_EQ(sizeof(RaceReport), raw.MessageSize());
-    EXPECT_EQ(0u, raw.Head());
-    EXPECT_EQ(racers, raw.Tail());
-    MTMailbox reader(name.c_str());
-    ASSERT_EQ(0u, reader.GetStatus());
-    std::set<unsigned long> processes;
-    unsigned creators = 0;
-    RaceReport report = {};
-    for (unsigned i = 0; i < racers; ++i)
-    {
-        ASSERT_TRUE(reader.Get(&report, 0)) << "report " << i;
-        processes.insert(report.processId);
-        creators += report.creator;
-        EXPECT_TRUE(report.status == 0 || report.status == ERROR_ALREADY_EXISTS) << report.status;
-    }
-    EXPECT_FALSE(reader.Get(&report, 0));
-    EXPECT_EQ(racers, processes.size());
-    EXPECT_EQ(1u, creators);
-
-    goEvent.Set();
-    ASSERT_TRUE(children.WaitAll(MustHappenMs()));
-    unsigned creatorExits = 0;
-    for (long code : children.ExitCodes())
-    {
-        EXPECT_TRUE(code == 0 || code == 1) << "exit code " << code;
-        creatorExits += code == 1 ? 1 : 0;
-    }
-    EXPECT_EQ(1u, creatorExits);
+    RunCreationRace("mailbox", name, racers, [&] {
+        // Had a second racer written the header, its zeroed indexes would have lost the reports
+        // posted before it.
+        RawHeader raw(name);
+        ASSERT_TRUE(raw.IsMapped());
+        EXPECT_EQ(8u, raw.MaxMessages());
+        EXPECT_EQ(sizeof(RaceReport), raw.MessageSize());
+        EXPECT_EQ(0u, raw.Head());
+        EXPECT_EQ(racers, raw.Tail());
+        MTMailbox reader(name.c_str());
+        ASSERT_EQ(0u, reader.GetStatus());
+        std::set<unsigned long> processes;
+        unsigned creators = 0;
+        RaceReport report = {};
+        for (unsigned i = 0; i < racers; ++i)
+        {
+            ASSERT_TRUE(reader.Get(&report, 0)) << "report " << i;
+            processes.insert(report.processId);
+            creators += report.creator;
+            EXPECT_TRUE(report.status == 0 || report.status == ERROR_ALREADY_EXISTS) << report.status;
+        }
+        EXPECT_FALSE(reader.Get(&report, 0));
+        EXPECT_EQ(racers, processes.size());
+        EXPECT_EQ(1u, creators);
+    });
 }
 
 namespace
@@ -121,70 +96,43 @@ TEST(MTMailboxTest, ManyProducersToManyConsumersDeliverEachMessageOnce)
 
 TEST(MTMailboxTest, GuardAbandonedByAKilledHolderIsTakenOverAndReported)
 {
-    enum Form
+    // Each form after the kill, with what it must say (as MTMailbox.h states it: the plain forms
+    // move the message and say false, the event forms true, the collection forms 0).
+    const char* forms[] = {"Post", "PostAlertable(event)", "PostAlertable(collection)",
+                           "Get", "GetAlertable(event)", "GetAlertable(collection)"};
+    for (int form = 0; form < 6; ++form)
     {
-        Post,
-        PostEvent,
-        PostCollection,
-        Get,
-        GetEvent,
-        GetCollection
-    };
-    const char* formNames[] = {"Post", "PostAlertable(event)", "PostAlertable(collection)",
-                               "Get", "GetAlertable(event)", "GetAlertable(collection)"};
-    for (int form = Post; form <= GetCollection; ++form)
-    {
-        SCOPED_TRACE(formNames[form]);
-        const bool isGet = form >= Get;
-        const std::string name = UniqueName("mbx-fault");
-        const std::string readyName = UniqueName("mbx-fault-ready");
-        MTMailbox box(2, sizeof(Text), name.c_str(), nullptr);
+        SCOPED_TRACE(forms[form]);
+        const bool isGet = form >= 3;
+        const std::string name = UniqueName("mbx-fault"), readyName = UniqueName("mbx-fault-ready");
+        MTMailbox box(2, Size, name.c_str(), nullptr);
         MTEvent ready(true, false, readyName.c_str());
         MTEvent alert(true, false);
         MTWaitableCollection alerts;
         alerts.AddObject(alert);
         const Text t = Make("survivor");
-        if (isGet)
-        {
-            ASSERT_TRUE(box.Post(&t, 0));
-        }
+        if (isGet && !box.Post(&t, 0))
+            FAIL() << "the first post";
 
         ChildProcess holder({"mailbox-hold-guard", name, readyName});
         ASSERT_EQ(WAIT_OBJECT_0, ready.Wait(MustHappenMs())) << "the child did not take the guard";
         holder.Kill();
 
-        // As MTMailbox.h states it: the plain forms move the message and say false, the event forms
-        // true, the collection forms 0.
         Text out = {};
         const unsigned long timeout = MustHappenMs();
         switch (form)
         {
-        case Post: EXPECT_FALSE(box.Post(&t, timeout)); break;
-        case PostEvent: EXPECT_TRUE(box.PostAlertable(&t, &alert, timeout)); break;
-        case PostCollection: EXPECT_EQ(0u, box.PostAlertable(&t, alerts, timeout)); break;
-        case Get: EXPECT_FALSE(box.Get(&out, timeout)); break;
-        case GetEvent: EXPECT_TRUE(box.GetAlertable(&out, &alert, timeout)); break;
-        case GetCollection: EXPECT_EQ(0u, box.GetAlertable(&out, alerts, timeout)); break;
+        case 0: EXPECT_FALSE(box.Post(&t, timeout)); break;
+        case 1: EXPECT_TRUE(box.PostAlertable(&t, &alert, timeout)); break;
+        case 2: EXPECT_EQ(0u, box.PostAlertable(&t, alerts, timeout)); break;
+        case 3: EXPECT_FALSE(box.Get(&out, timeout)); break;
+        case 4: EXPECT_TRUE(box.GetAlertable(&out, &alert, timeout)); break;
+        case 5: EXPECT_EQ(0u, box.GetAlertable(&out, alerts, timeout)); break;
         }
-        Text next = {};
         if (isGet)
-        {
             EXPECT_STREQ("survivor", out.text) << "the message was taken";
-            EXPECT_FALSE(box.Get(&next, 0)) << "and is gone";
-        }
         else
-        {
-            ASSERT_TRUE(box.Get(&next, 0)) << "the message was stored";
-            EXPECT_STREQ("survivor", next.text);
-        }
-        // The guard is free again and the counts are whole: both slots post and get plainly.
-        const Text a = Make("a"), b = Make("b");
-        EXPECT_TRUE(box.Post(&a, 0));
-        EXPECT_TRUE(box.Post(&b, 0));
-        EXPECT_FALSE(box.Post(&t, 0));
-        EXPECT_TRUE(box.Get(&next, 0));
-        EXPECT_STREQ("a", next.text);
-        EXPECT_TRUE(box.Get(&next, 0));
-        EXPECT_STREQ("b", next.text);
+            EXPECT_EQ("survivor", Take(box)) << "the message was stored";
+        ExpectTwoFreeSlots(box);  // the guard is free again and the counts are whole
     }
 }

@@ -1,129 +1,86 @@
-#include "support/TestSupport.h"
+#include "IpcTestSupport.h"
 
-#include "weftcore.h"
+#include <algorithm>
+#include <memory>
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-
-using weft::test::ChildGroup;
-using weft::test::MustHappenMs;
-using weft::test::UniqueName;
+using namespace weft::test;
 
 namespace
 {
 bool IsAllZero(const void* p, size_t n)
 {
     const auto* bytes = static_cast<const unsigned char*>(p);
-    for (size_t i = 0; i < n; ++i)
-        if (bytes[i] != 0)
-            return false;
-    return true;
-}
-
-SIZE_T ViewBytes(void* view)
-{
-    MEMORY_BASIC_INFORMATION info = {};
-    VirtualQuery(view, &info, sizeof info);
-    return info.RegionSize;
+    return std::all_of(bytes, bytes + n, [](unsigned char b) { return b == 0; });
 }
 }  // namespace
 
-TEST(MTSharedMemoryTest, NewNameGivesZeroedBlockOwnedByItsCreator)
-{
-    const std::string name = UniqueName("shm-new");
-    MTSharedMemory block(8192, name.c_str(), nullptr);
-    EXPECT_EQ(0u, block.GetStatus());
-    EXPECT_TRUE(block.IsCreator());
-    ASSERT_NE(nullptr, block.GetPtr());
-    EXPECT_TRUE(IsAllZero(block.GetPtr(), 8192));
-}
-
-TEST(MTSharedMemoryTest, SecondCreateJoinsTheSameBytes)
+TEST(MTSharedMemoryTest, CreatorJoinerAndOpenerShareOneZeroedBlockOfTheFirstSize)
 {
     const std::string name = UniqueName("shm-join");
-    MTSharedMemory first(4096, name.c_str(), nullptr);
-    MTSharedMemory second(4096, name.c_str(), nullptr);
-    EXPECT_EQ(ERROR_ALREADY_EXISTS, second.GetStatus());
-    EXPECT_FALSE(second.IsCreator());
-    ASSERT_NE(nullptr, second.GetPtr());
-    ASSERT_NE(first.GetPtr(), second.GetPtr());  // two views of one block
-    std::strcpy(static_cast<char*>(first.GetPtr()), "written through the first view");
-    EXPECT_STREQ("written through the first view", static_cast<const char*>(second.GetPtr()));
-}
+    MTSharedMemory creator(3 * 4096, name.c_str(), nullptr);
+    EXPECT_EQ(0u, creator.GetStatus());
+    EXPECT_TRUE(creator.IsCreator());
+    ASSERT_NE(nullptr, creator.GetPtr());
+    EXPECT_TRUE(IsAllZero(creator.GetPtr(), 3 * 4096));
 
-TEST(MTSharedMemoryTest, LargerSecondCreateKeepsTheFirstSize)
-{
-    const std::string name = UniqueName("shm-size");
-    MTSharedMemory first(3 * 4096, name.c_str(), nullptr);
-    MTSharedMemory second(64 * 4096, name.c_str(), nullptr);
-    EXPECT_EQ(ERROR_ALREADY_EXISTS, second.GetStatus());
-    ASSERT_NE(nullptr, second.GetPtr());
-    EXPECT_EQ(3u * 4096u, ViewBytes(second.GetPtr()));
-}
-
-TEST(MTSharedMemoryTest, OpenSeesTheCreatorsBytesAndIsNoCreator)
-{
-    const std::string name = UniqueName("shm-open");
-    MTSharedMemory creator(4096, name.c_str(), nullptr);
-    std::strcpy(static_cast<char*>(creator.GetPtr()), "hello");
+    MTSharedMemory joiner(64 * 4096, name.c_str(), nullptr);
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joiner.GetStatus());
     MTSharedMemory opener(name.c_str());
     EXPECT_EQ(0u, opener.GetStatus());
-    EXPECT_FALSE(opener.IsCreator());
-    ASSERT_NE(nullptr, opener.GetPtr());
-    EXPECT_STREQ("hello", static_cast<const char*>(opener.GetPtr()));
-}
-
-TEST(MTSharedMemoryTest, OpenOfMissingNameFailsWithNotFound)
-{
-    const DWORD handles = weft::test::HandleCount();
+    std::strcpy(static_cast<char*>(creator.GetPtr()), "written through the first view");
+    for (MTSharedMemory* other : {&joiner, &opener})
     {
-        MTSharedMemory opener(UniqueName("shm-missing").c_str());
-        EXPECT_EQ(nullptr, opener.GetPtr());
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), opener.GetStatus());
-        EXPECT_FALSE(opener.IsCreator());
+        EXPECT_FALSE(other->IsCreator());
+        ASSERT_NE(nullptr, other->GetPtr());
+        ASSERT_NE(creator.GetPtr(), other->GetPtr()) << "a view of its own";
+        EXPECT_STREQ("written through the first view", static_cast<const char*>(other->GetPtr()));
+        MEMORY_BASIC_INFORMATION info = {};
+        VirtualQuery(other->GetPtr(), &info, sizeof info);
+        EXPECT_EQ(3u * 4096u, info.RegionSize) << "a larger size asked for later does not count";
     }
-    EXPECT_EQ(handles, weft::test::HandleCount());
 }
 
-TEST(MTSharedMemoryTest, RefusesBadArgumentsWithoutMakingAnything)
+TEST(MTSharedMemoryTest, RefusesBadArgumentsAndMissingNamesWithoutMakingAnything)
 {
-    const DWORD handles = weft::test::HandleCount();
+    const DWORD handles = HandleCount();
     const std::string name = UniqueName("shm-bad");
+    struct Case
     {
-        MTSharedMemory nullName(4096, nullptr, nullptr);
-        MTSharedMemory emptyName(4096, "", nullptr);
-        MTSharedMemory zeroSize(0, name.c_str(), nullptr);
-        MTSharedMemory negativeSize(-4096, name.c_str(), nullptr);
-        MTSharedMemory openNull(nullptr);
-        MTSharedMemory openEmpty("");
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_NAME), nullName.GetStatus());
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_NAME), emptyName.GetStatus());
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_PARAMETER), zeroSize.GetStatus());
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_PARAMETER), negativeSize.GetStatus());
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_NAME), openNull.GetStatus());
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_NAME), openEmpty.GetStatus());
-        for (MTSharedMemory* block : {&nullName, &emptyName, &zeroSize, &negativeSize, &openNull, &openEmpty})
-        {
-            EXPECT_EQ(nullptr, block->GetPtr());
-            EXPECT_FALSE(block->IsCreator());
-        }
+        bool open;
+        long size;
+        const char* name;
+        unsigned long status;
+    };
+    const Case cases[] = {
+        {false, 4096, nullptr, ERROR_INVALID_NAME},      {false, 4096, "", ERROR_INVALID_NAME},
+        {false, 0, name.c_str(), ERROR_INVALID_PARAMETER}, {false, -4096, name.c_str(), ERROR_INVALID_PARAMETER},
+        {true, 0, nullptr, ERROR_INVALID_NAME},          {true, 0, "", ERROR_INVALID_NAME},
+        {true, 0, name.c_str(), ERROR_FILE_NOT_FOUND},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(testing::Message() << (c.open ? "open " : "create ") << c.size << " named "
+                                        << (c.name ? c.name : "null"));
+        auto block = c.open ? std::make_unique<MTSharedMemory>(c.name)
+                            : std::make_unique<MTSharedMemory>(c.size, c.name, nullptr);
+        EXPECT_EQ(c.status, block->GetStatus());
+        EXPECT_EQ(nullptr, block->GetPtr());
+        EXPECT_FALSE(block->IsCreator());
     }
-    EXPECT_EQ(handles, weft::test::HandleCount());
-    MTSharedMemory afterwards(name.c_str());
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), afterwards.GetStatus());
+    EXPECT_EQ(handles, HandleCount());
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), MTSharedMemory(name.c_str()).GetStatus());
 }
 
 TEST(MTSharedMemoryTest, NameComesBackFreshOnceTheLastHolderHasGone)
 {
     const std::string name = UniqueName("shm-fresh");
-    const DWORD handles = weft::test::HandleCount();
+    const DWORD handles = HandleCount();
     {
         MTSharedMemory first(4096, name.c_str(), nullptr);
         MTSharedMemory second(name.c_str());
         std::memset(first.GetPtr(), 0x5A, 4096);
     }
-    EXPECT_EQ(handles, weft::test::HandleCount());
+    EXPECT_EQ(handles, HandleCount());
     MTSharedMemory again(4096, name.c_str(), nullptr);
     EXPECT_EQ(0u, again.GetStatus());
     EXPECT_TRUE(again.IsCreator());
@@ -134,35 +91,13 @@ TEST(MTSharedMemoryTest, NameComesBackFreshOnceTheLastHolderHasGone)
 TEST(MTSharedMemoryTest, ProcessesRacingToCreateGetExactlyOneCreator)
 {
     const std::string name = UniqueName("shm-race");
-    const std::string start = UniqueName("shm-race-start");
-    const std::string ready = UniqueName("shm-race-ready");
-    const std::string go = UniqueName("shm-race-go");
-    MTEvent startEvent(true, false, start.c_str());
-    MTEvent goEvent(true, false, go.c_str());
-    MTSemaphore readyCount(0, 16, ready.c_str());
-    const std::string timeout = std::to_string(MustHappenMs());
-    constexpr int racers = 4;
-    ChildGroup children;
-    for (int i = 0; i < racers; ++i)
-        children.Start({"race", "shm", name, start, ready, go, timeout});
-    ASSERT_TRUE(children.AllStarted());
-    startEvent.Set();
-    for (int i = 0; i < racers; ++i)
-        ASSERT_EQ(WAIT_OBJECT_0, readyCount.Wait(MustHappenMs())) << "racer " << i << " did not report";
-
-    // Every racer still holds the block: one creator among them, and the counts they left in it.
-    MTSharedMemory block(name.c_str());
-    ASSERT_NE(nullptr, block.GetPtr());
-    const auto* words = static_cast<const LONG*>(block.GetPtr());
-    EXPECT_EQ(1, words[0]);
-    EXPECT_EQ(racers, words[1]);
-    goEvent.Set();
-    ASSERT_TRUE(children.WaitAll(MustHappenMs()));
-    int creators = 0;
-    for (long code : children.ExitCodes())
-    {
-        EXPECT_TRUE(code == 0 || code == 1) << "exit code " << code;
-        creators += code == 1 ? 1 : 0;
-    }
-    EXPECT_EQ(1, creators);
+    constexpr LONG racers = 4;
+    RunCreationRace("shm", name, racers, [&] {
+        // One creator among them, and every racer counted itself in the one block.
+        MTSharedMemory block(name.c_str());
+        ASSERT_NE(nullptr, block.GetPtr());
+        const auto* words = static_cast<const LONG*>(block.GetPtr());
+        EXPECT_EQ(1, words[0]);
+        EXPECT_EQ(racers, words[1]);
+    });
 }
