@@ -81,25 +81,31 @@ protected:
     std::list<EventMonitorThread> monitors;
 };
 
-// --- Without a delay ---
+// --- Signals and delays ---
 
-TEST_F(EventMonitorThreadTest, WithoutDelayEachSignalSendsOneMessageAtOnce)
+TEST_F(EventMonitorThreadTest, EachSignalSendsOneMessageAfterTheDelaySetBeforeIt)
 {
+    // Without a delay the message goes at once; a delay of 0 sends at the next pass, after a
+    // wait that times out at once. Each change is made while the monitor is idle: a message
+    // proves that the pass which read the delay is over. (A change during a settling wait is not
+    // tested: the moment the thread is back in its wait after a signal cannot be seen from
+    // outside without a sleep.)
     HANDLE event = Event(false, true);  // signalled before the monitor starts: seen at its first wait
-    Watch(event, NoDelay);
-    for (std::size_t i = 1; i <= 5; ++i)
+    EventMonitorThread& monitor = Watch(event, NoDelay);
+    const unsigned long delays[] = {NoDelay, NoDelay, NoDelay, 200, 0, 0, NoDelay};
+    for (std::size_t i = 0; i < std::size(delays); ++i)
     {
-        double signalled = 0;
-        if (i > 1)
-        {
-            signalled = OwnerWindow::NowMs();
+        SCOPED_TRACE(::testing::Message() << "signal " << i << ", delay " << delays[i]);
+        monitor.SetMsgDelay(delays[i]);
+        EXPECT_EQ(monitor.GetMsgDelay(), delays[i]);
+        const double signalled = i == 0 ? 0.0 : OwnerWindow::NowMs();
+        if (i > 0)
             SetEvent(event);
-        }
         auto m = owner.Next();
-        ASSERT_TRUE(m.has_value()) << "signal " << i;
+        ASSERT_TRUE(m.has_value());
         ExpectMonitorMessage(*m);
-        EXPECT_GE(m->atMs, signalled);
-        EXPECT_TRUE(owner.StaysAt(i)) << "signal " << i << " gave more than one message";
+        EXPECT_TRUE(NotBefore(m->atMs, signalled, delays[i] == NoDelay ? 0.0 : delays[i]));
+        EXPECT_TRUE(owner.StaysAt(i + 1)) << "one signal gave more than one message";
     }
 }
 
@@ -116,7 +122,7 @@ TEST_F(EventMonitorThreadTest, ManualResetEventLeftSetWithoutDelaySendsOnEveryPa
     ExpectMonitorMessage(owner.Messages().back());
 }
 
-// --- With a delay ---
+// --- Bursts, a handle left set, a stop while a message is owed ---
 
 TEST_F(EventMonitorThreadTest, EachBurstWithDelaySendsOneMessageTimedFromItsLastSignal)
 {
@@ -165,30 +171,6 @@ TEST_F(EventMonitorThreadTest, StopWhileAMessageIsOwedDropsIt)
     EXPECT_TRUE(StopsByItself(monitor));
     ASSERT_TRUE(owner.Flush());
     EXPECT_TRUE(owner.StaysAt(0)) << "the owed message was sent at the stop";
-}
-
-TEST_F(EventMonitorThreadTest, EachSignalAfterSetMsgDelaySendsOneMessageAfterTheNewDelay)
-{
-    // Each change is made while the monitor is idle: a message proves that the pass which read
-    // the delay is over. (A change during a settling wait is not tested: the moment the thread
-    // is back in its wait after a signal cannot be seen from outside without a sleep.)
-    // A delay of 0 sends at the next pass, after a wait that times out at once.
-    HANDLE event = Event(false, false);
-    EventMonitorThread& monitor = Watch(event, 0);
-    const unsigned long delays[] = {0, 200, NoDelay, 0};
-    for (std::size_t i = 0; i < std::size(delays); ++i)
-    {
-        SCOPED_TRACE(::testing::Message() << "delay " << delays[i]);
-        monitor.SetMsgDelay(delays[i]);
-        EXPECT_EQ(monitor.GetMsgDelay(), delays[i]);
-        const double signalled = OwnerWindow::NowMs();
-        SetEvent(event);
-        auto m = owner.Next();
-        ASSERT_TRUE(m.has_value());
-        const double wait = delays[i] == NoDelay ? 0.0 : delays[i];
-        EXPECT_TRUE(NotBefore(m->atMs, signalled, wait)) << "the new delay was not applied";
-        EXPECT_TRUE(owner.StaysAt(i + 1));
-    }
 }
 
 // --- Guards and failures ---
