@@ -54,10 +54,7 @@ void MessageWindow::Pump(HANDLE evReady)
     {
         MSG msg;
         while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE))
-        {
-            TranslateMessage(&msg);
             DispatchMessageA(&msg);
-        }
     }
     DestroyWindow(wnd);
     // Sent messages still pending for the destroyed window are dropped with it.

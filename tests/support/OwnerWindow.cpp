@@ -43,9 +43,7 @@ std::vector<OwnerWindow::Message> OwnerWindow::Messages() const
 
 bool OwnerWindow::WaitForCount(std::size_t count, DWORD timeoutMs) const
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    return m_arrived.wait_for(lock, std::chrono::milliseconds(timeoutMs),
-                              [&] { return m_messages.size() >= count; });
+    return WaitUntil(timeoutMs, [&] { return m_messages.size() >= count; });
 }
 
 std::optional<OwnerWindow::Message> OwnerWindow::Next(DWORD timeoutMs)
@@ -58,8 +56,7 @@ std::optional<OwnerWindow::Message> OwnerWindow::Next(DWORD timeoutMs)
 
 bool OwnerWindow::StaysAt(std::size_t count, DWORD windowMs) const
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    return !m_arrived.wait_for(lock, std::chrono::milliseconds(windowMs), [&] { return m_messages.size() > count; });
+    return !WaitUntil(windowMs, [&] { return m_messages.size() > count; });
 }
 
 bool OwnerWindow::NothingWithin(DWORD windowMs) const

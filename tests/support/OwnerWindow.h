@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -68,6 +69,12 @@ public:
 
 private:
     void Record(UINT msg, WPARAM wParam, LPARAM lParam);
+    template <class Predicate>
+    bool WaitUntil(DWORD timeoutMs, Predicate predicate) const
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_arrived.wait_for(lock, std::chrono::milliseconds(timeoutMs), predicate);
+    }
 
     Handler m_handler;
     mutable std::mutex m_mutex;

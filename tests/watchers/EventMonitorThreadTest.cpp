@@ -7,6 +7,7 @@
 
 #include <iterator>
 #include <list>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -31,22 +32,6 @@ void ExpectMonitorMessage(const OwnerWindow::Message& m)
     EXPECT_EQ(m.lParam, MonitorLParam);
 }
 
-// Kernel handles closed at the end of the test, whatever its outcome.
-struct Handles
-{
-    std::vector<HANDLE> all;
-    HANDLE Add(HANDLE h)
-    {
-        all.push_back(h);
-        return h;
-    }
-    ~Handles()
-    {
-        for (HANDLE h : all)
-            CloseHandle(h);
-    }
-};
-
 // Signals a semaphore that the monitor watches and returns once the monitor's wait has taken
 // a unit, so that the monitor has certainly seen a signal. Each retry is one more signal.
 bool SignalUntilSeen(HANDLE semaphore)
@@ -68,7 +53,9 @@ bool SignalUntilSeen(HANDLE semaphore)
 class EventMonitorThreadTest : public ::testing::Test
 {
 protected:
-    HANDLE Event(bool manualReset, bool set) { return handles.Add(CreateEventA(nullptr, manualReset, set, nullptr)); }
+    // Kernel handles closed at the end of the test, whatever its outcome.
+    HANDLE Add(HANDLE h) { return handles.emplace_back(h, &CloseHandle).get(); }
+    HANDLE Event(bool manualReset, bool set) { return Add(CreateEventA(nullptr, manualReset, set, nullptr)); }
     // A monitor of the handle that notifies the owner with the test's message and parameters;
     // destroyed before the handles are closed.
     EventMonitorThread& Watch(HANDLE h, unsigned long delay, UINT msg = MonitorMsg, bool toOwner = true)
@@ -77,7 +64,7 @@ protected:
     }
 
     OwnerWindow owner;
-    Handles handles;
+    std::vector<std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)>> handles;
     std::list<EventMonitorThread> monitors;
 };
 
@@ -165,7 +152,7 @@ TEST_F(EventMonitorThreadTest, ManualResetEventLeftSetWithDelaySendsNothingUntil
 
 TEST_F(EventMonitorThreadTest, StopWhileAMessageIsOwedDropsIt)
 {
-    HANDLE semaphore = handles.Add(CreateSemaphoreA(nullptr, 0, 100, nullptr));
+    HANDLE semaphore = Add(CreateSemaphoreA(nullptr, 0, 100, nullptr));
     EventMonitorThread& monitor = Watch(semaphore, LongDelay);
     ASSERT_TRUE(SignalUntilSeen(semaphore));  // settling now, a message owed
     EXPECT_TRUE(StopsByItself(monitor));
@@ -208,7 +195,7 @@ TEST_F(EventMonitorThreadTest, InvalidHandleEndsTheThreadSilently)
 
 TEST_F(EventMonitorThreadTest, AbandonedMutexEndsTheThreadSilently)
 {
-    HANDLE mutex = handles.Add(CreateMutexA(nullptr, FALSE, nullptr));
+    HANDLE mutex = Add(CreateMutexA(nullptr, FALSE, nullptr));
     HANDLE taken = Event(true, false);
     HANDLE monitorStarted = Event(true, false);
     // A thread takes the mutex and ends without releasing it once the monitor watches.

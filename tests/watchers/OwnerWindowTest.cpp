@@ -35,30 +35,31 @@ TEST(OwnerWindowTest, RecordsNotificationsOfOtherThreadsInSendOrderAndFlushWaits
 
 TEST(OwnerWindowTest, RecordsMessageZeroAndTheUserRangeOnlyAndNextHandsOutEachOnce)
 {
+    // Were message 0 not recorded, the tests that a watcher sends nothing for it would pass
+    // whatever the watcher did.
     std::atomic<DWORD> handlerThread{0};
     OwnerWindow owner([&](const OwnerWindow::Message&) { handlerThread = GetCurrentThreadId(); });
     EXPECT_FALSE(owner.Next(0).has_value());
     const UINT registered = RegisterWindowMessageA(weft::test::UniqueName("owner-window").c_str());
+    const UINT sent[] = {WM_USER - 2 /* system range: not recorded */, WM_NULL, WM_USER, registered};
     std::thread([&] {
-        SendNotifyMessageA(owner.Handle(), WM_USER - 2, 0, 0);  // system range: not recorded
-        SendNotifyMessageA(owner.Handle(), WM_NULL, 1, 0);
-        SendNotifyMessageA(owner.Handle(), WM_USER, 2, 0);
-        SendNotifyMessageA(owner.Handle(), registered, 3, 42);
+        for (WPARAM i = 0; i < std::size(sent); ++i)
+            SendNotifyMessageA(owner.Handle(), sent[i], i, -static_cast<LPARAM>(i));
     }).join();
-    const UINT expected[] = {WM_NULL, WM_USER, registered};
     double lastAt = 0;
-    for (WPARAM i = 0; i < 3; ++i)
+    for (WPARAM i = 1; i < std::size(sent); ++i)
     {
         auto m = owner.Next();
         ASSERT_TRUE(m.has_value()) << "message " << i;
-        EXPECT_EQ(m->msg, expected[i]);
-        EXPECT_EQ(m->wParam, i + 1);
+        EXPECT_EQ(m->msg, sent[i]);
+        EXPECT_EQ(m->wParam, i);
+        EXPECT_EQ(m->lParam, -static_cast<LPARAM>(i));
         EXPECT_GE(m->atMs, lastAt);
         lastAt = m->atMs;
     }
-    EXPECT_EQ(owner.Messages().back().lParam, 42);
     EXPECT_FALSE(owner.Next(50).has_value());
     EXPECT_EQ(owner.Count(), 3u);
+    // The handler ran on the window's thread before the waiter woke.
     EXPECT_EQ(handlerThread.load(), owner.ThreadId());
     EXPECT_NE(owner.ThreadId(), GetCurrentThreadId());
 }
