@@ -1,13 +1,9 @@
 // A message-only window (HWND_MESSAGE) created and pumped on a thread of its own, that hands
-// each message of number 0 (WM_NULL) or of WM_USER upwards to a handler on that thread: the
-// application's own numbers (WM_USER, WM_APP) and registered messages, not the system's own
-// traffic to the window. The watcher tests' OwnerWindow and the benchmarks' BenchWindow are
-// built on it; it does not use GoogleTest, so that the benchmarks need not.
-//
-// The pump waits with MsgWaitForMultipleObjectsEx and drains with PeekMessage: a message sent
-// by SendNotifyMessageA from another thread is dispatched inside PeekMessage and never returned
-// by it, so the window procedure is the one place that sees it. The destructor destroys the
-// window on its own thread and joins that thread; a sender afterwards gets error 1400.
+// each message of number 0 or of WM_USER upwards (not the system's own traffic) to a handler on
+// that thread. A message that SendNotifyMessageA sends from another thread is dispatched inside
+// PeekMessage, never returned by it, so the window procedure is the one place that sees it.
+// The destructor destroys the window on its thread and joins it. No GoogleTest: the benchmarks'
+// BenchWindow uses it as well as the watcher tests' OwnerWindow.
 #pragma once
 
 #include <windows.h>

@@ -52,26 +52,33 @@ struct Timer
 };
 }  // namespace
 
-// --- Repeating timer ---
+// --- Repeating timer, and a stop before the first tick ---
 
-TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodWithItsParametersAndNoneAtTheStop)
+TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodWithItsParametersAndNoneAfterTheStop)
 {
-    // Decaying, the rate stays 1: the period is the same.
-    for (bool decaying : {false, true})
+    // Decaying, the rate stays 1: the period is the same. A period of 0 sends without pause.
+    // Stopped right after a tick, well within the next period: a message at the stop would
+    // come too early for ExpectOnePerPeriod.
+    const struct
     {
-        SCOPED_TRACE(decaying ? "decaying" : "plain");
-        const unsigned int period = 150;
-        Timer t(period, false);
+        unsigned int period;
+        bool decaying;
+        std::size_t ticks;
+    } cases[] = {{150, false, 3}, {150, true, 3}, {0, false, 200}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(::testing::Message() << "period " << c.period << (c.decaying ? ", decaying" : ""));
+        Timer t(c.period, false);
         ASSERT_NE(t.owner.Handle(), nullptr);
-        t.timer.SetAsDecaying(decaying);
-        ASSERT_TRUE(t.owner.WaitForCount(3));
-        t.timer.Stop(MustHappenMs());  // well within the fourth period
+        t.timer.SetAsDecaying(c.decaying);
+        ASSERT_TRUE(t.owner.WaitForCount(c.ticks));
+        t.timer.Stop(MustHappenMs());
         ASSERT_TRUE(t.owner.Flush());
         const auto messages = t.owner.Messages();
         EXPECT_TRUE(t.owner.NothingWithin()) << "a message came after Stop had returned";
         for (const auto& m : messages)
             ExpectTimerMessage(m);
-        ExpectOnePerPeriod(messages, t.startMs, period);
+        ExpectOnePerPeriod(messages, t.startMs, c.period);
     }
 }
 
@@ -172,16 +179,6 @@ TEST(TimerThreadTest, SetTimeoutWakesAnEndlessTimerAndStartsTheNewPeriodAtOnce)
     ASSERT_TRUE(t.owner.WaitForCount(3));
     t.timer.Stop(MustHappenMs());
     ExpectOnePerPeriod(t.owner.Messages(), changed, period);
-}
-
-TEST(TimerThreadTest, ZeroPeriodRepeatingTimerSendsWithoutPause)
-{
-    Timer t(0, false);
-    ASSERT_TRUE(t.owner.WaitForCount(200));
-    t.timer.Stop(MustHappenMs());
-    ASSERT_TRUE(t.owner.Flush());
-    EXPECT_TRUE(t.owner.NothingWithin()) << "messages went on after Stop had returned";
-    ExpectTimerMessage(t.owner.Messages().back());
 }
 
 // --- Guards ---
