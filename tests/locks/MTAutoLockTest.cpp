@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -14,19 +13,16 @@ using weft::test::MustNotHappenMs;
 
 namespace
 {
-// Another thread that takes a lock, reports that it has it, and gives it back. Its join is
-// bounded: a thread still blocked behind a lock that a faulty scope never gave back is ended,
-// and the test fails instead of hanging.
+// Another thread that takes the lock of a kind (its Take and Give), reports that it has it, and
+// gives it back. Its join is bounded: a thread still blocked behind a lock that a faulty scope
+// never gave back is ended, and the test fails instead of hanging.
+template <class Kind>
 class Contender
 {
 public:
-    Contender(std::function<void()> take, std::function<void()> give)
-        : m_take(std::move(take)), m_give(std::move(give)), m_evGot(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
+    explicit Contender(Kind& kind)
+        : m_kind(kind), m_evGot(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
           m_thread(CreateThread(nullptr, 0, &Contender::Run, this, 0, nullptr))
-    {
-    }
-    template <class Kind>
-    explicit Contender(Kind& kind) : Contender([&kind] { kind.Take(); }, [&kind] { kind.Give(); })
     {
     }
     ~Contender()
@@ -49,13 +45,13 @@ private:
     static DWORD WINAPI Run(void* param)
     {
         auto* self = static_cast<Contender*>(param);
-        self->m_take();
+        self->m_kind.Take();
         SetEvent(self->m_evGot);
-        self->m_give();
+        self->m_kind.Give();
         return 0;
     }
 
-    std::function<void()> m_take, m_give;
+    Kind& m_kind;
     HANDLE m_evGot;
     HANDLE m_thread;
 };
@@ -101,7 +97,7 @@ DWORD PollFromAnotherThread(MTMutex& mutex)
 
 TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
 {
-    std::optional<Contender> other;  // outlives the scopes, so that it is joined after they end
+    std::optional<Contender<TypeParam>> other;  // outlives the scopes, so that it is joined after they end
     {
         MTAutoLock outer = this->kind.Hold();
         {
@@ -123,7 +119,7 @@ TYPED_TEST(ScopedLockTest, ScopeEndedByAnExceptionReleases)
     catch (const std::runtime_error&)
     {
     }
-    Contender other(this->kind);
+    Contender<TypeParam> other(this->kind);
     EXPECT_TRUE(other.GotWithin(MustHappenMs())) << "the lock stayed held after the exception";
 }
 
@@ -131,9 +127,11 @@ TEST(LockableTest, DerivedClassGuardsItselfWithLockAndUnlock)
 {
     struct Guarded : Lockable
     {
+        void Take() { Lock(); }
+        void Give() { Unlock(); }
     } guarded;
     guarded.Lock();
-    Contender other([&] { guarded.Lock(); }, [&] { guarded.Unlock(); });
+    Contender<Guarded> other(guarded);
     EXPECT_FALSE(other.GotWithin(MustNotHappenMs()));
     guarded.Unlock();
     EXPECT_TRUE(other.GotWithin(MustHappenMs()));
