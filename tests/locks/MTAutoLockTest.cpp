@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -14,35 +13,27 @@ using weft::test::MustNotHappenMs;
 
 namespace
 {
-// Another thread that tries to take a lock and reports when it has it. It gives the lock back
-// as soon as it has it. Its join is bounded: a thread still blocked behind a lock that a faulty
-// scope never gave back is ended, and the test fails instead of hanging.
+// Another thread that takes the lock of a kind (its Take and Give), reports that it has it, and
+// gives it back. Its join is bounded: a thread still blocked behind a lock that a faulty scope
+// never gave back is ended, and the test fails instead of hanging.
+template <class Kind>
 class Contender
 {
 public:
-    template <class Take, class Give>
-    Contender(Take take, Give give)
-        : m_work([take, give, this] {
-              take();
-              SetEvent(m_evGot);
-              give();
-          }),
-          m_evGot(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
+    explicit Contender(Kind& kind)
+        : m_kind(kind), m_evGot(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
           m_thread(CreateThread(nullptr, 0, &Contender::Run, this, 0, nullptr))
     {
     }
     ~Contender()
     {
-        if (m_thread != nullptr)
+        if (m_thread != nullptr && WaitForSingleObject(m_thread, MustHappenMs()) != WAIT_OBJECT_0)
         {
-            if (WaitForSingleObject(m_thread, MustHappenMs()) != WAIT_OBJECT_0)
-            {
-                ADD_FAILURE() << "the contending thread never got the lock";
-                TerminateThread(m_thread, 1);
-                WaitForSingleObject(m_thread, MustHappenMs());
-            }
-            CloseHandle(m_thread);
+            ADD_FAILURE() << "the contending thread never got the lock";
+            TerminateThread(m_thread, 1);
+            WaitForSingleObject(m_thread, MustHappenMs());
         }
+        CloseHandle(m_thread);
         CloseHandle(m_evGot);
     }
     Contender(const Contender&) = delete;
@@ -51,16 +42,45 @@ public:
     bool GotWithin(DWORD ms) const { return WaitForSingleObject(m_evGot, ms) == WAIT_OBJECT_0; }
 
 private:
-    static DWORD WINAPI Run(void* self)
+    static DWORD WINAPI Run(void* param)
     {
-        static_cast<Contender*>(self)->m_work();
+        auto* self = static_cast<Contender*>(param);
+        self->m_kind.Take();
+        SetEvent(self->m_evGot);
+        self->m_kind.Give();
         return 0;
     }
 
-    std::function<void()> m_work;
+    Kind& m_kind;
     HANDLE m_evGot;
     HANDLE m_thread;
 };
+
+// The two kinds of lock a scope can hold, each with the way another thread takes and gives it.
+struct SectionKind
+{
+    MTCritSec lock;
+    MTAutoLock Hold() { return MTAutoLock(&lock); }
+    void Take() { lock.Enter(); }
+    void Give() { lock.Leave(); }
+};
+
+struct MutexKind
+{
+    MTMutex lock;
+    MTAutoLock Hold() { return MTAutoLock(&lock); }
+    void Take() { WaitForSingleObject(lock.GetHandle(), INFINITE); }
+    void Give() { ReleaseMutex(lock.GetHandle()); }
+};
+
+template <class Kind>
+class ScopedLockTest : public ::testing::Test
+{
+protected:
+    Kind kind;
+};
+using Kinds = ::testing::Types<SectionKind, MutexKind>;
+TYPED_TEST_SUITE(ScopedLockTest, Kinds);
 
 // The result another thread gets from a zero wait on the mutex; it gives back what it took.
 DWORD PollFromAnotherThread(MTMutex& mutex)
@@ -75,124 +95,52 @@ DWORD PollFromAnotherThread(MTMutex& mutex)
 }
 }  // namespace
 
-// --- Critical sections ---
-
-TEST(MTCritSecTest, EnteredSectionKeepsOtherThreadsOutUntilLeft)
+TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
 {
-    MTCritSec section;
-    section.Enter();
-    Contender other([&] { section.Enter(); }, [&] { section.Leave(); });
-    EXPECT_FALSE(other.GotWithin(MustNotHappenMs())) << "another thread entered a held section";
-    section.Leave();
-    EXPECT_TRUE(other.GotWithin(MustHappenMs()));
+    std::optional<Contender<TypeParam>> other;  // outlives the scopes, so that it is joined after they end
+    {
+        MTAutoLock outer = this->kind.Hold();
+        {
+            MTAutoLock inner = this->kind.Hold();  // must not block
+        }
+        other.emplace(this->kind);
+        EXPECT_FALSE(other->GotWithin(MustNotHappenMs())) << "the inner scope freed the outer one's hold";
+    }
+    EXPECT_TRUE(other->GotWithin(MustHappenMs())) << "the lock stayed held after both scopes";
 }
 
-TEST(MTCritSecTest, OwnerEntersAgainAndMustLeaveAsOftenAsItEntered)
+TYPED_TEST(ScopedLockTest, ScopeEndedByAnExceptionReleases)
 {
-    MTCritSec section;
-    section.Enter();
-    section.Enter();  // must not block
-    section.Leave();
-    Contender other([&] { section.Enter(); }, [&] { section.Leave(); });
-    EXPECT_FALSE(other.GotWithin(MustNotHappenMs())) << "one Leave freed a section entered twice";
-    section.Leave();
-    EXPECT_TRUE(other.GotWithin(MustHappenMs()));
+    try
+    {
+        MTAutoLock hold = this->kind.Hold();
+        throw std::runtime_error("leaving the scope");
+    }
+    catch (const std::runtime_error&)
+    {
+    }
+    Contender<TypeParam> other(this->kind);
+    EXPECT_TRUE(other.GotWithin(MustHappenMs())) << "the lock stayed held after the exception";
 }
 
 TEST(LockableTest, DerivedClassGuardsItselfWithLockAndUnlock)
 {
     struct Guarded : Lockable
     {
-        int m_nValue = 0;
+        void Take() { Lock(); }
+        void Give() { Unlock(); }
     } guarded;
     guarded.Lock();
-    guarded.m_nValue = 1;
-    Contender other([&] { guarded.Lock(); }, [&] { guarded.Unlock(); });
+    Contender<Guarded> other(guarded);
     EXPECT_FALSE(other.GotWithin(MustNotHappenMs()));
     guarded.Unlock();
     EXPECT_TRUE(other.GotWithin(MustHappenMs()));
 }
 
-// --- Scoped locks over a critical section ---
-
 TEST(MTAutoLockTest, NullPointersHoldNothing)
 {
-    {
-        MTAutoLock noMutex(static_cast<MTMutex*>(nullptr));
-        MTAutoLock noSection(static_cast<MTCritSec*>(nullptr));
-    }
-    SUCCEED();  // neither a wait nor a release on a null object
-}
-
-TEST(MTAutoLockTest, ScopeEndedByAnExceptionLeavesTheSection)
-{
-    MTCritSec section;
-    try
-    {
-        MTAutoLock hold(&section);
-        throw std::runtime_error("leaving the scope");
-    }
-    catch (const std::runtime_error&)
-    {
-    }
-    Contender other([&] { section.Enter(); }, [&] { section.Leave(); });
-    EXPECT_TRUE(other.GotWithin(MustHappenMs())) << "the section stayed held after the exception";
-}
-
-TEST(MTAutoLockTest, NestedLocksOnOneThreadDoNotBlockAndFreeTheSectionAfterBoth)
-{
-    MTCritSec section;
-    std::optional<Contender> other;  // outlives the scopes, so that it is joined after they end
-    {
-        MTAutoLock outer(&section);
-        {
-            MTAutoLock inner(&section);
-        }
-        other.emplace([&] { section.Enter(); }, [&] { section.Leave(); });
-        EXPECT_FALSE(other->GotWithin(MustNotHappenMs())) << "the inner scope freed the outer one's hold";
-    }
-    EXPECT_TRUE(other->GotWithin(MustHappenMs())) << "the section stayed held after both scopes";
-}
-
-// --- Scoped locks over a mutex ---
-
-TEST(MTAutoLockTest, HoldsTheMutexForTheScope)
-{
-    MTMutex mutex;
-    {
-        MTAutoLock hold(&mutex);
-        EXPECT_EQ(PollFromAnotherThread(mutex), static_cast<DWORD>(WAIT_TIMEOUT));
-    }
-    EXPECT_EQ(PollFromAnotherThread(mutex), static_cast<DWORD>(WAIT_OBJECT_0));
-    EXPECT_EQ(mutex.GetStatus(), 0u);
-}
-
-TEST(MTAutoLockTest, ScopeEndedByAnExceptionReleasesTheMutex)
-{
-    MTMutex mutex;
-    try
-    {
-        MTAutoLock hold(&mutex);
-        throw std::runtime_error("leaving the scope");
-    }
-    catch (const std::runtime_error&)
-    {
-    }
-    EXPECT_EQ(PollFromAnotherThread(mutex), static_cast<DWORD>(WAIT_OBJECT_0));
-}
-
-TEST(MTAutoLockTest, NestedLocksOverOneMutexReleaseItAfterBoth)
-{
-    MTMutex mutex;
-    {
-        MTAutoLock outer(&mutex);
-        {
-            MTAutoLock inner(&mutex);
-        }
-        EXPECT_EQ(PollFromAnotherThread(mutex), static_cast<DWORD>(WAIT_TIMEOUT));
-    }
-    EXPECT_EQ(PollFromAnotherThread(mutex), static_cast<DWORD>(WAIT_OBJECT_0));
-    EXPECT_EQ(mutex.GetStatus(), 0u);
+    MTAutoLock noMutex(static_cast<MTMutex*>(nullptr));
+    MTAutoLock noSection(static_cast<MTCritSec*>(nullptr));
 }
 
 TEST(MTAutoLockTest, MutexAbandonedByAnotherThreadIsTakenAndReleasedNormally)

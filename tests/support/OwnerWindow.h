@@ -1,6 +1,6 @@
-// The owner window of the watcher tests: a real message-only window (HWND_MESSAGE), pumped on
-// a thread of its own, that records every message a watcher sends it and lets a test wait for
-// them with bounded time-outs.
+// The owner window of the watcher tests: a MessageWindow that records every message a watcher
+// sends it (number 0 and WM_USER upwards, see MessageWindow.h), with its arrival time, and lets
+// a test wait for them with bounded time-outs. All members may be called from any thread.
 //
 //   weft::test::OwnerWindow owner;
 //   TimerThread timer(WM_APP + 1, owner.Handle(), 50, false, 7, -7);
@@ -8,28 +8,18 @@
 //   timer.Stop(weft::test::MustHappenMs());
 //   EXPECT_TRUE(owner.NothingWithin());                   // must not happen, for MustNotHappenMs()
 //   for (const auto& m : owner.Messages()) EXPECT_EQ(m.wParam, 7u);
-//
-// What is recorded: messages of number 0 (WM_NULL) and of WM_USER upwards, which covers the
-// application's own numbers (WM_USER, WM_APP) and registered messages; the system's own
-// traffic to the window (creation, destruction) is left out. Each record carries the arrival
-// time on the clock of NowMs(), taken in the window procedure.
-//
-// The pump waits with MsgWaitForMultipleObjectsEx and drains with PeekMessage: a message
-// sent by SendNotifyMessageA from another thread is dispatched inside PeekMessage and never
-// returned by it, so the window procedure is the one place that sees it.
-//
-// All members may be called from any thread. The destructor destroys the window on its own
-// thread and joins that thread; a watcher that still sends afterwards gets error 1400.
 #pragma once
 
+#include "support/MessageWindow.h"
 #include "support/TestSupport.h"
 
+#include <gtest/gtest.h>
+
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <functional>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <vector>
 
 namespace weft::test
@@ -42,21 +32,18 @@ public:
         UINT msg;
         WPARAM wParam;
         LPARAM lParam;
-        double atMs;  // arrival, on the clock of NowMs()
+        double atMs;  // arrival, on the clock of NowMs(), taken in the window procedure
     };
     // Runs on the window's thread for each recorded message, before waiters are woken: for
     // messages that hand over a record to be read and deleted by the window.
     using Handler = std::function<void(const Message&)>;
 
     explicit OwnerWindow(Handler handler = nullptr);
-    ~OwnerWindow();
-    OwnerWindow(const OwnerWindow&) = delete;
-    OwnerWindow& operator=(const OwnerWindow&) = delete;
 
     // The window; null if it could not be created (then nothing ever arrives).
-    HWND Handle() const { return m_hWnd; }
+    HWND Handle() const { return m_window.Handle(); }
     // The id of the thread that owns the window and runs the window procedure.
-    DWORD ThreadId() const { return m_threadId; }
+    DWORD ThreadId() const { return m_window.ThreadId(); }
 
     // Milliseconds on a steady high-resolution clock shared by all instances.
     static double NowMs();
@@ -81,19 +68,35 @@ public:
     bool Flush(DWORD timeoutMs = MustHappenMs()) const;
 
 private:
-    static LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam);
-    void Pump();
     void Record(UINT msg, WPARAM wParam, LPARAM lParam);
+    template <class Predicate>
+    bool WaitUntil(DWORD timeoutMs, Predicate predicate) const
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_arrived.wait_for(lock, std::chrono::milliseconds(timeoutMs), predicate);
+    }
 
     Handler m_handler;
-    HANDLE m_evQuit = nullptr;
-    HWND m_hWnd = nullptr;
-    DWORD m_threadId = 0;
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_arrived;
-    bool m_bReady = false;  // the pump has created the window, or failed to
     std::vector<Message> m_messages;
     std::size_t m_nNext = 0;  // index of the message Next gives out next
-    std::thread m_pump;
+    MessageWindow m_window;   // last: its thread has ended before the fields above go
 };
+
+// atMs is at least ms after fromMs, with a tenth off for coarse timers.
+::testing::AssertionResult NotBefore(double atMs, double fromMs, double ms);
+
+// Stops a watcher (TimerThread, EventMonitorThread) with a time-out of MustHappenMs() and
+// succeeds if Stop came back well within it: the thread ended by itself, was not terminated.
+template <class Watcher>
+::testing::AssertionResult StopsByItself(Watcher& watcher)
+{
+    const double before = OwnerWindow::NowMs();
+    watcher.Stop(MustHappenMs());
+    const double took = OwnerWindow::NowMs() - before;
+    if (took < MustHappenMs() / 2.0)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "Stop took " << took << " ms: the thread did not end by itself";
+}
 }  // namespace weft::test

@@ -4,35 +4,20 @@
 
 namespace weft::test
 {
-ThreadProbe::ThreadProbe() : m_before(ThreadsOfThisProcess())
+std::set<DWORD> ThreadProbe::NewThreads() const
 {
-}
-
-std::set<DWORD> ThreadProbe::ThreadsOfThisProcess()
-{
-    std::set<DWORD> ids;
+    std::set<DWORD> added;
     HANDLE snap = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     if (snap == INVALID_HANDLE_VALUE)
-        return ids;
+        return added;
     THREADENTRY32 te = {};
     te.dwSize = sizeof te;
     for (BOOL more = Thread32First(snap, &te); more; more = Thread32Next(snap, &te))
     {
-        if (te.th32OwnerProcessID == GetCurrentProcessId())
-            ids.insert(te.th32ThreadID);
+        if (te.th32OwnerProcessID == GetCurrentProcessId() && m_before.count(te.th32ThreadID) == 0)
+            added.insert(te.th32ThreadID);
     }
     CloseHandle(snap);
-    return ids;
-}
-
-std::set<DWORD> ThreadProbe::NewThreads() const
-{
-    std::set<DWORD> added;
-    for (DWORD id : ThreadsOfThisProcess())
-    {
-        if (m_before.count(id) == 0)
-            added.insert(id);
-    }
     return added;
 }
 

@@ -17,17 +17,14 @@ namespace weft::test
 class ThreadProbe
 {
 public:
-    // Notes the threads of this process now.
-    ThreadProbe();
+    ThreadProbe() { m_before = NewThreads(); }  // m_before is empty here: all threads count
 
+    // Threads of this process started since the probe was taken (all of them, while taking it).
+    std::set<DWORD> NewThreads() const;
     // Opens the one thread of this process started since the probe was taken (with SYNCHRONIZE,
     // suspend/resume and query rights); null if there is not exactly one, so that a test fails
     // rather than act on the wrong thread. The caller closes the handle.
     HANDLE OpenNewThread() const;
-    // Threads of this process started since the probe was taken.
-    std::set<DWORD> NewThreads() const;
-
-    static std::set<DWORD> ThreadsOfThisProcess();
 
 private:
     std::set<DWORD> m_before;

@@ -5,11 +5,17 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <list>
+#include <memory>
 #include <thread>
+#include <vector>
 
 using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
+using weft::test::NotBefore;
 using weft::test::OwnerWindow;
+using weft::test::StopsByItself;
 
 namespace
 {
@@ -19,14 +25,6 @@ const __int64 MonitorLParam = -0x7654321ALL;
 const unsigned long NoDelay = 0xFFFFFFFF;
 const unsigned long LongDelay = 60000;  // never passes within a test
 
-::testing::AssertionResult NotBefore(double atMs, double fromMs, double ms)
-{
-    if (atMs - fromMs >= ms * 0.9)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "arrived " << atMs - fromMs << " ms after the reference, expected >= "
-                                         << ms * 0.9;
-}
-
 void ExpectMonitorMessage(const OwnerWindow::Message& m)
 {
     EXPECT_EQ(m.msg, MonitorMsg);
@@ -34,75 +32,76 @@ void ExpectMonitorMessage(const OwnerWindow::Message& m)
     EXPECT_EQ(m.lParam, MonitorLParam);
 }
 
-// A kernel handle closed at the end of the test, whatever its outcome.
-struct Handle
-{
-    explicit Handle(HANDLE h) : h(h) {}
-    ~Handle()
-    {
-        if (h != nullptr)
-            CloseHandle(h);
-    }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-    HANDLE h;
-};
-
 // Signals a semaphore that the monitor watches and returns once the monitor's wait has taken
 // a unit, so that the monitor has certainly seen a signal. Each retry is one more signal.
 bool SignalUntilSeen(HANDLE semaphore)
 {
-    LONG previous = 0;
-    ReleaseSemaphore(semaphore, 1, &previous);
+    ReleaseSemaphore(semaphore, 1, nullptr);
     const double deadline = OwnerWindow::NowMs() + MustHappenMs();
     while (OwnerWindow::NowMs() < deadline)
     {
         if (WaitForSingleObject(semaphore, 0) == WAIT_TIMEOUT)
             return true;  // the count was 0: the monitor took the unit
         // We took it back ourselves: give it again and let the monitor run.
-        ReleaseSemaphore(semaphore, 1, &previous);
+        ReleaseSemaphore(semaphore, 1, nullptr);
         SwitchToThread();
     }
     return false;
 }
 }  // namespace
 
-// --- Without a delay ---
-
-TEST(EventMonitorThreadTest, WithoutDelayEachSignalSendsOneMessageAtOnce)
+class EventMonitorThreadTest : public ::testing::Test
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
-    for (int i = 0; i < 5; ++i)
+protected:
+    // Kernel handles closed at the end of the test, whatever its outcome.
+    HANDLE Add(HANDLE h) { return handles.emplace_back(h, &CloseHandle).get(); }
+    HANDLE Event(bool manualReset, bool set) { return Add(CreateEventA(nullptr, manualReset, set, nullptr)); }
+    // A monitor of the handle that notifies the owner with the test's message and parameters;
+    // destroyed before the handles are closed.
+    EventMonitorThread& Watch(HANDLE h, unsigned long delay, UINT msg = MonitorMsg, bool toOwner = true)
     {
-        const double signalled = OwnerWindow::NowMs();
-        SetEvent(event.h);
-        auto m = owner.Next();
-        ASSERT_TRUE(m.has_value()) << "signal " << i;
-        ExpectMonitorMessage(*m);
-        EXPECT_GE(m->atMs, signalled);
+        return monitors.emplace_back(h, msg, toOwner ? owner.Handle() : nullptr, delay, MonitorWParam, MonitorLParam);
     }
-    EXPECT_TRUE(owner.NothingWithin());
-    EXPECT_EQ(owner.Count(), 5u);
+
+    OwnerWindow owner;
+    std::vector<std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)>> handles;
+    std::list<EventMonitorThread> monitors;
+};
+
+// --- Signals and delays ---
+
+TEST_F(EventMonitorThreadTest, EachSignalSendsOneMessageAfterTheDelaySetBeforeIt)
+{
+    // Without a delay the message goes at once; a delay of 0 sends at the next pass, after a
+    // wait that times out at once. Each change is made while the monitor is idle: a message
+    // proves that the pass which read the delay is over. (A change during a settling wait is not
+    // tested: the moment the thread is back in its wait after a signal cannot be seen from
+    // outside without a sleep.)
+    HANDLE event = Event(false, true);  // signalled before the monitor starts: seen at its first wait
+    EventMonitorThread& monitor = Watch(event, NoDelay);
+    const unsigned long delays[] = {NoDelay, NoDelay, NoDelay, 200, 0, 0, NoDelay};
+    for (std::size_t i = 0; i < std::size(delays); ++i)
+    {
+        SCOPED_TRACE(::testing::Message() << "signal " << i << ", delay " << delays[i]);
+        monitor.SetMsgDelay(delays[i]);
+        EXPECT_EQ(monitor.GetMsgDelay(), delays[i]);
+        const double signalled = i == 0 ? 0.0 : OwnerWindow::NowMs();
+        if (i > 0)
+            SetEvent(event);
+        auto m = owner.Next();
+        ASSERT_TRUE(m.has_value());
+        ExpectMonitorMessage(*m);
+        EXPECT_TRUE(NotBefore(m->atMs, signalled, delays[i] == NoDelay ? 0.0 : delays[i]));
+        EXPECT_TRUE(owner.StaysAt(i + 1)) << "one signal gave more than one message";
+    }
 }
 
-TEST(EventMonitorThreadTest, HandleSignalledBeforeTheFirstWaitIsSeenAtOnce)
+TEST_F(EventMonitorThreadTest, ManualResetEventLeftSetWithoutDelaySendsOnEveryPassUntilReset)
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, TRUE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
-    ASSERT_TRUE(owner.WaitForCount(1));
-    EXPECT_TRUE(owner.StaysAt(1));
-}
-
-TEST(EventMonitorThreadTest, ManualResetEventLeftSetWithoutDelaySendsOnEveryPassUntilReset)
-{
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, TRUE, TRUE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
+    HANDLE event = Event(true, true);
+    Watch(event, NoDelay);
     ASSERT_TRUE(owner.WaitForCount(50));
-    ResetEvent(event.h);
+    ResetEvent(event);
     ASSERT_TRUE(owner.Flush());
     // One pass may have returned from its wait just before the reset.
     const std::size_t atReset = owner.Count();
@@ -110,14 +109,13 @@ TEST(EventMonitorThreadTest, ManualResetEventLeftSetWithoutDelaySendsOnEveryPass
     ExpectMonitorMessage(owner.Messages().back());
 }
 
-// --- With a delay ---
+// --- Bursts, a handle left set, a stop while a message is owed ---
 
-TEST(EventMonitorThreadTest, EachBurstWithDelaySendsOneMessageTimedFromItsLastSignal)
+TEST_F(EventMonitorThreadTest, EachBurstWithDelaySendsOneMessageTimedFromItsLastSignal)
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
+    HANDLE event = Event(false, false);
     const unsigned long delay = 250;
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), delay, MonitorWParam, MonitorLParam);
+    Watch(event, delay);
     // Two bursts, the second after the first one's message: the monitor goes back to idle and
     // settles afresh. Signals 40 ms apart for longer than the delay: were the delay counted from
     // the first signal, the message would come within the burst.
@@ -126,7 +124,7 @@ TEST(EventMonitorThreadTest, EachBurstWithDelaySendsOneMessageTimedFromItsLastSi
         double lastSignal = 0;
         for (int i = 0; i < 10; ++i)
         {
-            SetEvent(event.h);
+            SetEvent(event);
             lastSignal = OwnerWindow::NowMs();
             ASSERT_TRUE(owner.StaysAt(burst, 40)) << "a message came within burst " << burst << ", after signal " << i;
         }
@@ -138,27 +136,13 @@ TEST(EventMonitorThreadTest, EachBurstWithDelaySendsOneMessageTimedFromItsLastSi
     }
 }
 
-TEST(EventMonitorThreadTest, ZeroDelaySendsAtTheNextPass)
+TEST_F(EventMonitorThreadTest, ManualResetEventLeftSetWithDelaySendsNothingUntilReset)
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), 0, MonitorWParam, MonitorLParam);
-    SetEvent(event.h);
-    ASSERT_TRUE(owner.WaitForCount(1));
-    EXPECT_TRUE(owner.StaysAt(1));
-    SetEvent(event.h);
-    ASSERT_TRUE(owner.WaitForCount(2));
-    EXPECT_TRUE(owner.StaysAt(2));
-}
-
-TEST(EventMonitorThreadTest, ManualResetEventLeftSetWithDelaySendsNothingUntilReset)
-{
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, TRUE, TRUE, nullptr));
+    HANDLE event = Event(true, true);
     const unsigned long delay = 100;
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), delay, MonitorWParam, MonitorLParam);
+    Watch(event, delay);
     EXPECT_TRUE(owner.StaysAt(0, MustNotHappenMs() + delay)) << "the delay passed while the event stayed set";
-    ResetEvent(event.h);
+    ResetEvent(event);
     const double reset = OwnerWindow::NowMs();
     auto m = owner.Next();
     ASSERT_TRUE(m.has_value());
@@ -166,70 +150,36 @@ TEST(EventMonitorThreadTest, ManualResetEventLeftSetWithDelaySendsNothingUntilRe
     EXPECT_TRUE(owner.StaysAt(1));
 }
 
-TEST(EventMonitorThreadTest, StopWhileAMessageIsOwedDropsIt)
+TEST_F(EventMonitorThreadTest, StopWhileAMessageIsOwedDropsIt)
 {
-    OwnerWindow owner;
-    Handle semaphore(CreateSemaphoreA(nullptr, 0, 100, nullptr));
-    EventMonitorThread monitor(semaphore.h, MonitorMsg, owner.Handle(), LongDelay, MonitorWParam, MonitorLParam);
-    ASSERT_TRUE(SignalUntilSeen(semaphore.h));  // settling now, a message owed
-    const double before = OwnerWindow::NowMs();
-    monitor.Stop(MustHappenMs());
-    EXPECT_LT(OwnerWindow::NowMs() - before, MustHappenMs() / 2.0) << "the thread did not end by itself";
+    HANDLE semaphore = Add(CreateSemaphoreA(nullptr, 0, 100, nullptr));
+    EventMonitorThread& monitor = Watch(semaphore, LongDelay);
+    ASSERT_TRUE(SignalUntilSeen(semaphore));  // settling now, a message owed
+    EXPECT_TRUE(StopsByItself(monitor));
     ASSERT_TRUE(owner.Flush());
     EXPECT_TRUE(owner.StaysAt(0)) << "the owed message was sent at the stop";
 }
 
-TEST(EventMonitorThreadTest, SetMsgDelayTakesEffectAtTheNextSignal)
-{
-    // Each change is made while the monitor is idle: a message proves that the pass which read
-    // the delay is over. (A change during a settling wait is not tested: the moment the thread
-    // is back in its wait after a signal cannot be seen from outside without a sleep.)
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
-    SetEvent(event.h);
-    ASSERT_TRUE(owner.Next().has_value());
-
-    const unsigned long delay = 200;
-    monitor.SetMsgDelay(delay);
-    EXPECT_EQ(monitor.GetMsgDelay(), delay);
-    SetEvent(event.h);
-    const double signalled = OwnerWindow::NowMs();
-    const auto settled = owner.Next();
-    ASSERT_TRUE(settled.has_value());
-    EXPECT_TRUE(NotBefore(settled->atMs, signalled, delay)) << "the new delay was not applied";
-
-    monitor.SetMsgDelay(NoDelay);
-    SetEvent(event.h);
-    ASSERT_TRUE(owner.WaitForCount(3));
-    EXPECT_TRUE(owner.StaysAt(3));
-}
-
 // --- Guards and failures ---
 
-TEST(EventMonitorThreadTest, MessageZeroOrNullWindowSendsNothingAndTheThreadStillEnds)
+TEST_F(EventMonitorThreadTest, MessageZeroOrNullWindowSendsNothingAndTheThreadStillEnds)
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    EventMonitorThread noMessage(event.h, 0, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
-    EventMonitorThread noWindow(event.h, MonitorMsg, nullptr, NoDelay, MonitorWParam, MonitorLParam);
-    SetEvent(event.h);  // left set: both loops pass over and over
+    HANDLE event = Event(true, true);  // left set: both loops pass over and over
+    EventMonitorThread& noMessage = Watch(event, NoDelay, 0);
+    EventMonitorThread& noWindow = Watch(event, NoDelay, MonitorMsg, false);
     EXPECT_TRUE(owner.StaysAt(0));
-    const double before = OwnerWindow::NowMs();
-    noMessage.Stop(MustHappenMs());
-    noWindow.Stop(MustHappenMs());
-    EXPECT_LT(OwnerWindow::NowMs() - before, MustHappenMs() / 2.0) << "a thread did not end by itself";
+    EXPECT_TRUE(StopsByItself(noMessage));
+    EXPECT_TRUE(StopsByItself(noWindow));
     ASSERT_TRUE(owner.Flush());
     EXPECT_EQ(owner.Count(), 0u);
 }
 
-TEST(EventMonitorThreadTest, InvalidHandleEndsTheThreadSilently)
+TEST_F(EventMonitorThreadTest, InvalidHandleEndsTheThreadSilently)
 {
-    OwnerWindow owner;
     for (HANDLE invalid : {static_cast<HANDLE>(nullptr), INVALID_HANDLE_VALUE})
     {
         weft::test::ThreadProbe probe;
-        EventMonitorThread monitor(invalid, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
+        Watch(invalid, NoDelay);
         // The thread may be gone before the probe looks; if it is still listed, it must end.
         ASSERT_LE(probe.NewThreads().size(), 1u) << "cannot tell the monitor thread from other new threads";
         HANDLE thread = probe.OpenNewThread();
@@ -243,76 +193,65 @@ TEST(EventMonitorThreadTest, InvalidHandleEndsTheThreadSilently)
     EXPECT_EQ(owner.Count(), 0u);
 }
 
-TEST(EventMonitorThreadTest, AbandonedMutexEndsTheThreadSilently)
+TEST_F(EventMonitorThreadTest, AbandonedMutexEndsTheThreadSilently)
 {
-    OwnerWindow owner;
-    Handle mutex(CreateMutexA(nullptr, FALSE, nullptr));
-    Handle taken(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    Handle monitorStarted(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    HANDLE mutex = Add(CreateMutexA(nullptr, FALSE, nullptr));
+    HANDLE taken = Event(true, false);
+    HANDLE monitorStarted = Event(true, false);
     // A thread takes the mutex and ends without releasing it once the monitor watches.
     std::thread holder([&] {
-        WaitForSingleObject(mutex.h, INFINITE);
-        SetEvent(taken.h);
-        WaitForSingleObject(monitorStarted.h, MustHappenMs());
+        WaitForSingleObject(mutex, INFINITE);
+        SetEvent(taken);
+        WaitForSingleObject(monitorStarted, MustHappenMs());
     });
-    ASSERT_EQ(WaitForSingleObject(taken.h, MustHappenMs()), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(taken, MustHappenMs()), WAIT_OBJECT_0);
     weft::test::ThreadProbe probe;
-    EventMonitorThread monitor(mutex.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
+    Watch(mutex, NoDelay);
     // The monitor cannot end before the mutex is abandoned, so it is there to be found.
     HANDLE thread = probe.OpenNewThread();
-    SetEvent(monitorStarted.h);
+    SetEvent(monitorStarted);
     holder.join();
     ASSERT_NE(thread, nullptr) << "cannot tell the monitor thread from other new threads";
     // Only the monitor waits for the mutex: its wait takes it abandoned and the thread ends.
     EXPECT_EQ(WaitForSingleObject(thread, MustHappenMs()), WAIT_OBJECT_0) << "the thread ran on without a Stop";
     CloseHandle(thread);
     // It ended holding the mutex, which therefore comes to us abandoned once more.
-    EXPECT_EQ(WaitForSingleObject(mutex.h, 0), WAIT_ABANDONED_0);
-    ReleaseMutex(mutex.h);
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_ABANDONED_0);
+    ReleaseMutex(mutex);
     ASSERT_TRUE(owner.Flush());
     EXPECT_EQ(owner.Count(), 0u) << "an abandoned handle was reported";
 }
 
 // --- Pause, stop and the start race ---
 
-TEST(EventMonitorThreadTest, PausedMonitorSendsNothingUntilResumed)
+TEST_F(EventMonitorThreadTest, PausedMonitorSendsNothingUntilResumedAndStopEndsItWithoutResume)
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
+    HANDLE event = Event(false, false);
+    EventMonitorThread& monitor = Watch(event, NoDelay);
     monitor.Pause();
     EXPECT_TRUE(monitor.IsPaused());
-    SetEvent(event.h);
+    SetEvent(event);
     EXPECT_TRUE(owner.StaysAt(0)) << "a paused monitor sent";
     monitor.Resume();
     EXPECT_FALSE(monitor.IsPaused());
     ASSERT_TRUE(owner.WaitForCount(1));
     EXPECT_TRUE(owner.StaysAt(1));
-}
 
-TEST(EventMonitorThreadTest, StopEndsAPausedMonitorWithoutResume)
-{
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-    EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), NoDelay, MonitorWParam, MonitorLParam);
     monitor.Pause();
-    const double before = OwnerWindow::NowMs();
-    monitor.Stop(MustHappenMs());
-    EXPECT_LT(OwnerWindow::NowMs() - before, MustHappenMs() / 2.0) << "Stop waited out its time-out";
+    EXPECT_TRUE(StopsByItself(monitor)) << "Stop waited out its time-out on a paused monitor";
     EXPECT_FALSE(monitor.IsPaused());
     monitor.Stop(0);  // a second stop comes straight back
-    SetEvent(event.h);
-    EXPECT_TRUE(owner.StaysAt(0)) << "a stopped monitor sent";
+    SetEvent(event);
+    EXPECT_TRUE(owner.StaysAt(1)) << "a stopped monitor sent";
 }
 
-TEST(EventMonitorThreadTest, MonitorDestroyedRightAfterConstructionEndsAndSendsNothing)
+TEST_F(EventMonitorThreadTest, MonitorDestroyedRightAfterConstructionEndsAndSendsNothing)
 {
-    OwnerWindow owner;
-    Handle event(CreateEventA(nullptr, TRUE, TRUE, nullptr));
+    HANDLE event = Event(true, true);
     for (int i = 0; i < 25; ++i)
     {
         // A delay that never passes: the event left set keeps the thread settling.
-        EventMonitorThread monitor(event.h, MonitorMsg, owner.Handle(), LongDelay, MonitorWParam, MonitorLParam);
+        EventMonitorThread monitor(event, MonitorMsg, owner.Handle(), LongDelay, MonitorWParam, MonitorLParam);
     }
     ASSERT_TRUE(owner.Flush());
     EXPECT_EQ(owner.Count(), 0u);

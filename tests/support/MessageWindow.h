@@ -1,0 +1,42 @@
+// A message-only window (HWND_MESSAGE) created and pumped on a thread of its own, that hands
+// each message of number 0 or of WM_USER upwards (not the system's own traffic) to a handler on
+// that thread. A message that SendNotifyMessageA sends from another thread is dispatched inside
+// PeekMessage, never returned by it, so the window procedure is the one place that sees it.
+// The destructor destroys the window on its thread and joins it. No GoogleTest: the benchmarks'
+// BenchWindow uses it as well as the watcher tests' OwnerWindow.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <thread>
+
+namespace weft::test
+{
+class MessageWindow
+{
+public:
+    using Handler = std::function<void(UINT msg, WPARAM wParam, LPARAM lParam)>;
+
+    // Returns once the window exists, or could not be created.
+    explicit MessageWindow(Handler handler);
+    ~MessageWindow();
+    MessageWindow(const MessageWindow&) = delete;
+    MessageWindow& operator=(const MessageWindow&) = delete;
+
+    // The window; null if it could not be created (then nothing ever arrives).
+    HWND Handle() const { return m_hWnd; }
+    // The id of the thread that owns the window and runs the handler.
+    DWORD ThreadId() const { return m_threadId; }
+
+private:
+    static LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam);
+    void Pump(HANDLE evReady);
+
+    Handler m_handler;
+    HANDLE m_evQuit;
+    HWND m_hWnd = nullptr;
+    DWORD m_threadId = 0;
+    std::thread m_pump;
+};
+}  // namespace weft::test
