@@ -3,65 +3,48 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <tuple>
 
 using weft::test::Exists;
 using weft::test::TempDir;
 using weft::test::WriteBytes;
 
-TEST(FileUtilsTest, ExistenceHoldsForFilesAndDirectories)
-{
-    TempDir dir("fu");
-    ASSERT_TRUE(WriteBytes(dir / "a.txt", "x"));
-    EXPECT_TRUE(FileUtils::DoesFileExist((dir / "a.txt").c_str()));
-    EXPECT_TRUE(FileUtils::DoesFileExist(dir.Path().c_str()));
-    EXPECT_FALSE(FileUtils::DoesFileExist((dir / "b.txt").c_str()));
-    EXPECT_FALSE(FileUtils::DoesFileExist(""));
-    EXPECT_FALSE(FileUtils::DoesFileExist(nullptr));
-}
-
-TEST(FileUtilsTest, DeleteRemovesAFileAndReportsWhyItCannot)
+TEST(FileUtilsTest, DeleteTellsWhyItCannotAndForcesOnlyWhenAsked)
 {
     TempDir dir("fu");
     const std::string file = dir / "a.txt";
     ASSERT_TRUE(WriteBytes(file, "x"));
+    EXPECT_TRUE(FileUtils::DoesFileExist(file.c_str()));
+    EXPECT_TRUE(FileUtils::DoesFileExist(dir.Path().c_str()));
+    EXPECT_FALSE(FileUtils::DoesFileExist(""));
+    EXPECT_FALSE(FileUtils::DoesFileExist(nullptr));
     CString error("stale");
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, false, false));
     EXPECT_TRUE(error.IsEmpty());
-    EXPECT_FALSE(Exists(file));
+    EXPECT_FALSE(FileUtils::DoesFileExist(file.c_str()));
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, false, false));
     EXPECT_EQ(SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND), error);
     EXPECT_FALSE(FileUtils::DeleteFileA(nullptr, error, true, true));
     EXPECT_FALSE(error.IsEmpty());
-}
 
-TEST(FileUtilsTest, AReadOnlyFileGoesOnlyWhenForced)
-{
-    TempDir dir("fu");
-    const std::string file = dir / "ro.txt";
+    // Read-only: refused unless forced.
     ASSERT_TRUE(WriteBytes(file, "x"));
     ASSERT_TRUE(SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_READONLY));
-    CString error;
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, false, false));
     EXPECT_EQ(SystemUtils::GetLastError(ERROR_ACCESS_DENIED), error);
-    EXPECT_TRUE(Exists(file));
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, true, false)) << error.GetString();
     EXPECT_FALSE(Exists(file));
-}
 
-TEST(FileUtilsTest, AFailedForcedDeletePutsTheAttributesBack)
-{
-    TempDir dir("fu");
-    const std::string file = dir / "held.txt";
+    // A forced delete that fails puts the attributes back.
     ASSERT_TRUE(WriteBytes(file, "x"));
-    HANDLE holder = CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                0, nullptr);
+    HANDLE holder =
+        CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(INVALID_HANDLE_VALUE, holder);
-    ASSERT_TRUE(SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-    CString error;
+    const DWORD kept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
+    ASSERT_TRUE(SetFileAttributesA(file.c_str(), kept));
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, true, false));
     EXPECT_EQ(SystemUtils::GetLastError(ERROR_SHARING_VIOLATION), error);
-    EXPECT_EQ(static_cast<DWORD>(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN),
-              GetFileAttributesA(file.c_str()) & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    EXPECT_EQ(kept, GetFileAttributesA(file.c_str()) & kept);
     CloseHandle(holder);
     SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
@@ -79,11 +62,13 @@ TEST(FileUtilsTest, RetryOutlastsAShortHold)
     // The scenario is a file held for a moment: another thread lets it go a little after the
     // deletion has begun, well inside the second of retries.
     MTEvent started(true, false);
-    std::thread release([&] {
-        started.Wait(weft::test::MustHappenMs());
-        Sleep(100);
-        CloseHandle(holder);
-    });
+    std::thread release(
+        [&]
+        {
+            started.Wait(weft::test::MustHappenMs());
+            Sleep(100);
+            CloseHandle(holder);
+        });
     started.Set();
     const bool deleted = FileUtils::DeleteFileA(file.c_str(), error, false, true);
     release.join();
@@ -91,38 +76,29 @@ TEST(FileUtilsTest, RetryOutlastsAShortHold)
     EXPECT_FALSE(Exists(file));
 }
 
-TEST(FileUtilsTest, ExtensionIsWhatFollowsTheLastDotOfTheLastComponent)
+TEST(FileUtilsTest, ExtensionAndNameComeFromTheLastComponent)
 {
-    struct Case
-    {
-        const char* path;
-        const char* ext;
-    } cases[] = {
-        {"C:\\a\\b.txt", "txt"}, {"C:\\a\\b.tar.GZ", "GZ"}, {"C:\\a.d\\b", ""},   {"b.", ""},
-        {".profile", "profile"},  {"C:\\a\\", ""},          {"C:x.exe", "exe"},   {"dir/file.cpp", "cpp"},
-        {"", ""},                 {nullptr, ""},            {"http://h/x.htm", "htm"},
+    // Path, extension, name, name without the extension.
+    const char* cases[][4] = {
+        {"C:\\a\\b.txt", "txt", "b.txt", "b"},
+        {"C:\\a\\b.tar.GZ", "GZ", "b.tar.GZ", "b.tar"},
+        {"C:\\a.d\\b", "", "b", "b"},
+        {"b.", "", "b.", "b"},
+        {".profile", "profile", ".profile", ""},
+        {"C:\\a\\", "", "", ""},
+        {"C:x.exe", "exe", "x.exe", "x"},
+        {"a/b/c.cpp", "cpp", "c.cpp", "c"},
+        {"\\\\srv\\share\\x.doc", "doc", "x.doc", "x"},
+        {"", "", "", ""},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(CString(c.ext), FileUtils::GetFileExt(c.path)) << (c.path ? c.path : "(null)");
-}
-
-TEST(FileUtilsTest, FileNameIsTheLastComponentWithOrWithoutItsExtension)
-{
-    struct Case
+    for (const auto& c : cases)
     {
-        const char* path;
-        const char* with;
-        const char* without;
-    } cases[] = {
-        {"C:\\a\\b.txt", "b.txt", "b"},   {"C:\\a\\b.tar.gz", "b.tar.gz", "b.tar"}, {"b", "b", "b"},
-        {"C:\\a\\", "", ""},              {"C:b.txt", "b.txt", "b"},                {"a/b/c.h", "c.h", "c"},
-        {"\\\\srv\\share\\x.doc", "x.doc", "x"}, {"", "", ""},
-    };
-    for (const Case& c : cases)
-    {
-        EXPECT_EQ(CString(c.with), FileUtils::ParseFileNameFromPath(c.path, true)) << c.path;
-        EXPECT_EQ(CString(c.without), FileUtils::ParseFileNameFromPath(c.path, false)) << c.path;
+        EXPECT_EQ(CString(c[1]), FileUtils::GetFileExt(c[0])) << c[0];
+        EXPECT_EQ(CString(c[2]), FileUtils::ParseFileNameFromPath(c[0], true)) << c[0];
+        EXPECT_EQ(CString(c[3]), FileUtils::ParseFileNameFromPath(c[0], false)) << c[0];
     }
+    EXPECT_EQ(CString(), FileUtils::GetFileExt(nullptr));
+    EXPECT_EQ(CString("htm"), FileUtils::GetFileExt("http://h/x.htm"));
 }
 
 TEST(FileUtilsTest, InfoGivesSizeAndLastWriteTimeAndZeroForAMissingFile)
@@ -156,22 +132,26 @@ TEST(FileUtilsTest, InfoGivesSizeAndLastWriteTimeAndZeroForAMissingFile)
 
 TEST(FileUtilsTest, WildcardsMatchRunsAndSingleCharacters)
 {
-    struct Case
-    {
-        const char* text;
-        const char* pattern;
-        bool ignoreCase;
-        bool match;
-    } cases[] = {
-        {"abc", "abc", false, true},   {"abc", "ABC", false, false}, {"abc", "ABC", true, true},
-        {"abc", "a*", false, true},    {"abc", "*c", false, true},   {"abc", "*", false, true},
-        {"", "*", false, true},        {"", "?", false, false},      {"abc", "a?c", false, true},
-        {"ac", "a?c", false, false},   {"abc", "a*b*c", false, true}, {"abxbc", "a*bc", false, true},
-        {"abcd", "a*c", false, false}, {"a.b.c", "*.c", false, true}, {"x\\y/z", "x/y\\z", false, true},
+    const std::tuple<const char*, const char*, bool, bool> cases[] = {
+        {"abc", "abc", false, true},
+        {"abc", "ABC", false, false},
+        {"abc", "ABC", true, true},
+        {"abc", "a*", false, true},
+        {"abc", "*c", false, true},
+        {"abc", "*", false, true},
+        {"", "*", false, true},
+        {"", "?", false, false},
+        {"abc", "a?c", false, true},
+        {"ac", "a?c", false, false},
+        {"abc", "a*b*c", false, true},
+        {"abxbc", "a*bc", false, true},
+        {"abcd", "a*c", false, false},
+        {"a.b.c", "*.c", false, true},
+        {"x\\y/z", "x/y\\z", false, true},
         {"aaaaaaaaaaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*a*a*a*a*c", false, false},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(c.match, FileUtils::MatchWildcard(c.text, c.pattern, c.ignoreCase)) << c.text << " ~ " << c.pattern;
+    for (const auto& [text, pattern, ignoreCase, match] : cases)
+        EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
 }
 
 namespace
@@ -183,7 +163,7 @@ TextArray Specs(std::initializer_list<const char*> texts)
         list.Add(t);
     return list;
 }
-}  // namespace
+} // namespace
 
 TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
 {

@@ -1,17 +1,19 @@
-// Files and folders for the utility library's tests: a private temporary folder per test that is
-// removed with everything in it, and whole-file reads and writes.
+// Helpers of the utility library's tests: a private temporary folder per test that is removed
+// with everything in it, whole-file reads and writes, and decoding in another process.
 #pragma once
 
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
+#include <cstdio>
 #include <string>
+#include <vector>
 
 namespace weft::test
 {
 class TempDir
 {
-public:
+  public:
     explicit TempDir(const char* tag)
     {
         char base[MAX_PATH + 1] = {};
@@ -35,7 +37,7 @@ public:
     const std::string& Path() const { return m_path; }
     std::string operator/(const std::string& name) const { return m_path + name; }
 
-private:
+  private:
     std::string m_path;
 };
 
@@ -45,8 +47,8 @@ inline bool WriteBytes(const std::string& path, const std::string& bytes)
     if (file == INVALID_HANDLE_VALUE)
         return false;
     DWORD written = 0;
-    const bool ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-                    written == bytes.size();
+    const bool ok =
+        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
     CloseHandle(file);
     return ok;
 }
@@ -70,4 +72,21 @@ inline bool Exists(const std::string& path)
 {
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
-}  // namespace weft::test
+
+// The exit code of a child that decodes the codes, 0 when it gets the text. The text goes as
+// hexadecimal bytes, so that no character of it meets the quoting of a command line.
+inline long DecodeInChild(const char* text, const std::vector<int>& codes)
+{
+    std::vector<std::string> args = {"decrypt-equals", ""};
+    char two[3];
+    for (const char* p = text; *p; ++p)
+    {
+        snprintf(two, sizeof two, "%02x", static_cast<unsigned char>(*p));
+        args[1] += two;
+    }
+    for (int code : codes)
+        args.push_back(std::to_string(code));
+    ChildProcess child(args);
+    return child.WaitExit(MustHappenMs());
+}
+} // namespace weft::test
