@@ -35,8 +35,8 @@ std::string NonAsciiName()
     const wchar_t* wide = L"caf\u00e9 \u00fcber.txt";
     char buffer[64] = {};
     BOOL defaulted = FALSE;
-    const int n =
-        WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide, -1, buffer, sizeof buffer, nullptr, &defaulted);
+    const int n = WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide, -1, buffer, sizeof buffer, nullptr,
+                                      &defaulted);
     return n > 0 && !defaulted ? std::string(buffer) : std::string();
 }
 
@@ -57,7 +57,7 @@ bool Report(FILE* manifest, const char* archive, bool result)
     std::fprintf(manifest, "%s\t%d\n", archive, result ? 1 : 0);
     return result;
 }
-} // namespace
+}  // namespace
 
 // Sets the named event that the parent created, if the current directory is the one given (when
 // given; compared without case), and takes "<name>.alive" for the rest of its life, so that the
@@ -164,10 +164,10 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     list.Add((other + "plain.txt").c_str());
     list.Add((src + "with space\\name with spaces.txt").c_str());
     expected &= Report(manifest, "list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
-    expected &=
-        Report(manifest, "empty.zip", DirUtils::CreateZipFile((dir + "empty.zip").c_str(), emptySrc.c_str(), ""));
-    expected &=
-        Report(manifest, "emptylist.zip", FileUtils::CreateZipFile((dir + "emptylist.zip").c_str(), TextArray(), ""));
+    expected &= Report(manifest, "empty.zip",
+                       DirUtils::CreateZipFile((dir + "empty.zip").c_str(), emptySrc.c_str(), ""));
+    expected &= Report(manifest, "emptylist.zip",
+                       FileUtils::CreateZipFile((dir + "emptylist.zip").c_str(), TextArray(), ""));
     // More entries than the classic end record can count: the count goes into the ZIP64 record.
     TextArray many;
     for (int i = 0; i < 65540; ++i)

@@ -10,7 +10,7 @@ CString Text(const std::vector<int>& table)
 {
     return StringUtils::DecryptText(table);
 }
-} // namespace
+}  // namespace
 
 TEST(CodedTextsTest, EveryTableIsPrintableAndAnotherProcessDecodesItAlike)
 {

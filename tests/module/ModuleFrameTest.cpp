@@ -13,7 +13,7 @@ struct Registered
 {
     const unsigned int* member;
     const char* text;
-    const char* symbol; // the member's exported name
+    const char* symbol;  // the member's exported name
 };
 
 const Registered Messages[] = {
@@ -43,7 +43,7 @@ int LinksOf(HMODULE module)
     LeaveCriticalSection(&state->m_lockLibraries);
     return n;
 }
-} // namespace
+}  // namespace
 
 TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsStringAndAllFourDiffer)
 {
@@ -117,7 +117,7 @@ struct ModuleCopy
     bool copied = false;
     HMODULE module = nullptr;
 };
-} // namespace
+}  // namespace
 
 TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
 {

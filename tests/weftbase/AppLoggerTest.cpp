@@ -32,7 +32,7 @@ std::string Line(const std::string& tag, int i)
 {
     return tag + " line " + std::to_string(1000 + i);
 }
-} // namespace
+}  // namespace
 
 TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFile)
 {
@@ -79,12 +79,10 @@ TEST(AppLoggerTest, LinesFromThreadsAndProcessesSharingTheFileNeverInterleave)
     const char* tags[] = {"first", "second", "thread 0", "thread 1", "thread 2"};
     std::vector<std::thread> writers;
     for (const char* tag : {tags[2], tags[3], tags[4]})
-        writers.emplace_back(
-            [&log, tag]
-            {
-                for (int i = 0; i < lines; ++i)
-                    log.AddLine(Line(tag, i).c_str());
-            });
+        writers.emplace_back([&log, tag] {
+            for (int i = 0; i < lines; ++i)
+                log.AddLine(Line(tag, i).c_str());
+        });
     for (std::thread& w : writers)
         w.join();
     EXPECT_EQ(0, first.WaitExit(weft::test::MustHappenMs()));
@@ -98,7 +96,7 @@ TEST(AppLoggerTest, LinesFromThreadsAndProcessesSharingTheFileNeverInterleave)
 
 TEST(AppLoggerTest, ALoggerWhoseFileCannotOpenIsInert)
 {
-    EXPECT_EQ(nullptr, AppLogger::m_pInstance); // until the application sets it
+    EXPECT_EQ(nullptr, AppLogger::m_pInstance);  // until the application sets it
     TempDir dir("log");
     AppLogger log((dir / "missing\\folder\\x.log").c_str());
     EXPECT_FALSE(log.IsOpen());

@@ -18,7 +18,7 @@ DateTime Of(const FILETIME& ft)
     d.Set(ft);
     return d;
 }
-} // namespace
+}  // namespace
 
 TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneAndOutOfRangeGivesUnset)
 {
@@ -33,9 +33,8 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneAndOutOfRangeGivesUnset)
         {FromSystem(1900, 3, 1, 0, 0, 0), 693655, 0, "1900-03-01 00:00:00"},
         {FromSystem(1970, 1, 1, 0, 0, 0), 719163, 0, "1970-01-01 00:00:00"},
         {FromSystem(2000, 2, 29, 12, 34, 56, 999), 730179, 45296, "2000-02-29 12:34:56"},
-        {FromSystem(9999, 12, 31, 23, 59, 59), 3652059, 86399, "9999-12-31 23:59:59"},
-        {FILETIME{0, 0}, 0, -1, ""},
-        {FILETIME{0xFFFFFFFF, 0x7FFFFFFF}, 0, -1, ""}, // year 30828: far past the last day
+        {FromSystem(9999, 12, 31, 23, 59, 59), 3652059, 86399, "9999-12-31 23:59:59"}, {FILETIME{0, 0}, 0, -1, ""},
+        {FILETIME{0xFFFFFFFF, 0x7FFFFFFF}, 0, -1, ""},  // year 30828: far past the last day
         {FILETIME{0xFFFFFFFF, 0xFFFFFFFF}, 0, -1, ""},
     };
     for (const Case& c : cases)

@@ -11,7 +11,7 @@ namespace
 // system looks for a debugger.
 class DebugOutput
 {
-  public:
+public:
     DebugOutput() : m_handler(AddVectoredExceptionHandler(1, &DebugOutput::Handler)) { s_self = this; }
     ~DebugOutput()
     {
@@ -20,7 +20,7 @@ class DebugOutput
     }
     std::vector<std::string> m_lines;
 
-  private:
+private:
     static LONG CALLBACK Handler(EXCEPTION_POINTERS* info)
     {
         const EXCEPTION_RECORD* r = info->ExceptionRecord;
@@ -48,7 +48,7 @@ std::string Expected(const std::source_location& at, const std::string& tail)
     std::string line = std::string(at.file_name()) + "(" + std::to_string(at.line()) + "): " + at.function_name();
     return line + tail + "\n";
 }
-} // namespace
+}  // namespace
 
 TEST(DebugUtilsTest, EachFormWritesOneLineWithTheCallersPlace)
 {
@@ -59,7 +59,7 @@ TEST(DebugUtilsTest, EachFormWritesOneLineWithTheCallersPlace)
     DebugUtils::Trace(4294967295ull, "dwSignaled", here);
     DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
     const unsigned line = __LINE__ + 1;
-    DebugUtils::Trace("here"); // the default place is the caller's line
+    DebugUtils::Trace("here");  // the default place is the caller's line
     const std::vector<std::string>& lines = output.m_lines;
     if (lines.empty())
         GTEST_SKIP() << "this system does not raise debugger output as an exception";

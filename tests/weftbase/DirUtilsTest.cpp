@@ -9,16 +9,11 @@ using weft::test::WriteBytes;
 TEST(DirUtilsTest, FormOnlyLooksAtTheTextAlone)
 {
     const std::pair<const char*, bool> cases[] = {
-        {"C:\\", true},           {"C:\\no\\such\\dir\\", true},
-        {"relative\\dir", true},  {"\\\\srv\\share\\", true},
-        {"\\\\?\\C:\\x", true},   {"C:", true},
-        {"d:/unix/style/", true}, {"", false},
-        {"   ", false},           {nullptr, false},
-        {"C:\\a*b", false},       {"C:\\a?b", false},
-        {"C:\\a|b", false},       {"C:\\a<b", false},
-        {"C:\\a>b", false},       {"C:\\a\"b", false},
-        {"C:\\a:b", false},       {"1:\\x", false},
-        {"C:\\a\tb", false},
+        {"C:\\", true},          {"C:\\no\\such\\dir\\", true}, {"relative\\dir", true}, {"\\\\srv\\share\\", true},
+        {"\\\\?\\C:\\x", true},  {"C:", true},                  {"d:/unix/style/", true}, {"", false},
+        {"   ", false},          {nullptr, false},              {"C:\\a*b", false},      {"C:\\a?b", false},
+        {"C:\\a|b", false},      {"C:\\a<b", false},            {"C:\\a>b", false},      {"C:\\a\"b", false},
+        {"C:\\a:b", false},      {"1:\\x", false},              {"C:\\a\tb", false},
     };
     for (const auto& [path, form] : cases)
         EXPECT_EQ(form, DirUtils::IsDir(path, true)) << (path ? path : "(null)");
@@ -38,15 +33,9 @@ TEST(DirUtilsTest, TrailingBackslashParentAndFolderOfAPath)
         EXPECT_EQ(CString(c[1]), path) << c[0];
     }
     const char* parts[][3] = {
-        {"C:\\a\\b.txt", "C:\\a\\", "C:\\a\\"},
-        {"C:\\a\\b\\", "C:\\a\\", "C:\\a\\b\\"},
-        {"C:\\b.txt", "C:\\", "C:\\"},
-        {"C:\\", "", "C:\\"},
-        {"b.txt", "", ""},
-        {"C:b.txt", "C:", "C:"},
-        {"a/b/c", "a/b/", "a/b/"},
-        {"\\\\srv\\share\\x.txt", "\\\\srv\\share\\", "\\\\srv\\share\\"},
-        {"", "", ""},
+        {"C:\\a\\b.txt", "C:\\a\\", "C:\\a\\"}, {"C:\\a\\b\\", "C:\\a\\", "C:\\a\\b\\"}, {"C:\\b.txt", "C:\\", "C:\\"},
+        {"C:\\", "", "C:\\"}, {"b.txt", "", ""}, {"C:b.txt", "C:", "C:"}, {"a/b/c", "a/b/", "a/b/"},
+        {"\\\\srv\\share\\x.txt", "\\\\srv\\share\\", "\\\\srv\\share\\"}, {"", "", ""},
     };
     for (const auto& c : parts)
     {
@@ -90,7 +79,7 @@ void MakeTree(const std::string& root)
     ASSERT_TRUE(
         SetFileAttributesA((root + "x\\y\\locked.txt").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
 }
-} // namespace
+}  // namespace
 
 TEST(DirUtilsTest, DeleteTakesTheTreeOrItsContentsAndSafeModeLeavesProtectedFiles)
 {

@@ -9,7 +9,7 @@ namespace
 // The shell wants a single-threaded apartment on the launching thread.
 class ExeUtilsTest : public ::testing::Test
 {
-  protected:
+protected:
     void SetUp() override
     {
         m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
@@ -26,7 +26,7 @@ std::string Child()
 {
     return weft::test::ExeDir() + "weft_testchild.exe";
 }
-} // namespace
+}  // namespace
 
 TEST_F(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
 {

@@ -37,8 +37,8 @@ TEST(FileUtilsTest, DeleteTellsWhyItCannotAndForcesOnlyWhenAsked)
 
     // A forced delete that fails puts the attributes back.
     ASSERT_TRUE(WriteBytes(file, "x"));
-    HANDLE holder =
-        CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    HANDLE holder = CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                0, nullptr);
     ASSERT_NE(INVALID_HANDLE_VALUE, holder);
     const DWORD kept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
     ASSERT_TRUE(SetFileAttributesA(file.c_str(), kept));
@@ -62,13 +62,11 @@ TEST(FileUtilsTest, RetryOutlastsAShortHold)
     // The scenario is a file held for a moment: another thread lets it go a little after the
     // deletion has begun, well inside the second of retries.
     MTEvent started(true, false);
-    std::thread release(
-        [&]
-        {
-            started.Wait(weft::test::MustHappenMs());
-            Sleep(100);
-            CloseHandle(holder);
-        });
+    std::thread release([&] {
+        started.Wait(weft::test::MustHappenMs());
+        Sleep(100);
+        CloseHandle(holder);
+    });
     started.Set();
     const bool deleted = FileUtils::DeleteFileA(file.c_str(), error, false, true);
     release.join();
@@ -80,16 +78,10 @@ TEST(FileUtilsTest, ExtensionAndNameComeFromTheLastComponent)
 {
     // Path, extension, name, name without the extension.
     const char* cases[][4] = {
-        {"C:\\a\\b.txt", "txt", "b.txt", "b"},
-        {"C:\\a\\b.tar.GZ", "GZ", "b.tar.GZ", "b.tar"},
-        {"C:\\a.d\\b", "", "b", "b"},
-        {"b.", "", "b.", "b"},
-        {".profile", "profile", ".profile", ""},
-        {"C:\\a\\", "", "", ""},
-        {"C:x.exe", "exe", "x.exe", "x"},
-        {"a/b/c.cpp", "cpp", "c.cpp", "c"},
-        {"\\\\srv\\share\\x.doc", "doc", "x.doc", "x"},
-        {"", "", "", ""},
+        {"C:\\a\\b.txt", "txt", "b.txt", "b"}, {"C:\\a\\b.tar.GZ", "GZ", "b.tar.GZ", "b.tar"},
+        {"C:\\a.d\\b", "", "b", "b"}, {"b.", "", "b.", "b"}, {".profile", "profile", ".profile", ""},
+        {"C:\\a\\", "", "", ""}, {"C:x.exe", "exe", "x.exe", "x"}, {"a/b/c.cpp", "cpp", "c.cpp", "c"},
+        {"\\\\srv\\share\\x.doc", "doc", "x.doc", "x"}, {"", "", "", ""},
     };
     for (const auto& c : cases)
     {
@@ -133,21 +125,11 @@ TEST(FileUtilsTest, InfoGivesSizeAndLastWriteTimeAndZeroForAMissingFile)
 TEST(FileUtilsTest, WildcardsMatchRunsAndSingleCharacters)
 {
     const std::tuple<const char*, const char*, bool, bool> cases[] = {
-        {"abc", "abc", false, true},
-        {"abc", "ABC", false, false},
-        {"abc", "ABC", true, true},
-        {"abc", "a*", false, true},
-        {"abc", "*c", false, true},
-        {"abc", "*", false, true},
-        {"", "*", false, true},
-        {"", "?", false, false},
-        {"abc", "a?c", false, true},
-        {"ac", "a?c", false, false},
-        {"abc", "a*b*c", false, true},
-        {"abxbc", "a*bc", false, true},
-        {"abcd", "a*c", false, false},
-        {"a.b.c", "*.c", false, true},
-        {"x\\y/z", "x/y\\z", false, true},
+        {"abc", "abc", false, true}, {"abc", "ABC", false, false}, {"abc", "ABC", true, true},
+        {"abc", "a*", false, true}, {"abc", "*c", false, true}, {"abc", "*", false, true}, {"", "*", false, true},
+        {"", "?", false, false}, {"abc", "a?c", false, true}, {"ac", "a?c", false, false},
+        {"abc", "a*b*c", false, true}, {"abxbc", "a*bc", false, true}, {"abcd", "a*c", false, false},
+        {"a.b.c", "*.c", false, true}, {"x\\y/z", "x/y\\z", false, true},
         {"aaaaaaaaaaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*a*a*a*a*c", false, false},
     };
     for (const auto& [text, pattern, ignoreCase, match] : cases)
@@ -163,7 +145,7 @@ TextArray Specs(std::initializer_list<const char*> texts)
         list.Add(t);
     return list;
 }
-} // namespace
+}  // namespace
 
 TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
 {

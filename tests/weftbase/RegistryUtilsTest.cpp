@@ -12,7 +12,7 @@ namespace
 // test fails.
 class RegistryUtilsTest : public ::testing::Test
 {
-  protected:
+protected:
     void SetUp() override
     {
         m_key = "Software\\" + weft::test::UniqueName("reg");
@@ -30,7 +30,7 @@ class RegistryUtilsTest : public ::testing::Test
 
     void Set(const char* sub, const char* name, DWORD type, const void* data, DWORD size)
     {
-        ASSERT_EQ(ERROR_SUCCESS, RegSetKeyValueA(m_hKey, sub, name, type, data, size)); // makes the sub-key
+        ASSERT_EQ(ERROR_SUCCESS, RegSetKeyValueA(m_hKey, sub, name, type, data, size));  // makes the sub-key
     }
     void SetText(const char* sub, const char* name, const char* text)
     {
@@ -53,7 +53,7 @@ std::string Join(const TextArray& list)
         all += std::string(list.GetCopyAt(i)) + "|";
     return all;
 }
-} // namespace
+}  // namespace
 
 TEST_F(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
 {
@@ -84,10 +84,10 @@ TEST_F(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
         std::string data;
         const char* text;
     } cases[] = {
-        {"", REG_SZ, std::string("default", 8), "default"}, // the default value has the empty name
+        {"", REG_SZ, std::string("default", 8), "default"},  // the default value has the empty name
         {"sz", REG_SZ, std::string("plain text", 11), "plain text"},
         {"expand", REG_EXPAND_SZ, std::string("%SystemRoot%\\x", 15), "%SystemRoot%\\x"},
-        {"multi", REG_MULTI_SZ, std::string("one\0two\0\0three\0", 16), "one\ntwo"}, // "" ends the list
+        {"multi", REG_MULTI_SZ, std::string("one\0two\0\0three\0", 16), "one\ntwo"},  // "" ends the list
         {"dword", REG_DWORD, std::string(reinterpret_cast<const char*>(&dword), 4), "4294967295"},
         {"bigendian", REG_DWORD_BIG_ENDIAN, bytes({0, 0, 1, 2}), "258"},
         {"qword", REG_QWORD, std::string(reinterpret_cast<const char*>(&qword), 8), "18446744073709551615"},

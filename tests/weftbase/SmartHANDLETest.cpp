@@ -16,7 +16,7 @@ HANDLE NewEvent()
 {
     return CreateEventA(nullptr, TRUE, FALSE, nullptr);
 }
-} // namespace
+}  // namespace
 
 TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldButNeverAnInvalidOne)
 {
@@ -24,7 +24,7 @@ TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldButNeverAnInvali
     HANDLE second = NewEvent();
     {
         SmartHANDLE h(first);
-        h = first; // the same handle again stays open
+        h = first;  // the same handle again stays open
         EXPECT_TRUE(IsOpen(first));
         h = second;
         EXPECT_FALSE(IsOpen(first));

@@ -13,7 +13,7 @@ TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripHereAndInAnotherProcess)
     EXPECT_EQ(CString(all.c_str()), StringUtils::DecryptText(codes));
     EXPECT_EQ(0, weft::test::DecodeInChild(all.c_str(), codes));
     for (int code : codes)
-        EXPECT_GT(code, 255); // no code shows its character
+        EXPECT_GT(code, 255);  // no code shows its character
     const std::vector<int> same = StringUtils::EncryptText("aaa");
     EXPECT_NE(same[0], same[1]);
     EXPECT_NE(same[1], same[2]);
@@ -22,7 +22,7 @@ TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripHereAndInAnotherProcess)
 TEST(StringUtilsTest, ADamagedTableEndsTheTextWhereItBreaks)
 {
     std::vector<int> codes = StringUtils::EncryptText("abcdef");
-    codes[3] = 'd'; // a plain character is no code
+    codes[3] = 'd';  // a plain character is no code
     EXPECT_EQ(CString("abc"), StringUtils::DecryptText(codes));
     EXPECT_EQ(CString(), StringUtils::DecryptText({}));
     EXPECT_TRUE(StringUtils::EncryptText(nullptr).empty());

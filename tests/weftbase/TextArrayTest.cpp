@@ -21,14 +21,14 @@ std::string Join(const TextArray& list)
         all += std::string(list.GetCopyAt(i)) + "|";
     return all;
 }
-} // namespace
+}  // namespace
 
 TEST(TextArrayTest, EditsKeepTheOrderAndIndicesOutOfRangeAreHarmless)
 {
     TextArray list = Make({"b", "c"});
     EXPECT_EQ(2u, list.Add(""));
     EXPECT_EQ(0u, list.Insert(0, "a"));
-    EXPECT_EQ(4u, list.Insert(99, "d")); // past the end appends
+    EXPECT_EQ(4u, list.Insert(99, "d"));  // past the end appends
     EXPECT_EQ(2u, list.Insert(2, "x"));
     EXPECT_EQ("a|b|x|c||d|", Join(list));
     EXPECT_TRUE(list.Remove(1));

@@ -13,7 +13,7 @@ char UnusedLetter()
             return static_cast<char>('A' + i);
     return 0;
 }
-} // namespace
+}  // namespace
 
 TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderEachWithItsOwnVolumeGuid)
 {

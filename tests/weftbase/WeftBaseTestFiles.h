@@ -13,7 +13,7 @@ namespace weft::test
 {
 class TempDir
 {
-  public:
+public:
     explicit TempDir(const char* tag)
     {
         char base[MAX_PATH + 1] = {};
@@ -37,7 +37,7 @@ class TempDir
     const std::string& Path() const { return m_path; }
     std::string operator/(const std::string& name) const { return m_path + name; }
 
-  private:
+private:
     std::string m_path;
 };
 
@@ -47,8 +47,8 @@ inline bool WriteBytes(const std::string& path, const std::string& bytes)
     if (file == INVALID_HANDLE_VALUE)
         return false;
     DWORD written = 0;
-    const bool ok =
-        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
+    const bool ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+                    written == bytes.size();
     CloseHandle(file);
     return ok;
 }
@@ -89,4 +89,4 @@ inline long DecodeInChild(const char* text, const std::vector<int>& codes)
     ChildProcess child(args);
     return child.WaitExit(MustHappenMs());
 }
-} // namespace weft::test
+}  // namespace weft::test

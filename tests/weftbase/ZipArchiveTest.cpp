@@ -67,7 +67,7 @@ int FilesIn(const std::string& dir)
     FindClose(find);
     return n;
 }
-} // namespace
+}  // namespace
 
 TEST(ZipArchiveTest, ADirectoryArchiveHoldsEveryFileAndFolderAndLeavesItselfOut)
 {
@@ -79,7 +79,7 @@ TEST(ZipArchiveTest, ADirectoryArchiveHoldsEveryFileAndFolderAndLeavesItselfOut)
     const std::string output = dir / "self.zip";
     EXPECT_TRUE(DirUtils::CreateZipFile(output.c_str(), dir.Path().c_str(), ""));
     EXPECT_EQ("a/|a/b/|a/b/leaf.txt|empty/|top.txt|", Names(output));
-    EXPECT_EQ(2, FilesIn(dir.Path())); // top.txt and the archive: no temporary file stays
+    EXPECT_EQ(2, FilesIn(dir.Path()));  // top.txt and the archive: no temporary file stays
 
     // Packing again with the archive now in the tree gives the same entries.
     EXPECT_TRUE(DirUtils::CreateZipFile(output.c_str(), dir.Path().c_str(), "root"));
