@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 
+using weft::test::Texts;
 using weft::test::WriteBytes;
 
 namespace
@@ -158,11 +159,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     expected &= Report(manifest, "tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), ""));
     expected &= Report(manifest, "rooted.zip",
                        DirUtils::CreateZipFile((dir + "rooted.zip").c_str(), src.c_str(), "root folder"));
-    TextArray list;
-    list.Add((src + "plain.txt").c_str());
-    list.Add((src + "sub").c_str());
-    list.Add((other + "plain.txt").c_str());
-    list.Add((src + "with space\\name with spaces.txt").c_str());
+    const TextArray list =
+        Texts({src + "plain.txt", src + "sub", other + "plain.txt", src + "with space\\name with spaces.txt"});
     expected &= Report(manifest, "list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
     expected &= Report(manifest, "empty.zip",
                        DirUtils::CreateZipFile((dir + "empty.zip").c_str(), emptySrc.c_str(), ""));
@@ -224,10 +222,7 @@ WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
     ok = ok && WriteBytes(dir + "small.txt", "a small file after the big one\r\n");
     if (!ok)
         return 4;
-    TextArray list;
-    list.Add(huge.c_str());
-    list.Add((dir + "small.txt").c_str());
-    const bool result = FileUtils::CreateZipFile((dir + "big.zip").c_str(), list, "");
+    const bool result = FileUtils::CreateZipFile((dir + "big.zip").c_str(), Texts({huge, dir + "small.txt"}), "");
     std::fprintf(status, "done %d\n", result ? 1 : 0);
     std::fclose(status);
     return result ? 0 : 6;

@@ -10,22 +10,13 @@ namespace
 class ExeUtilsTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
-    }
-    void TearDown() override
+    ~ExeUtilsTest() override
     {
         if (m_com)
             CoUninitialize();
     }
-    bool m_com = false;
+    const bool m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
 };
-
-std::string Child()
-{
-    return weft::test::ExeDir() + "weft_testchild.exe";
-}
 }  // namespace
 
 TEST_F(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
@@ -40,6 +31,7 @@ TEST_F(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
         int verb;
         int show;
     } cases[] = {{"", ExeUtils::Default, SW_SHOWNORMAL}, {system, ExeUtils::Open, 1}};
+    const std::string child = weft::test::ExeDir() + "weft_testchild.exe";
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.dir);
@@ -50,7 +42,7 @@ TEST_F(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
         if (*c.dir)
             params += " \"" + std::string(c.dir) + "\"";
         EXPECT_TRUE(
-            ExeUtils::ShellLaunchApp(Child().c_str(), c.dir, params.c_str(), true, c.verb, c.show, error, nullptr))
+            ExeUtils::ShellLaunchApp(child.c_str(), c.dir, params.c_str(), true, c.verb, c.show, error, nullptr))
             << error.GetString();
         EXPECT_TRUE(error.IsEmpty());
         ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));

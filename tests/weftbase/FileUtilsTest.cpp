@@ -7,6 +7,7 @@
 
 using weft::test::Exists;
 using weft::test::TempDir;
+using weft::test::Texts;
 using weft::test::WriteBytes;
 
 TEST(FileUtilsTest, DeleteTellsWhyItCannotAndForcesOnlyWhenAsked)
@@ -93,35 +94,6 @@ TEST(FileUtilsTest, ExtensionAndNameComeFromTheLastComponent)
     EXPECT_EQ(CString("htm"), FileUtils::GetFileExt("http://h/x.htm"));
 }
 
-TEST(FileUtilsTest, InfoGivesSizeAndLastWriteTimeAndZeroForAMissingFile)
-{
-    TempDir dir("fu");
-    const std::string file = dir / "sized.bin";
-    ASSERT_TRUE(WriteBytes(file, std::string(12345, 'z')));
-    SYSTEMTIME st = {2021, 7, 0, 14, 8, 9, 10, 500};
-    FILETIME ft;
-    SystemTimeToFileTime(&st, &ft);
-    HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, h);
-    ASSERT_TRUE(SetFileTime(h, nullptr, nullptr, &ft));
-    CloseHandle(h);
-
-    unsigned long long size = 0;
-    DateTime modified;
-    ASSERT_TRUE(FileUtils::GetFileInfoCore(file.c_str(), size, modified));
-    EXPECT_EQ(12345u, size);
-    EXPECT_EQ(CString("2021-07-14 08:09:10"), modified.Format());
-
-    ASSERT_TRUE(FileUtils::GetFileInfoCore(dir.Path().c_str(), size, modified));
-    EXPECT_EQ(0u, size);
-    EXPECT_TRUE(modified.IsValid());
-
-    size = 99;
-    EXPECT_FALSE(FileUtils::GetFileInfoCore((dir / "missing").c_str(), size, modified));
-    EXPECT_EQ(0u, size);
-    EXPECT_FALSE(modified.IsValid());
-}
-
 TEST(FileUtilsTest, WildcardsMatchRunsAndSingleCharacters)
 {
     const std::tuple<const char*, const char*, bool, bool> cases[] = {
@@ -136,17 +108,6 @@ TEST(FileUtilsTest, WildcardsMatchRunsAndSingleCharacters)
         EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
 }
 
-namespace
-{
-TextArray Specs(std::initializer_list<const char*> texts)
-{
-    TextArray list;
-    for (const char* t : texts)
-        list.Add(t);
-    return list;
-}
-}  // namespace
-
 TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
 {
     struct Case
@@ -159,38 +120,38 @@ TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
         bool match;
     } cases[] = {
         // An empty include list includes everything; exclusions still apply.
-        {"C:\\src\\a.cpp", true, Specs({}), Specs({}), true, true},
-        {"C:\\src\\obj\\", false, Specs({}), Specs({}), true, true},
-        {"C:\\src\\a.cpp", true, Specs({}), Specs({"*.cpp"}), true, false},
+        {"C:\\src\\a.cpp", true, Texts({}), Texts({}), true, true},
+        {"C:\\src\\obj\\", false, Texts({}), Texts({}), true, true},
+        {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), true, false},
         // patterns match the last component.
-        {"C:\\src\\a.cpp", true, Specs({"*.cpp"}), Specs({}), true, true},
-        {"C:\\src\\a.cpp", true, Specs({"*.h"}), Specs({}), true, false},
-        {"C:\\src\\A.CPP", true, Specs({"*.cpp"}), Specs({}), true, true},
-        {"C:\\src\\A.CPP", true, Specs({"*.cpp"}), Specs({}), false, false},
-        {"C:\\src.cpp\\a.txt", true, Specs({"*.cpp"}), Specs({}), true, false},
+        {"C:\\src\\a.cpp", true, Texts({"*.cpp"}), Texts({}), true, true},
+        {"C:\\src\\a.cpp", true, Texts({"*.h"}), Texts({}), true, false},
+        {"C:\\src\\A.CPP", true, Texts({"*.cpp"}), Texts({}), true, true},
+        {"C:\\src\\A.CPP", true, Texts({"*.cpp"}), Texts({}), false, false},
+        {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), Texts({}), true, false},
         // Lists inside one entry, blanks ignored, several entries.
-        {"C:\\src\\a.h", true, Specs({"*.cpp ; *.h"}), Specs({}), true, true},
-        {"C:\\src\\a.h", true, Specs({"*.cpp", "*.h"}), Specs({}), true, true},
-        {"C:\\src\\a_test.cpp", true, Specs({"*.cpp"}), Specs({"*_test.*;*.bak"}), true, false},
-        {"C:\\src\\a.cpp", true, Specs({";;"}), Specs({}), true, true},
+        {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), Texts({}), true, true},
+        {"C:\\src\\a.h", true, Texts({"*.cpp", "*.h"}), Texts({}), true, true},
+        {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*_test.*;*.bak"}), true, false},
+        {"C:\\src\\a.cpp", true, Texts({";;"}), Texts({}), true, true},
         // Directory patterns end in a separator and apply to directories only.
-        {"C:\\src\\obj\\", false, Specs({"obj\\"}), Specs({}), true, true},
-        {"C:\\src\\obj", false, Specs({"obj/"}), Specs({}), true, true},
-        {"C:\\src\\obj", true, Specs({"obj\\"}), Specs({}), true, false},
-        {"C:\\src\\obj\\", false, Specs({"*"}), Specs({}), true, false},
-        {"C:\\src\\obj\\", false, Specs({}), Specs({"o?j\\"}), true, false},
-        {"C:\\src\\obj.cpp\\", false, Specs({"*.cpp"}), Specs({}), true, false},
+        {"C:\\src\\obj\\", false, Texts({"obj\\"}), Texts({}), true, true},
+        {"C:\\src\\obj", false, Texts({"obj/"}), Texts({}), true, true},
+        {"C:\\src\\obj", true, Texts({"obj\\"}), Texts({}), true, false},
+        {"C:\\src\\obj\\", false, Texts({"*"}), Texts({}), true, false},
+        {"C:\\src\\obj\\", false, Texts({}), Texts({"o?j\\"}), true, false},
+        {"C:\\src\\obj.cpp\\", false, Texts({"*.cpp"}), Texts({}), true, false},
         // A pattern with a separator inside matches the whole path.
-        {"C:\\src\\obj\\x.o", true, Specs({"*\\obj\\*"}), Specs({}), true, true},
-        {"C:\\src\\lib\\x.o", true, Specs({"*\\obj\\*"}), Specs({}), true, false},
-        {"C:\\src\\deep\\obj\\", false, Specs({"C:\\src\\*\\"}), Specs({}), true, true},
-        {"c:/SRC/a.h", true, Specs({"C:\\src\\*.h"}), Specs({}), true, true},
+        {"C:\\src\\obj\\x.o", true, Texts({"*\\obj\\*"}), Texts({}), true, true},
+        {"C:\\src\\lib\\x.o", true, Texts({"*\\obj\\*"}), Texts({}), true, false},
+        {"C:\\src\\deep\\obj\\", false, Texts({"C:\\src\\*\\"}), Texts({}), true, true},
+        {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), Texts({}), true, true},
         // "*.*" is every name, with a dot or without.
-        {"C:\\src\\Makefile", true, Specs({"*.*"}), Specs({}), true, true},
-        {"C:\\src\\Makefile", true, Specs({"*."}), Specs({}), true, false},
+        {"C:\\src\\Makefile", true, Texts({"*.*"}), Texts({}), true, true},
+        {"C:\\src\\Makefile", true, Texts({"*."}), Texts({}), true, false},
         // Nothing matches an empty path.
-        {"", true, Specs({}), Specs({}), true, false},
-        {nullptr, false, Specs({}), Specs({}), true, false},
+        {"", true, Texts({}), Texts({}), true, false},
+        {nullptr, false, Texts({}), Texts({}), true, false},
     };
     for (const Case& c : cases)
         EXPECT_EQ(c.match, FileUtils::MatchFileSpec(c.path, c.isFile, c.include, c.exclude, c.ignoreCase))
@@ -198,7 +159,7 @@ TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
             << c.include.GetCopyAt(0).GetString() << " exclude " << c.exclude.GetCopyAt(0).GetString();
 }
 
-TEST(FileUtilsTest, PathsUpToTheLimitWorkAndLongerOnesAreRefused)
+TEST(FileUtilsTest, InfoAndPathsUpToTheLimitWorkAndLongerOnesAreRefused)
 {
     TempDir dir("fu");
     // Nest folders until a file name fills the path to exactly 259 characters.
@@ -212,10 +173,25 @@ TEST(FileUtilsTest, PathsUpToTheLimitWorkAndLongerOnesAreRefused)
     ASSERT_EQ(259u, longest.size());
     ASSERT_TRUE(WriteBytes(longest, "at the limit"));
     EXPECT_TRUE(FileUtils::DoesFileExist(longest.c_str()));
+    const SYSTEMTIME st = {2021, 7, 0, 14, 8, 9, 10, 500};
+    FILETIME ft;
+    SystemTimeToFileTime(&st, &ft);
+    HANDLE h = CreateFileA(longest.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, h);
+    ASSERT_TRUE(SetFileTime(h, nullptr, nullptr, &ft));
+    CloseHandle(h);
     unsigned long long size = 0;
     DateTime modified;
     EXPECT_TRUE(FileUtils::GetFileInfoCore(longest.c_str(), size, modified));
     EXPECT_EQ(12u, size);
+    EXPECT_EQ(CString("2021-07-14 08:09:10"), modified.Format());
+    ASSERT_TRUE(FileUtils::GetFileInfoCore(dir.Path().c_str(), size, modified));
+    EXPECT_EQ(0u, size);
+    EXPECT_TRUE(modified.IsValid());
+    size = 99;
+    EXPECT_FALSE(FileUtils::GetFileInfoCore((dir / "missing").c_str(), size, modified));
+    EXPECT_EQ(0u, size);
+    EXPECT_FALSE(modified.IsValid());
 
     const std::string tooLong = longest + "g";
     CString error;
@@ -234,7 +210,7 @@ TEST(FileUtilsTest, PathsUpToTheLimitWorkAndLongerOnesAreRefused)
     EXPECT_FALSE(FileUtils::DoesFileExist(huge.c_str()));
     EXPECT_FALSE(DirUtils::IsDir(huge.c_str(), true));
     EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(huge.c_str()));
-    EXPECT_TRUE(FileUtils::MatchFileSpec(huge.c_str(), true, Specs({"x*"}), TextArray(), true));
+    EXPECT_TRUE(FileUtils::MatchFileSpec(huge.c_str(), true, Texts({"x*"}), TextArray(), true));
 
     EXPECT_TRUE(FileUtils::DeleteFileA(longest.c_str(), error, false, false)) << error.GetString();
 }

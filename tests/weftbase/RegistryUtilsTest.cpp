@@ -1,5 +1,4 @@
-#include "support/TestSupport.h"
-#include "weftcore.h"
+#include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -46,14 +45,9 @@ protected:
     HKEY m_hKey = nullptr;
 };
 
-std::string Join(const TextArray& list)
-{
-    std::string all;
-    for (unsigned long long i = 0; i < list.GetCount(); ++i)
-        all += std::string(list.GetCopyAt(i)) + "|";
-    return all;
-}
 }  // namespace
+
+using weft::test::Join;
 
 TEST_F(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
 {

@@ -1,31 +1,15 @@
-#include "weftcore.h"
+#include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <tuple>
 
-namespace
-{
-TextArray Make(std::initializer_list<const char*> texts)
-{
-    TextArray list;
-    for (const char* t : texts)
-        list.Add(t);
-    return list;
-}
-
-std::string Join(const TextArray& list)
-{
-    std::string all;
-    for (unsigned long long i = 0; i < list.GetCount(); ++i)
-        all += std::string(list.GetCopyAt(i)) + "|";
-    return all;
-}
-}  // namespace
+using weft::test::Join;
+using weft::test::Texts;
 
 TEST(TextArrayTest, EditsKeepTheOrderAndIndicesOutOfRangeAreHarmless)
 {
-    TextArray list = Make({"b", "c"});
+    TextArray list = Texts({"b", "c"});
     EXPECT_EQ(2u, list.Add(""));
     EXPECT_EQ(0u, list.Insert(0, "a"));
     EXPECT_EQ(4u, list.Insert(99, "d"));  // past the end appends
@@ -44,7 +28,7 @@ TEST(TextArrayTest, EditsKeepTheOrderAndIndicesOutOfRangeAreHarmless)
 
 TEST(TextArrayTest, FindIsExactUnlessAskedToIgnoreCase)
 {
-    const TextArray list = Make({"C:\\Dir\\", "c:\\dir\\", "other"});
+    const TextArray list = Texts({"C:\\Dir\\", "c:\\dir\\", "other"});
     const std::tuple<const char*, bool, unsigned long long, bool> cases[] = {{"c:\\dir\\", false, 1, true},
                                                                              {"c:\\DIR\\", true, 0, true},
                                                                              {"c:\\DIR\\", false, 3, false},
@@ -62,9 +46,9 @@ TEST(TextArrayTest, FindIsExactUnlessAskedToIgnoreCase)
 
 TEST(TextArrayTest, CopiesAreIndependentAndAppendOfItselfDoubles)
 {
-    TextArray original = Make({"a", "b"});
+    TextArray original = Texts({"a", "b"});
     TextArray copy(original);
-    TextArray assigned = Make({"old"});
+    TextArray assigned = Texts({"old"});
     assigned = original;
     copy.Add("c");
     assigned.SetAt(0, "z");

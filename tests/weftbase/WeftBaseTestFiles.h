@@ -1,16 +1,34 @@
-// Helpers of the utility library's tests: a private temporary folder per test that is removed
-// with everything in it, whole-file reads and writes, and decoding in another process.
+// Helpers of the utility library's tests: text lists, a private temporary folder per test that is
+// removed with everything in it, whole-file reads and writes, and decoding in another process.
 #pragma once
 
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 namespace weft::test
 {
+inline TextArray Texts(std::initializer_list<std::string> texts)
+{
+    TextArray list;
+    for (const std::string& t : texts)
+        list.Add(t.c_str());
+    return list;
+}
+
+// The texts of a list, each followed by "|".
+inline std::string Join(const TextArray& list)
+{
+    std::string all;
+    for (unsigned long long i = 0; i < list.GetCount(); ++i)
+        all += std::string(list.GetCopyAt(i)) + "|";
+    return all;
+}
+
 class TempDir
 {
 public:

@@ -11,6 +11,7 @@
 using weft::test::Exists;
 using weft::test::ReadBytes;
 using weft::test::TempDir;
+using weft::test::Texts;
 using weft::test::WriteBytes;
 
 namespace
@@ -43,14 +44,6 @@ std::string Names(const std::string& path)
     for (const std::string& name : names)
         all += name + "|";
     return all;
-}
-
-TextArray List(std::initializer_list<std::string> paths)
-{
-    TextArray list;
-    for (const std::string& p : paths)
-        list.Add(p.c_str());
-    return list;
 }
 
 // Files other than the given ones in the folder: left-over temporary files show up here.
@@ -95,7 +88,7 @@ TEST(ZipArchiveTest, ListNamesAreRelativeToTheBaseFolderAndRepeatsAreNumbered)
     ASSERT_TRUE(WriteBytes(dir / "base\\x.txt", "2"));
     ASSERT_TRUE(WriteBytes(dir / "elsewhere\\x.txt", "3"));
     ASSERT_TRUE(WriteBytes(dir / "elsewhere\\X.TXT.bak", "4"));
-    const TextArray files = List({dir / "base\\sub\\x.txt", dir / "base\\x.txt", dir / "elsewhere\\x.txt",
+    const TextArray files = Texts({dir / "base\\sub\\x.txt", dir / "base\\x.txt", dir / "elsewhere\\x.txt",
                                   dir / "elsewhere\\x.txt", dir / "elsewhere\\X.TXT.bak"});
     const std::string output = dir / "list.zip";
     EXPECT_TRUE(FileUtils::CreateZipFile(output.c_str(), files, (dir / "base").c_str()));
@@ -123,7 +116,7 @@ TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndTheRestIsStillPacked)
     ASSERT_TRUE(WriteBytes(dir / "locked.txt", "locked"));
     HANDLE lock = CreateFileA((dir / "locked.txt").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(INVALID_HANDLE_VALUE, lock);
-    const TextArray files = List({dir / "missing.txt", dir / "locked.txt", dir / "good.txt"});
+    const TextArray files = Texts({dir / "missing.txt", dir / "locked.txt", dir / "good.txt"});
     const std::string output = dir / "partial.zip";
     EXPECT_FALSE(FileUtils::CreateZipFile(output.c_str(), files, ""));
     EXPECT_EQ("good.txt|", Names(output));
