@@ -34,7 +34,7 @@ std::string Line(const std::string& tag, int i)
 }
 }  // namespace
 
-TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFile)
+TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFileAfterAnOptionalStamp)
 {
     TempDir dir("log");
     const std::string path = dir / "app.log";
@@ -51,17 +51,14 @@ TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFile)
     AppLogger again(path.c_str());
     again.AddLine("later");
     EXPECT_EQ("existing\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n\r\nlater\r\n", ReadBytes(path));
-}
 
-TEST(AppLoggerTest, TimeStampsGoInFrontInUtc)
-{
-    TempDir dir("log");
-    const std::string path = dir / "stamped.log";
-    AppLogger log(path.c_str(), true);
+    // Time stamps go in front, in UTC.
+    const std::string stamped = dir / "stamped.log";
+    AppLogger log(stamped.c_str(), true);
     SYSTEMTIME now;
     GetSystemTime(&now);
     ASSERT_TRUE(log.AddLine("hello"));
-    const std::string line = ReadBytes(path);
+    const std::string line = ReadBytes(stamped);
     ASSERT_EQ(24u + 5 + 2, line.size()) << line;
     EXPECT_EQ(0u, line.find(std::to_string(now.wYear) + "-"));
     EXPECT_EQ(' ', line[23]);

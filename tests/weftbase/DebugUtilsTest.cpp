@@ -50,8 +50,15 @@ std::string Expected(const std::source_location& at, const std::string& tail)
 }
 }  // namespace
 
-TEST(DebugUtilsTest, EachFormWritesOneLineWithTheCallersPlace)
+TEST(DebugUtilsTest, EachFormWritesItsPlaceAndKeepsTheLastError)
 {
+    SetLastError(ERROR_ALREADY_EXISTS);
+    DebugUtils::Trace("x");
+    DebugUtils::Trace(static_cast<const char*>(nullptr));
+    DebugUtils::Trace(1, nullptr);
+    DebugUtils::Trace(nullptr, nullptr);
+    EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
+
     DebugOutput output;
     const std::source_location here = std::source_location::current();
     DebugUtils::Trace(here);
@@ -69,15 +76,5 @@ TEST(DebugUtilsTest, EachFormWritesOneLineWithTheCallersPlace)
     EXPECT_EQ(Expected(here, ": dwSignaled = 4294967295"), lines[2]);
     EXPECT_EQ(Expected(here, ": C:\\: MSG_DCT_DRIVEADDED"), lines[3]);
     EXPECT_NE(std::string::npos, lines[4].find("DebugUtilsTest.cpp(" + std::to_string(line) + "): ")) << lines[4];
-    EXPECT_NE(std::string::npos, lines[4].find("EachFormWritesOneLineWithTheCallersPlace")) << lines[4];
-}
-
-TEST(DebugUtilsTest, TracingKeepsTheLastErrorAndTakesNullTexts)
-{
-    SetLastError(ERROR_ALREADY_EXISTS);
-    DebugUtils::Trace("x");
-    DebugUtils::Trace(static_cast<const char*>(nullptr));
-    DebugUtils::Trace(1, nullptr);
-    DebugUtils::Trace(nullptr, nullptr);
-    EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
+    EXPECT_NE(std::string::npos, lines[4].find("EachFormWritesItsPlaceAndKeepsTheLastError")) << lines[4];
 }

@@ -19,16 +19,12 @@ CString Localised(const char* text)
 }
 }  // namespace
 
-TEST(NumberTextConvTest, LocaleSettingsAreThoseOfTheUsersLocale)
+TEST(NumberTextConvTest, BytesGetTheLargestUnitWithThreeDigitsCutNotRoundedInTheUsersLocale)
 {
     char digits[8] = {};
     ASSERT_GT(GetLocaleInfoA(LOCALE_USER_DEFAULT, LOCALE_IDIGITS, digits, sizeof digits), 0);
     EXPECT_EQ(static_cast<unsigned>(atoi(digits)), LocaleUtils::GetNumberFractionalDigits());
     EXPECT_FALSE(LocaleUtils::GetDecimalSeparator().IsEmpty());
-}
-
-TEST(NumberTextConvTest, BytesGetTheLargestUnitWithThreeDigitsCutNotRounded)
-{
     const std::pair<unsigned long long, const char*> cases[] = {
         {0, "0 bytes"}, {1, "1 byte"}, {1023, "1023 bytes"}, {1024, "1.00 KB"}, {1535, "1.49 KB"}, {1536, "1.50 KB"},
         {10 * 1024 - 1, "9.99 KB"}, {10 * 1024, "10.0 KB"}, {100 * 1024, "100 KB"}, {1024 * 1024 - 1, "1023 KB"},

@@ -18,7 +18,7 @@ HANDLE NewEvent()
 }
 }  // namespace
 
-TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldButNeverAnInvalidOne)
+TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastErrorButNeverAnInvalidOne)
 {
     HANDLE first = NewEvent();
     HANDLE second = NewEvent();
@@ -26,28 +26,20 @@ TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldButNeverAnInvali
         SmartHANDLE h(first);
         h = first;  // the same handle again stays open
         EXPECT_TRUE(IsOpen(first));
+        SetLastError(ERROR_ALREADY_EXISTS);
         h = second;
+        EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
         EXPECT_FALSE(IsOpen(first));
         EXPECT_EQ(second, static_cast<HANDLE>(h));
+        SetLastError(ERROR_FILE_NOT_FOUND);
     }
+    EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), GetLastError());
     EXPECT_FALSE(IsOpen(second));
     SmartHANDLE invalid(INVALID_HANDLE_VALUE);
     EXPECT_FALSE(invalid.IsValid());
     invalid = nullptr;
     invalid.Close();
     EXPECT_EQ(nullptr, invalid.m_hHandle);
-}
-
-TEST(SmartHANDLETest, StoringAndClosingKeepTheLastError)
-{
-    SmartHANDLE h(NewEvent());
-    HANDLE next = NewEvent();
-    SetLastError(ERROR_ALREADY_EXISTS);
-    h = next;
-    EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    h.Close();
-    EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), GetLastError());
 }
 
 TEST(SmartHANDLETest, MoveHandsTheHandleOnAndDetachGivesItUp)

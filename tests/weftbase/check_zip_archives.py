@@ -55,7 +55,7 @@ def tree_entries(root):
     return entries
 
 
-def check_entry(archive, info, disk_path):
+def check_entry(archive, z, info, disk_path):
     name = info.filename
     st = os.stat(disk_path)
     if info.date_time != dos_time(st.st_mtime):
@@ -69,7 +69,7 @@ def check_entry(archive, info, disk_path):
         return
     with open(disk_path, "rb") as f:
         expected = f.read()
-    with zipfile.ZipFile(archive).open(info) as f:
+    with z.open(info) as f:
         got = f.read()
     if got != expected:
         fail("%s: %s differs from %s" % (archive, name, disk_path))
@@ -94,7 +94,7 @@ def check_archive(archive, expected):
                 fail("%s: names %s, expected %s" % (archive, sorted(names), sorted(expected)))
             for info in z.infolist():
                 if info.filename in expected:
-                    check_entry(archive, info, expected[info.filename])
+                    check_entry(archive, z, info, expected[info.filename])
     except (zipfile.BadZipFile, zlib.error, OSError, KeyError) as e:
         fail("%s: zipfile cannot read it: %s" % (archive, e))
 
