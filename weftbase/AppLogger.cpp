@@ -2,8 +2,31 @@
 
 AppLogger* AppLogger::m_pInstance = nullptr;
 
+namespace
+{
+// A mutex that every process appending to the file shares, named after the file's full path
+// without regard to case. The append-only handle alone does not keep the lines of two processes
+// apart everywhere: under Wine, writes of two processes can land on the same end of the file.
+HANDLE OpenWriteMutex(const CString& path)
+{
+    char full[4 * MAX_PATH] = {};
+    const DWORD n = ::GetFullPathNameA(path, sizeof full, full, nullptr);
+    const char* name = n > 0 && n < sizeof full ? full : path.GetString();
+    unsigned long long hash = 14695981039346656037ull;  // FNV-1a
+    for (const char* p = name; *p; ++p)
+    {
+        const char c = *p == '/' ? '\\' : (*p >= 'a' && *p <= 'z') ? static_cast<char>(*p - 'a' + 'A') : *p;
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+    }
+    CString mutexName;
+    mutexName.Format("weft.AppLogger.%016llx", hash);
+    return ::CreateMutexA(nullptr, FALSE, mutexName);
+}
+}  // namespace
+
 AppLogger::AppLogger(const char* path, bool timeStamps)
-    : m_hFile(INVALID_HANDLE_VALUE), m_bTimeStamps(timeStamps), m_status(0), m_strPath(path)
+    : m_hFile(INVALID_HANDLE_VALUE), m_hWriteMutex(nullptr), m_bTimeStamps(timeStamps), m_status(0),
+      m_strPath(path)
 {
     ::InitializeCriticalSection(&m_lock);
     if (m_strPath.IsEmpty())
@@ -19,6 +42,8 @@ AppLogger::AppLogger(const char* path, bool timeStamps)
                             FILE_ATTRIBUTE_NORMAL, nullptr);
     if (m_hFile == INVALID_HANDLE_VALUE)
         m_status = ::GetLastError();
+    else
+        m_hWriteMutex = OpenWriteMutex(m_strPath);
     ::SetLastError(saved);
 }
 
@@ -26,6 +51,8 @@ AppLogger::~AppLogger()
 {
     if (m_hFile != INVALID_HANDLE_VALUE)
         ::CloseHandle(m_hFile);
+    if (m_hWriteMutex)
+        ::CloseHandle(m_hWriteMutex);
     ::DeleteCriticalSection(&m_lock);
 }
 
@@ -46,9 +73,13 @@ bool AppLogger::AddLine(const char* text)
     const DWORD saved = ::GetLastError();
     DWORD written = 0;
     ::EnterCriticalSection(&m_lock);
+    // An abandoned mutex is owned all the same: the process that left it wrote whole lines.
+    const DWORD waited = m_hWriteMutex ? ::WaitForSingleObject(m_hWriteMutex, INFINITE) : WAIT_FAILED;
     const BOOL ok = ::WriteFile(m_hFile, line.GetString(), static_cast<DWORD>(line.GetLength()), &written, nullptr);
     if (!ok)
         m_status = ::GetLastError();
+    if (waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED)
+        ::ReleaseMutex(m_hWriteMutex);
     ::LeaveCriticalSection(&m_lock);
     ::SetLastError(saved);
     return ok && written == static_cast<DWORD>(line.GetLength());

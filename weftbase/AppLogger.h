@@ -41,6 +41,7 @@ public:
 private:
     CRITICAL_SECTION m_lock;
     HANDLE m_hFile;
+    HANDLE m_hWriteMutex;  // shared by every process that appends to the file
     bool m_bTimeStamps;
     unsigned long m_status;
     CString m_strPath;

@@ -2,7 +2,7 @@
 // another process, and the sample archives that a native reader checks.
 #include "child/ChildCommands.h"
 
-#include "weftcore.h"
+#include "weftbase/WeftBaseTestFiles.h"
 
 #include <winioctl.h>
 
@@ -10,20 +10,11 @@
 #include <cstdlib>
 #include <string>
 
+using weft::test::Texts;
+using weft::test::WriteBytes;
+
 namespace
 {
-bool WriteFileBytes(const std::string& path, const std::string& bytes)
-{
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
-    DWORD written = 0;
-    const bool ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-                    written == bytes.size();
-    CloseHandle(file);
-    return ok;
-}
-
 // Deterministic bytes that deflate cannot shrink.
 std::string NoiseBytes(size_t n)
 {
@@ -50,13 +41,16 @@ std::string NonAsciiName()
     return n > 0 && !defaulted ? std::string(buffer) : std::string();
 }
 
-// Takes "<name>.alive" for the rest of the process's life, so that the parent can wait for the
-// end of a child it did not start itself: the mutex is abandoned when the process exits.
-void HoldAliveMutex(const std::string& name)
+// The folder given as the only argument, emptied of what an earlier run left there, with a
+// trailing backslash; empty if it cannot be made.
+std::string FreshDir(const std::vector<std::string>& args)
 {
-    HANDLE alive = CreateMutexA(nullptr, FALSE, (name + ".alive").c_str());
-    if (alive)
-        WaitForSingleObject(alive, 0);
+    std::string dir = args[0];
+    if (dir.back() != '\\')
+        dir += '\\';
+    if (DirUtils::DoesDirExist(dir.c_str()))
+        DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
+    return DirUtils::CreateDirectoryPath(dir.c_str()) ? dir : std::string();
 }
 
 bool Report(FILE* manifest, const char* archive, bool result)
@@ -66,34 +60,28 @@ bool Report(FILE* manifest, const char* archive, bool result)
 }
 }  // namespace
 
-// Sets a named event that the parent created; for launch tests. Exit code 0, or 1 if it could not.
+// Sets the named event that the parent created, if the current directory is the one given (when
+// given; compared without case), and takes "<name>.alive" for the rest of its life, so that the
+// parent can wait for the end of a child it did not start itself. For launch tests: exit code 0,
+// 1 if the event could not be set, 2 if the directory differs.
 WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
 {
-    if (args.size() != 1)
+    if (args.empty() || args.size() > 2)
         return 250;
-    HoldAliveMutex(args[0]);
+    if (args.size() == 2)
+    {
+        char dir[MAX_PATH + 1] = {};
+        GetCurrentDirectoryA(MAX_PATH, dir);
+        CString have(dir), want(args[1].c_str());
+        DirUtils::EnsureTrailingBackslash(have);
+        DirUtils::EnsureTrailingBackslash(want);
+        if (have.CompareNoCase(want) != 0)
+            return 2;
+    }
+    HANDLE alive = CreateMutexA(nullptr, FALSE, (args[0] + ".alive").c_str());
+    if (alive)
+        WaitForSingleObject(alive, 0);
     HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, args[0].c_str());
-    if (!event)
-        return 1;
-    SetEvent(event);
-    CloseHandle(event);
-    return 0;
-}
-
-// Sets the named event only if the current directory is the one given (compared without case).
-WEFT_CHILD_COMMAND(SetEventInDir, "set-event-in-dir")
-{
-    if (args.size() != 2)
-        return 250;
-    char dir[MAX_PATH + 1] = {};
-    GetCurrentDirectoryA(MAX_PATH, dir);
-    CString have(dir), want(args[0].c_str());
-    DirUtils::EnsureTrailingBackslash(have);
-    DirUtils::EnsureTrailingBackslash(want);
-    if (have.CompareNoCase(want) != 0)
-        return 2;
-    HoldAliveMutex(args[1]);
-    HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, args[1].c_str());
     if (!event)
         return 1;
     SetEvent(event);
@@ -136,36 +124,30 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
 {
     if (args.size() != 1)
         return 250;
-    std::string dir = args[0];
-    if (dir.back() != '\\')
-        dir += '\\';
-    // What an earlier run left there goes first.
-    if (DirUtils::DoesDirExist(dir.c_str()))
-        DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
+    const std::string dir = FreshDir(args);
     const std::string src = dir + "src\\";
     const std::string other = dir + "other\\";
     const std::string emptySrc = dir + "emptysrc\\";
     for (const std::string& d :
          {src, src + "empty dir\\", src + "with space\\", src + "sub\\deeper\\", other, emptySrc})
-        if (!DirUtils::CreateDirectoryPath(d.c_str()))
+        if (dir.empty() || !DirUtils::CreateDirectoryPath(d.c_str()))
             return 3;
     std::string text;
     for (int i = 0; i < 2000; ++i)
         text += "Line " + std::to_string(i) + ": the quick brown fox jumps over the lazy dog.\r\n";
-    bool ok = WriteFileBytes(src + "plain.txt", text) && WriteFileBytes(src + "random.bin", NoiseBytes(65536)) &&
-              WriteFileBytes(src + "empty.txt", "") &&
-              WriteFileBytes(src + "with space\\name with spaces.txt", "spaces in the name\r\n") &&
-              WriteFileBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
-              WriteFileBytes(other + "plain.txt", "the other plain.txt\r\n");
+    bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
+              WriteBytes(src + "empty.txt", "") &&
+              WriteBytes(src + "with space\\name with spaces.txt", "spaces in the name\r\n") &&
+              WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
+              WriteBytes(other + "plain.txt", "the other plain.txt\r\n");
     // Past one read chunk: streamed through deflate, and for the noise rewritten as stored.
     std::string large;
     while (large.size() < (3u << 20))
         large += text;
-    ok = ok && WriteFileBytes(src + "large text.txt", large) &&
-         WriteFileBytes(src + "large noise.bin", NoiseBytes(3u << 20));
+    ok = ok && WriteBytes(src + "large text.txt", large) && WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20));
     const std::string accented = NonAsciiName();
     if (!accented.empty())
-        ok = ok && WriteFileBytes(src + accented, "accented name\r\n");
+        ok = ok && WriteBytes(src + accented, "accented name\r\n");
     if (!ok)
         return 4;
 
@@ -177,11 +159,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     expected &= Report(manifest, "tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), ""));
     expected &= Report(manifest, "rooted.zip",
                        DirUtils::CreateZipFile((dir + "rooted.zip").c_str(), src.c_str(), "root folder"));
-    TextArray list;
-    list.Add((src + "plain.txt").c_str());
-    list.Add((src + "sub").c_str());
-    list.Add((other + "plain.txt").c_str());
-    list.Add((src + "with space\\name with spaces.txt").c_str());
+    const TextArray list =
+        Texts({src + "plain.txt", src + "sub", other + "plain.txt", src + "with space\\name with spaces.txt"});
     expected &= Report(manifest, "list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
     expected &= Report(manifest, "empty.zip",
                        DirUtils::CreateZipFile((dir + "empty.zip").c_str(), emptySrc.c_str(), ""));
@@ -202,13 +181,8 @@ WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
 {
     if (args.size() != 1)
         return 250;
-    std::string dir = args[0];
-    if (dir.back() != '\\')
-        dir += '\\';
-    // What an earlier run left there goes first.
-    if (DirUtils::DoesDirExist(dir.c_str()))
-        DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
-    if (!DirUtils::CreateDirectoryPath(dir.c_str()))
+    const std::string dir = FreshDir(args);
+    if (dir.empty())
         return 3;
     FILE* status = std::fopen((dir + "status.txt").c_str(), "w");
     if (!status)
@@ -245,13 +219,10 @@ WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
     end.QuadPart = static_cast<LONGLONG>(size);
     ok = ok && SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file);
     CloseHandle(file);
-    ok = ok && WriteFileBytes(dir + "small.txt", "a small file after the big one\r\n");
+    ok = ok && WriteBytes(dir + "small.txt", "a small file after the big one\r\n");
     if (!ok)
         return 4;
-    TextArray list;
-    list.Add(huge.c_str());
-    list.Add((dir + "small.txt").c_str());
-    const bool result = FileUtils::CreateZipFile((dir + "big.zip").c_str(), list, "");
+    const bool result = FileUtils::CreateZipFile((dir + "big.zip").c_str(), Texts({huge, dir + "small.txt"}), "");
     std::fprintf(status, "done %d\n", result ? 1 : 0);
     std::fclose(status);
     return result ? 0 : 6;

@@ -1,8 +1,6 @@
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
-#include "module/TextConstants.h"
-
 #include <afxdllx.h>
 
 #include <gtest/gtest.h>
@@ -47,13 +45,11 @@ int LinksOf(HMODULE module)
 }
 }  // namespace
 
-TEST(ModuleFrameTest, TheFourMessagesAreRegisteredAndDistinct)
+TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsStringAndAllFourDiffer)
 {
     for (const Registered& a : Messages)
     {
-        // Registered message numbers lie in 0xC000 to 0xFFFF.
-        EXPECT_GE(*a.member, 0xC000u) << a.text;
-        EXPECT_LE(*a.member, 0xFFFFu) << a.text;
+        EXPECT_EQ(RegisterWindowMessageA(a.text), *a.member) << a.text;
         for (const Registered& b : Messages)
         {
             if (&a != &b)
@@ -64,13 +60,7 @@ TEST(ModuleFrameTest, TheFourMessagesAreRegisteredAndDistinct)
     }
 }
 
-TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsString)
-{
-    for (const Registered& m : Messages)
-        EXPECT_EQ(RegisterWindowMessageA(m.text), *m.member) << m.text;
-}
-
-TEST(ModuleFrameTest, AnotherProcessThatLoadsTheLibraryReadsTheSameNumbers)
+TEST(ModuleFrameTest, OtherProcessesWithTheLibraryOrWithoutGetTheSameNumbers)
 {
     std::vector<std::string> args = {"module-messages"};
     for (const Registered& m : Messages)
@@ -80,10 +70,8 @@ TEST(ModuleFrameTest, AnotherProcessThatLoadsTheLibraryReadsTheSameNumbers)
     ASSERT_TRUE(second.Started());
     EXPECT_EQ(0, first.WaitExit(weft::test::MustHappenMs()));
     EXPECT_EQ(0, second.WaitExit(weft::test::MustHappenMs()));
-}
 
-TEST(ModuleFrameTest, AProcessWithoutTheLibraryGetsTheSameNumberForEachString)
-{
+    // A program that does not load the library registers each string itself.
     const std::string exe = weft::test::ExeDir() + "weft_plainchild.exe";
     for (const Registered& m : Messages)
     {
@@ -101,13 +89,6 @@ TEST(ModuleFrameTest, AProcessWithoutTheLibraryGetsTheSameNumberForEachString)
         CloseHandle(pi.hProcess);
         EXPECT_EQ(0u, code) << m.text << " (1: another number, 2: the library was loaded)";
     }
-}
-
-TEST(ModuleFrameTest, TheLoadedModuleStandsOnceInTheFrameworkChain)
-{
-    HMODULE module = GetModuleHandleA("weftcore.dll");
-    ASSERT_NE(nullptr, module);
-    EXPECT_EQ(1, LinksOf(module));
 }
 
 namespace
@@ -142,6 +123,7 @@ TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
 {
     // A copy under another name is a module of its own: its entry and static objects run at
     // load and unload here, while the library it was copied from stays loaded.
+    ASSERT_EQ(1, LinksOf(GetModuleHandleA("weftcore.dll")));
     ModuleCopy copy;
     ASSERT_TRUE(copy.copied);
     copy.module = LoadLibraryA(copy.path.c_str());
@@ -164,10 +146,4 @@ TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
     EXPECT_EQ(nullptr, GetModuleHandleA(copy.path.c_str()));
     EXPECT_EQ(0, LinksOf(module));
     EXPECT_EQ(1, LinksOf(GetModuleHandleA("weftcore.dll")));
-}
-
-TEST(ModuleFrameTest, TextConstantsAreTheMaskAndTheEmptyText)
-{
-    EXPECT_EQ(CString("*.*"), TextConstants::AllFilesMask);
-    EXPECT_TRUE(TextConstants::EmptyText.IsEmpty());
 }

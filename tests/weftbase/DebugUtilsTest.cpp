@@ -2,32 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
 namespace
 {
-// The debugger output of this process, caught where OutputDebugStringA raises it, before the
+// The debugger output of this thread, caught where OutputDebugStringA raises it, before the
 // system looks for a debugger.
 class DebugOutput
 {
 public:
-    DebugOutput()
-    {
-        s_self = this;
-        m_handler = AddVectoredExceptionHandler(1, &DebugOutput::Handler);
-    }
+    DebugOutput() : m_handler(AddVectoredExceptionHandler(1, &DebugOutput::Handler)) { s_self = this; }
     ~DebugOutput()
     {
         RemoveVectoredExceptionHandler(m_handler);
         s_self = nullptr;
     }
-    std::vector<std::string> Lines()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_lines;
-    }
+    std::vector<std::string> m_lines;
 
 private:
     static LONG CALLBACK Handler(EXCEPTION_POINTERS* info)
@@ -40,20 +31,16 @@ private:
             text = reinterpret_cast<const char*>(r->ExceptionInformation[1]);
         else if (r->ExceptionCode == 0x4001000A && r->NumberParameters >= 4)
             text = reinterpret_cast<const char*>(r->ExceptionInformation[3]);
-        if (text && s_self && GetCurrentThreadId() == s_self->m_threadId)
-        {
-            std::lock_guard<std::mutex> lock(s_self->m_mutex);
-            if (r->ExceptionCode == 0x40010006 || s_self->m_lines.empty() || s_self->m_lines.back() != text)
-                s_self->m_lines.emplace_back(text);
-        }
+        // Only this thread's lines: no other thread touches the list.
+        if (text && s_self && GetCurrentThreadId() == s_self->m_threadId &&
+            (r->ExceptionCode == 0x40010006 || s_self->m_lines.empty() || s_self->m_lines.back() != text))
+            s_self->m_lines.emplace_back(text);
         return EXCEPTION_CONTINUE_SEARCH;
     }
 
     static inline DebugOutput* s_self = nullptr;
-    void* m_handler = nullptr;
+    void* m_handler;
     DWORD m_threadId = GetCurrentThreadId();
-    std::mutex m_mutex;
-    std::vector<std::string> m_lines;
 };
 
 std::string Expected(const std::source_location& at, const std::string& tail)
@@ -63,38 +50,7 @@ std::string Expected(const std::source_location& at, const std::string& tail)
 }
 }  // namespace
 
-TEST(DebugUtilsTest, EachFormWritesOneLineWithTheCallersPlace)
-{
-    DebugOutput output;
-    const std::source_location here = std::source_location::current();
-    DebugUtils::Trace(here);
-    DebugUtils::Trace("WAIT_ABANDONED_0", here);
-    DebugUtils::Trace(4294967295ull, "dwSignaled", here);
-    DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
-    const std::vector<std::string> lines = output.Lines();
-    if (lines.empty())
-        GTEST_SKIP() << "this system does not raise debugger output as an exception";
-    ASSERT_EQ(4u, lines.size());
-    EXPECT_EQ(Expected(here, ""), lines[0]);
-    EXPECT_EQ(Expected(here, ": WAIT_ABANDONED_0"), lines[1]);
-    EXPECT_EQ(Expected(here, ": dwSignaled = 4294967295"), lines[2]);
-    EXPECT_EQ(Expected(here, ": C:\\: MSG_DCT_DRIVEADDED"), lines[3]);
-}
-
-TEST(DebugUtilsTest, TheDefaultPlaceIsTheCallersLine)
-{
-    DebugOutput output;
-    const unsigned line = __LINE__ + 1;
-    DebugUtils::Trace("here");
-    const std::vector<std::string> lines = output.Lines();
-    if (lines.empty())
-        GTEST_SKIP() << "this system does not raise debugger output as an exception";
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_NE(std::string::npos, lines[0].find("DebugUtilsTest.cpp(" + std::to_string(line) + "): ")) << lines[0];
-    EXPECT_NE(std::string::npos, lines[0].find("TheDefaultPlaceIsTheCallersLine")) << lines[0];
-}
-
-TEST(DebugUtilsTest, TracingKeepsTheLastErrorAndTakesNullTexts)
+TEST(DebugUtilsTest, EachFormWritesItsPlaceAndKeepsTheLastError)
 {
     SetLastError(ERROR_ALREADY_EXISTS);
     DebugUtils::Trace("x");
@@ -102,4 +58,23 @@ TEST(DebugUtilsTest, TracingKeepsTheLastErrorAndTakesNullTexts)
     DebugUtils::Trace(1, nullptr);
     DebugUtils::Trace(nullptr, nullptr);
     EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
+
+    DebugOutput output;
+    const std::source_location here = std::source_location::current();
+    DebugUtils::Trace(here);
+    DebugUtils::Trace("WAIT_ABANDONED_0", here);
+    DebugUtils::Trace(4294967295ull, "dwSignaled", here);
+    DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
+    const unsigned line = __LINE__ + 1;
+    DebugUtils::Trace("here");  // the default place is the caller's line
+    const std::vector<std::string>& lines = output.m_lines;
+    if (lines.empty())
+        GTEST_SKIP() << "this system does not raise debugger output as an exception";
+    ASSERT_EQ(5u, lines.size());
+    EXPECT_EQ(Expected(here, ""), lines[0]);
+    EXPECT_EQ(Expected(here, ": WAIT_ABANDONED_0"), lines[1]);
+    EXPECT_EQ(Expected(here, ": dwSignaled = 4294967295"), lines[2]);
+    EXPECT_EQ(Expected(here, ": C:\\: MSG_DCT_DRIVEADDED"), lines[3]);
+    EXPECT_NE(std::string::npos, lines[4].find("DebugUtilsTest.cpp(" + std::to_string(line) + "): ")) << lines[4];
+    EXPECT_NE(std::string::npos, lines[4].find("EachFormWritesItsPlaceAndKeepsTheLastError")) << lines[4];
 }

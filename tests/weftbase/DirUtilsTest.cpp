@@ -8,94 +8,61 @@ using weft::test::WriteBytes;
 
 TEST(DirUtilsTest, FormOnlyLooksAtTheTextAlone)
 {
-    struct Case
-    {
-        const char* path;
-        bool form;
-    } cases[] = {
+    const std::pair<const char*, bool> cases[] = {
         {"C:\\", true},          {"C:\\no\\such\\dir\\", true}, {"relative\\dir", true}, {"\\\\srv\\share\\", true},
         {"\\\\?\\C:\\x", true},  {"C:", true},                  {"d:/unix/style/", true}, {"", false},
         {"   ", false},          {nullptr, false},              {"C:\\a*b", false},      {"C:\\a?b", false},
         {"C:\\a|b", false},      {"C:\\a<b", false},            {"C:\\a>b", false},      {"C:\\a\"b", false},
         {"C:\\a:b", false},      {"1:\\x", false},              {"C:\\a\tb", false},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(c.form, DirUtils::IsDir(c.path, true)) << (c.path ? c.path : "(null)");
+    for (const auto& [path, form] : cases)
+        EXPECT_EQ(form, DirUtils::IsDir(path, true)) << (path ? path : "(null)");
     EXPECT_TRUE(DirUtils::IsDir(std::string(248, 'a').c_str(), true));
     EXPECT_FALSE(DirUtils::IsDir(std::string(249, 'a').c_str(), true));
 }
 
-TEST(DirUtilsTest, ExistenceTellsDirectoriesFromFiles)
+TEST(DirUtilsTest, TrailingBackslashParentAndFolderOfAPath)
+{
+    const char* trailing[][2] = {{"C:\\a", "C:\\a\\"},  {"C:\\a\\", "C:\\a\\"}, {"C:\\a\\\\\\", "C:\\a\\"},
+                                 {"C:\\a/", "C:\\a\\"}, {"C:", "C:\\"},         {"", ""},
+                                 {"\\", "\\"},          {"\\\\", "\\\\"}};
+    for (const auto& c : trailing)
+    {
+        CString path(c[0]);
+        DirUtils::EnsureTrailingBackslash(path);
+        EXPECT_EQ(CString(c[1]), path) << c[0];
+    }
+    const char* parts[][3] = {
+        {"C:\\a\\b.txt", "C:\\a\\", "C:\\a\\"}, {"C:\\a\\b\\", "C:\\a\\", "C:\\a\\b\\"}, {"C:\\b.txt", "C:\\", "C:\\"},
+        {"C:\\", "", "C:\\"}, {"b.txt", "", ""}, {"C:b.txt", "C:", "C:"}, {"a/b/c", "a/b/", "a/b/"},
+        {"\\\\srv\\share\\x.txt", "\\\\srv\\share\\", "\\\\srv\\share\\"}, {"", "", ""},
+    };
+    for (const auto& c : parts)
+    {
+        EXPECT_EQ(CString(c[1]), DirUtils::ParseParentDir(c[0])) << c[0];
+        EXPECT_EQ(CString(c[2]), DirUtils::ParsePathFromFile(c[0])) << c[0];
+    }
+}
+
+TEST(DirUtilsTest, CreateDirectoryPathMakesEveryLevelAndExistenceTellsFoldersFromFiles)
 {
     TempDir dir("du");
-    ASSERT_TRUE(WriteBytes(dir / "f.txt", "x"));
-    std::string noSlash = dir.Path();
-    noSlash.pop_back();
-    for (const std::string& d : {dir.Path(), noSlash})
+    const std::string deep = dir / "a\\b\\c";
+    EXPECT_TRUE(DirUtils::CreateDirectoryPath(deep.c_str()));
+    EXPECT_TRUE(DirUtils::CreateDirectoryPath((deep + "\\").c_str()));
+    for (const std::string& d : {deep, deep + "\\"})
     {
         EXPECT_TRUE(DirUtils::DoesDirExist(d.c_str())) << d;
         EXPECT_TRUE(DirUtils::IsDir(d.c_str(), false)) << d;
     }
-    EXPECT_FALSE(DirUtils::DoesDirExist((dir / "f.txt").c_str()));
-    EXPECT_FALSE(DirUtils::IsDir((dir / "f.txt").c_str(), false));
+    ASSERT_TRUE(WriteBytes(dir / "file", "x"));
+    EXPECT_FALSE(DirUtils::DoesDirExist((dir / "file").c_str()));
+    EXPECT_FALSE(DirUtils::IsDir((dir / "file").c_str(), false));
+    EXPECT_FALSE(DirUtils::CreateDirectoryPath((dir / "file\\sub").c_str()));
+    EXPECT_FALSE(DirUtils::CreateDirectoryPath("C:\\bad|name"));
     EXPECT_FALSE(DirUtils::DoesDirExist((dir / "none").c_str()));
     EXPECT_TRUE(DirUtils::DoesDirExist("C:\\"));
     EXPECT_FALSE(DirUtils::DoesDirExist(nullptr));
-}
-
-TEST(DirUtilsTest, TrailingBackslashIsExactlyOne)
-{
-    struct Case
-    {
-        const char* in;
-        const char* out;
-    } cases[] = {
-        {"C:\\a", "C:\\a\\"}, {"C:\\a\\", "C:\\a\\"}, {"C:\\a\\\\\\", "C:\\a\\"}, {"C:\\a/", "C:\\a\\"},
-        {"C:", "C:\\"},       {"", ""},              {"\\", "\\"},              {"\\\\", "\\\\"},
-    };
-    for (const Case& c : cases)
-    {
-        CString path(c.in);
-        DirUtils::EnsureTrailingBackslash(path);
-        EXPECT_EQ(CString(c.out), path) << c.in;
-    }
-}
-
-TEST(DirUtilsTest, ParentAndFolderOfAPath)
-{
-    struct Case
-    {
-        const char* path;
-        const char* parent;
-        const char* folder;
-    } cases[] = {
-        {"C:\\a\\b.txt", "C:\\a\\", "C:\\a\\"},
-        {"C:\\a\\b\\", "C:\\a\\", "C:\\a\\b\\"},
-        {"C:\\b.txt", "C:\\", "C:\\"},
-        {"C:\\", "", "C:\\"},
-        {"b.txt", "", ""},
-        {"C:b.txt", "C:", "C:"},
-        {"a/b/c", "a/b/", "a/b/"},
-        {"\\\\srv\\share\\x.txt", "\\\\srv\\share\\", "\\\\srv\\share\\"},
-        {"", "", ""},
-    };
-    for (const Case& c : cases)
-    {
-        EXPECT_EQ(CString(c.parent), DirUtils::ParseParentDir(c.path)) << c.path;
-        EXPECT_EQ(CString(c.folder), DirUtils::ParsePathFromFile(c.path)) << c.path;
-    }
-}
-
-TEST(DirUtilsTest, CreateDirectoryPathMakesEveryMissingLevel)
-{
-    TempDir dir("du");
-    const std::string deep = dir / "a\\b\\c\\";
-    EXPECT_TRUE(DirUtils::CreateDirectoryPath(deep.c_str()));
-    EXPECT_TRUE(DirUtils::DoesDirExist(deep.c_str()));
-    EXPECT_TRUE(DirUtils::CreateDirectoryPath(deep.c_str()));
-    ASSERT_TRUE(WriteBytes(dir / "file", "x"));
-    EXPECT_FALSE(DirUtils::CreateDirectoryPath((dir / "file\\sub").c_str()));
-    EXPECT_FALSE(DirUtils::CreateDirectoryPath("C:\\bad|name"));
 }
 
 namespace
@@ -114,44 +81,35 @@ void MakeTree(const std::string& root)
 }
 }  // namespace
 
-TEST(DirUtilsTest, DeleteRemovesTheWholeTreeAndCountsIt)
+TEST(DirUtilsTest, DeleteTakesTheTreeOrItsContentsAndSafeModeLeavesProtectedFiles)
 {
     TempDir dir("du");
     const std::string root = dir / "tree\\";
-    MakeTree(root);
     unsigned long long files = 0, dirs = 0;
-    const CString error = DirUtils::DeleteDirectory(root.c_str(), 0, nullptr, &files, &dirs);
-    EXPECT_TRUE(error.IsEmpty()) << error.GetString();
+    MakeTree(root);
+    EXPECT_EQ(CString(), DirUtils::DeleteDirectory(root.c_str(), 0, nullptr, &files, &dirs));
     EXPECT_EQ(4u, files);
     EXPECT_EQ(4u, dirs);
     EXPECT_FALSE(Exists(root));
-}
 
-TEST(DirUtilsTest, SafeDeleteLeavesProtectedFilesAndTheFoldersThatHoldThem)
-{
-    TempDir dir("du");
-    const std::string root = dir / "tree";
-    MakeTree(root + "\\");
-    unsigned long long files = 0, dirs = 0;
-    const CString error = DirUtils::DeleteDirectory(root.c_str(), DirUtils::DeleteSafe, nullptr, &files, &dirs);
+    MakeTree(root);
+    EXPECT_EQ(CString(),
+              DirUtils::DeleteDirectory(root.c_str(), DirUtils::DeleteContentsOnly, nullptr, nullptr, nullptr));
+    EXPECT_TRUE(DirUtils::DoesDirExist(root.c_str()));
+    EXPECT_FALSE(Exists(root + "x"));
+    EXPECT_FALSE(Exists(root + "top.txt"));
+
+    // Safe mode, with the folder named without its backslash: the protected file and the folders
+    // that hold it stay.
+    MakeTree(root);
+    const CString error =
+        DirUtils::DeleteDirectory((dir / "tree").c_str(), DirUtils::DeleteSafe, nullptr, &files, &dirs);
     EXPECT_NE(-1, error.Find("locked.txt")) << error.GetString();
     EXPECT_EQ(3u, files);
     EXPECT_EQ(1u, dirs);
-    EXPECT_TRUE(Exists(root + "\\x\\y\\locked.txt"));
-    EXPECT_FALSE(Exists(root + "\\x\\y\\leaf.txt"));
-    EXPECT_FALSE(Exists(root + "\\empty"));
-    EXPECT_FALSE(Exists(root + "\\top.txt"));
-}
-
-TEST(DirUtilsTest, ContentsOnlyKeepsTheFolderItself)
-{
-    TempDir dir("du");
-    const std::string root = dir / "tree\\";
-    MakeTree(root);
-    EXPECT_EQ(CString(), DirUtils::DeleteDirectory(root.c_str(), DirUtils::DeleteContentsOnly, nullptr, nullptr,
-                                                   nullptr));
-    EXPECT_TRUE(DirUtils::DoesDirExist(root.c_str()));
-    EXPECT_FALSE(Exists(root + "x"));
+    EXPECT_TRUE(Exists(root + "x\\y\\locked.txt"));
+    EXPECT_FALSE(Exists(root + "x\\y\\leaf.txt"));
+    EXPECT_FALSE(Exists(root + "empty"));
     EXPECT_FALSE(Exists(root + "top.txt"));
 }
 

@@ -10,61 +10,47 @@ namespace
 class ExeUtilsTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
-    }
-    void TearDown() override
+    ~ExeUtilsTest() override
     {
         if (m_com)
             CoUninitialize();
     }
-    bool m_com = false;
+    const bool m_com = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE));
 };
-
-// Waits for the end of the child that set the event: it holds "<name>.alive" until it exits.
-void WaitForChildEnd(const std::string& name)
-{
-    MTMutex alive(false, (name + ".alive").c_str());
-    const unsigned long result = alive.Wait(weft::test::MustHappenMs());
-    EXPECT_TRUE(result == WAIT_ABANDONED_0 || result == WAIT_OBJECT_0) << result;
-}
-
-std::string Child()
-{
-    return weft::test::ExeDir() + "weft_testchild.exe";
-}
 }  // namespace
 
-TEST_F(ExeUtilsTest, AProgramStartsWithItsParameters)
+TEST_F(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
 {
-    const std::string name = weft::test::UniqueName("launch");
-    MTEvent started(true, false, name.c_str());
-    CString error("stale");
-    const std::string params = "set-event " + name;
-    EXPECT_TRUE(ExeUtils::ShellLaunchApp(Child().c_str(), "", params.c_str(), true, ExeUtils::Default, SW_SHOWNORMAL,
-                                         error, nullptr))
-        << error.GetString();
-    EXPECT_TRUE(error.IsEmpty());
-    ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
-    WaitForChildEnd(name);
-}
-
-TEST_F(ExeUtilsTest, TheProgramRunsInTheDirectoryGiven)
-{
-    // A folder that outlives the child: a folder that is some process's current directory cannot
-    // be removed at once.
-    char folder[MAX_PATH + 1] = {};
-    ASSERT_GT(GetSystemDirectoryA(folder, MAX_PATH), 0u);
-    const std::string name = weft::test::UniqueName("launchdir");
-    MTEvent started(true, false, name.c_str());
-    CString error;
-    const std::string params = "set-event-in-dir \"" + std::string(folder) + "\" " + name;
-    EXPECT_TRUE(ExeUtils::ShellLaunchApp(Child().c_str(), folder, params.c_str(), true, ExeUtils::Open, 1, error,
-                                         nullptr))
-        << error.GetString();
-    ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
-    WaitForChildEnd(name);
+    // No directory, and the system's: a folder that outlives the child, since a folder that is
+    // some process's current directory cannot be removed at once.
+    char system[MAX_PATH + 1] = {};
+    ASSERT_GT(GetSystemDirectoryA(system, MAX_PATH), 0u);
+    struct Case
+    {
+        const char* dir;
+        int verb;
+        int show;
+    } cases[] = {{"", ExeUtils::Default, SW_SHOWNORMAL}, {system, ExeUtils::Open, 1}};
+    const std::string child = weft::test::ExeDir() + "weft_testchild.exe";
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.dir);
+        const std::string name = weft::test::UniqueName("launch");
+        MTEvent started(true, false, name.c_str());
+        CString error("stale");
+        std::string params = "set-event " + name;
+        if (*c.dir)
+            params += " \"" + std::string(c.dir) + "\"";
+        EXPECT_TRUE(
+            ExeUtils::ShellLaunchApp(child.c_str(), c.dir, params.c_str(), true, c.verb, c.show, error, nullptr))
+            << error.GetString();
+        EXPECT_TRUE(error.IsEmpty());
+        ASSERT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+        // The child holds "<name>.alive" until it exits.
+        MTMutex alive(false, (name + ".alive").c_str());
+        const unsigned long result = alive.Wait(weft::test::MustHappenMs());
+        EXPECT_TRUE(result == WAIT_ABANDONED_0 || result == WAIT_OBJECT_0) << result;
+    }
 }
 
 TEST_F(ExeUtilsTest, AFailedLaunchGivesTheSystemsText)

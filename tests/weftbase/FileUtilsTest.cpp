@@ -3,65 +3,49 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <tuple>
 
 using weft::test::Exists;
 using weft::test::TempDir;
+using weft::test::Texts;
 using weft::test::WriteBytes;
 
-TEST(FileUtilsTest, ExistenceHoldsForFilesAndDirectories)
-{
-    TempDir dir("fu");
-    ASSERT_TRUE(WriteBytes(dir / "a.txt", "x"));
-    EXPECT_TRUE(FileUtils::DoesFileExist((dir / "a.txt").c_str()));
-    EXPECT_TRUE(FileUtils::DoesFileExist(dir.Path().c_str()));
-    EXPECT_FALSE(FileUtils::DoesFileExist((dir / "b.txt").c_str()));
-    EXPECT_FALSE(FileUtils::DoesFileExist(""));
-    EXPECT_FALSE(FileUtils::DoesFileExist(nullptr));
-}
-
-TEST(FileUtilsTest, DeleteRemovesAFileAndReportsWhyItCannot)
+TEST(FileUtilsTest, DeleteTellsWhyItCannotAndForcesOnlyWhenAsked)
 {
     TempDir dir("fu");
     const std::string file = dir / "a.txt";
     ASSERT_TRUE(WriteBytes(file, "x"));
+    EXPECT_TRUE(FileUtils::DoesFileExist(file.c_str()));
+    EXPECT_TRUE(FileUtils::DoesFileExist(dir.Path().c_str()));
+    EXPECT_FALSE(FileUtils::DoesFileExist(""));
+    EXPECT_FALSE(FileUtils::DoesFileExist(nullptr));
     CString error("stale");
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, false, false));
     EXPECT_TRUE(error.IsEmpty());
-    EXPECT_FALSE(Exists(file));
+    EXPECT_FALSE(FileUtils::DoesFileExist(file.c_str()));
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, false, false));
     EXPECT_EQ(SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND), error);
     EXPECT_FALSE(FileUtils::DeleteFileA(nullptr, error, true, true));
     EXPECT_FALSE(error.IsEmpty());
-}
 
-TEST(FileUtilsTest, AReadOnlyFileGoesOnlyWhenForced)
-{
-    TempDir dir("fu");
-    const std::string file = dir / "ro.txt";
+    // Read-only: refused unless forced.
     ASSERT_TRUE(WriteBytes(file, "x"));
     ASSERT_TRUE(SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_READONLY));
-    CString error;
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, false, false));
     EXPECT_EQ(SystemUtils::GetLastError(ERROR_ACCESS_DENIED), error);
-    EXPECT_TRUE(Exists(file));
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, true, false)) << error.GetString();
     EXPECT_FALSE(Exists(file));
-}
 
-TEST(FileUtilsTest, AFailedForcedDeletePutsTheAttributesBack)
-{
-    TempDir dir("fu");
-    const std::string file = dir / "held.txt";
+    // A forced delete that fails puts the attributes back.
     ASSERT_TRUE(WriteBytes(file, "x"));
     HANDLE holder = CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                 0, nullptr);
     ASSERT_NE(INVALID_HANDLE_VALUE, holder);
-    ASSERT_TRUE(SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-    CString error;
+    const DWORD kept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
+    ASSERT_TRUE(SetFileAttributesA(file.c_str(), kept));
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, true, false));
     EXPECT_EQ(SystemUtils::GetLastError(ERROR_SHARING_VIOLATION), error);
-    EXPECT_EQ(static_cast<DWORD>(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN),
-              GetFileAttributesA(file.c_str()) & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    EXPECT_EQ(kept, GetFileAttributesA(file.c_str()) & kept);
     CloseHandle(holder);
     SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
@@ -91,99 +75,38 @@ TEST(FileUtilsTest, RetryOutlastsAShortHold)
     EXPECT_FALSE(Exists(file));
 }
 
-TEST(FileUtilsTest, ExtensionIsWhatFollowsTheLastDotOfTheLastComponent)
+TEST(FileUtilsTest, ExtensionAndNameComeFromTheLastComponent)
 {
-    struct Case
-    {
-        const char* path;
-        const char* ext;
-    } cases[] = {
-        {"C:\\a\\b.txt", "txt"}, {"C:\\a\\b.tar.GZ", "GZ"}, {"C:\\a.d\\b", ""},   {"b.", ""},
-        {".profile", "profile"},  {"C:\\a\\", ""},          {"C:x.exe", "exe"},   {"dir/file.cpp", "cpp"},
-        {"", ""},                 {nullptr, ""},            {"http://h/x.htm", "htm"},
+    // Path, extension, name, name without the extension.
+    const char* cases[][4] = {
+        {"C:\\a\\b.txt", "txt", "b.txt", "b"}, {"C:\\a\\b.tar.GZ", "GZ", "b.tar.GZ", "b.tar"},
+        {"C:\\a.d\\b", "", "b", "b"}, {"b.", "", "b.", "b"}, {".profile", "profile", ".profile", ""},
+        {"C:\\a\\", "", "", ""}, {"C:x.exe", "exe", "x.exe", "x"}, {"a/b/c.cpp", "cpp", "c.cpp", "c"},
+        {"\\\\srv\\share\\x.doc", "doc", "x.doc", "x"}, {"", "", "", ""},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(CString(c.ext), FileUtils::GetFileExt(c.path)) << (c.path ? c.path : "(null)");
-}
-
-TEST(FileUtilsTest, FileNameIsTheLastComponentWithOrWithoutItsExtension)
-{
-    struct Case
+    for (const auto& c : cases)
     {
-        const char* path;
-        const char* with;
-        const char* without;
-    } cases[] = {
-        {"C:\\a\\b.txt", "b.txt", "b"},   {"C:\\a\\b.tar.gz", "b.tar.gz", "b.tar"}, {"b", "b", "b"},
-        {"C:\\a\\", "", ""},              {"C:b.txt", "b.txt", "b"},                {"a/b/c.h", "c.h", "c"},
-        {"\\\\srv\\share\\x.doc", "x.doc", "x"}, {"", "", ""},
-    };
-    for (const Case& c : cases)
-    {
-        EXPECT_EQ(CString(c.with), FileUtils::ParseFileNameFromPath(c.path, true)) << c.path;
-        EXPECT_EQ(CString(c.without), FileUtils::ParseFileNameFromPath(c.path, false)) << c.path;
+        EXPECT_EQ(CString(c[1]), FileUtils::GetFileExt(c[0])) << c[0];
+        EXPECT_EQ(CString(c[2]), FileUtils::ParseFileNameFromPath(c[0], true)) << c[0];
+        EXPECT_EQ(CString(c[3]), FileUtils::ParseFileNameFromPath(c[0], false)) << c[0];
     }
-}
-
-TEST(FileUtilsTest, InfoGivesSizeAndLastWriteTimeAndZeroForAMissingFile)
-{
-    TempDir dir("fu");
-    const std::string file = dir / "sized.bin";
-    ASSERT_TRUE(WriteBytes(file, std::string(12345, 'z')));
-    SYSTEMTIME st = {2021, 7, 0, 14, 8, 9, 10, 500};
-    FILETIME ft;
-    SystemTimeToFileTime(&st, &ft);
-    HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, h);
-    ASSERT_TRUE(SetFileTime(h, nullptr, nullptr, &ft));
-    CloseHandle(h);
-
-    unsigned long long size = 0;
-    DateTime modified;
-    ASSERT_TRUE(FileUtils::GetFileInfoCore(file.c_str(), size, modified));
-    EXPECT_EQ(12345u, size);
-    EXPECT_EQ(CString("2021-07-14 08:09:10"), modified.Format());
-
-    ASSERT_TRUE(FileUtils::GetFileInfoCore(dir.Path().c_str(), size, modified));
-    EXPECT_EQ(0u, size);
-    EXPECT_TRUE(modified.IsValid());
-
-    size = 99;
-    EXPECT_FALSE(FileUtils::GetFileInfoCore((dir / "missing").c_str(), size, modified));
-    EXPECT_EQ(0u, size);
-    EXPECT_FALSE(modified.IsValid());
+    EXPECT_EQ(CString(), FileUtils::GetFileExt(nullptr));
+    EXPECT_EQ(CString("htm"), FileUtils::GetFileExt("http://h/x.htm"));
 }
 
 TEST(FileUtilsTest, WildcardsMatchRunsAndSingleCharacters)
 {
-    struct Case
-    {
-        const char* text;
-        const char* pattern;
-        bool ignoreCase;
-        bool match;
-    } cases[] = {
-        {"abc", "abc", false, true},   {"abc", "ABC", false, false}, {"abc", "ABC", true, true},
-        {"abc", "a*", false, true},    {"abc", "*c", false, true},   {"abc", "*", false, true},
-        {"", "*", false, true},        {"", "?", false, false},      {"abc", "a?c", false, true},
-        {"ac", "a?c", false, false},   {"abc", "a*b*c", false, true}, {"abxbc", "a*bc", false, true},
-        {"abcd", "a*c", false, false}, {"a.b.c", "*.c", false, true}, {"x\\y/z", "x/y\\z", false, true},
+    const std::tuple<const char*, const char*, bool, bool> cases[] = {
+        {"abc", "abc", false, true}, {"abc", "ABC", false, false}, {"abc", "ABC", true, true},
+        {"abc", "a*", false, true}, {"abc", "*c", false, true}, {"abc", "*", false, true}, {"", "*", false, true},
+        {"", "?", false, false}, {"abc", "a?c", false, true}, {"ac", "a?c", false, false},
+        {"abc", "a*b*c", false, true}, {"abxbc", "a*bc", false, true}, {"abcd", "a*c", false, false},
+        {"a.b.c", "*.c", false, true}, {"x\\y/z", "x/y\\z", false, true},
         {"aaaaaaaaaaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*a*a*a*a*c", false, false},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(c.match, FileUtils::MatchWildcard(c.text, c.pattern, c.ignoreCase)) << c.text << " ~ " << c.pattern;
+    for (const auto& [text, pattern, ignoreCase, match] : cases)
+        EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
 }
-
-namespace
-{
-TextArray Specs(std::initializer_list<const char*> texts)
-{
-    TextArray list;
-    for (const char* t : texts)
-        list.Add(t);
-    return list;
-}
-}  // namespace
 
 TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
 {
@@ -197,38 +120,38 @@ TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
         bool match;
     } cases[] = {
         // An empty include list includes everything; exclusions still apply.
-        {"C:\\src\\a.cpp", true, Specs({}), Specs({}), true, true},
-        {"C:\\src\\obj\\", false, Specs({}), Specs({}), true, true},
-        {"C:\\src\\a.cpp", true, Specs({}), Specs({"*.cpp"}), true, false},
+        {"C:\\src\\a.cpp", true, Texts({}), Texts({}), true, true},
+        {"C:\\src\\obj\\", false, Texts({}), Texts({}), true, true},
+        {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), true, false},
         // patterns match the last component.
-        {"C:\\src\\a.cpp", true, Specs({"*.cpp"}), Specs({}), true, true},
-        {"C:\\src\\a.cpp", true, Specs({"*.h"}), Specs({}), true, false},
-        {"C:\\src\\A.CPP", true, Specs({"*.cpp"}), Specs({}), true, true},
-        {"C:\\src\\A.CPP", true, Specs({"*.cpp"}), Specs({}), false, false},
-        {"C:\\src.cpp\\a.txt", true, Specs({"*.cpp"}), Specs({}), true, false},
+        {"C:\\src\\a.cpp", true, Texts({"*.cpp"}), Texts({}), true, true},
+        {"C:\\src\\a.cpp", true, Texts({"*.h"}), Texts({}), true, false},
+        {"C:\\src\\A.CPP", true, Texts({"*.cpp"}), Texts({}), true, true},
+        {"C:\\src\\A.CPP", true, Texts({"*.cpp"}), Texts({}), false, false},
+        {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), Texts({}), true, false},
         // Lists inside one entry, blanks ignored, several entries.
-        {"C:\\src\\a.h", true, Specs({"*.cpp ; *.h"}), Specs({}), true, true},
-        {"C:\\src\\a.h", true, Specs({"*.cpp", "*.h"}), Specs({}), true, true},
-        {"C:\\src\\a_test.cpp", true, Specs({"*.cpp"}), Specs({"*_test.*;*.bak"}), true, false},
-        {"C:\\src\\a.cpp", true, Specs({";;"}), Specs({}), true, true},
+        {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), Texts({}), true, true},
+        {"C:\\src\\a.h", true, Texts({"*.cpp", "*.h"}), Texts({}), true, true},
+        {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*_test.*;*.bak"}), true, false},
+        {"C:\\src\\a.cpp", true, Texts({";;"}), Texts({}), true, true},
         // Directory patterns end in a separator and apply to directories only.
-        {"C:\\src\\obj\\", false, Specs({"obj\\"}), Specs({}), true, true},
-        {"C:\\src\\obj", false, Specs({"obj/"}), Specs({}), true, true},
-        {"C:\\src\\obj", true, Specs({"obj\\"}), Specs({}), true, false},
-        {"C:\\src\\obj\\", false, Specs({"*"}), Specs({}), true, false},
-        {"C:\\src\\obj\\", false, Specs({}), Specs({"o?j\\"}), true, false},
-        {"C:\\src\\obj.cpp\\", false, Specs({"*.cpp"}), Specs({}), true, false},
+        {"C:\\src\\obj\\", false, Texts({"obj\\"}), Texts({}), true, true},
+        {"C:\\src\\obj", false, Texts({"obj/"}), Texts({}), true, true},
+        {"C:\\src\\obj", true, Texts({"obj\\"}), Texts({}), true, false},
+        {"C:\\src\\obj\\", false, Texts({"*"}), Texts({}), true, false},
+        {"C:\\src\\obj\\", false, Texts({}), Texts({"o?j\\"}), true, false},
+        {"C:\\src\\obj.cpp\\", false, Texts({"*.cpp"}), Texts({}), true, false},
         // A pattern with a separator inside matches the whole path.
-        {"C:\\src\\obj\\x.o", true, Specs({"*\\obj\\*"}), Specs({}), true, true},
-        {"C:\\src\\lib\\x.o", true, Specs({"*\\obj\\*"}), Specs({}), true, false},
-        {"C:\\src\\deep\\obj\\", false, Specs({"C:\\src\\*\\"}), Specs({}), true, true},
-        {"c:/SRC/a.h", true, Specs({"C:\\src\\*.h"}), Specs({}), true, true},
+        {"C:\\src\\obj\\x.o", true, Texts({"*\\obj\\*"}), Texts({}), true, true},
+        {"C:\\src\\lib\\x.o", true, Texts({"*\\obj\\*"}), Texts({}), true, false},
+        {"C:\\src\\deep\\obj\\", false, Texts({"C:\\src\\*\\"}), Texts({}), true, true},
+        {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), Texts({}), true, true},
         // "*.*" is every name, with a dot or without.
-        {"C:\\src\\Makefile", true, Specs({"*.*"}), Specs({}), true, true},
-        {"C:\\src\\Makefile", true, Specs({"*."}), Specs({}), true, false},
+        {"C:\\src\\Makefile", true, Texts({"*.*"}), Texts({}), true, true},
+        {"C:\\src\\Makefile", true, Texts({"*."}), Texts({}), true, false},
         // Nothing matches an empty path.
-        {"", true, Specs({}), Specs({}), true, false},
-        {nullptr, false, Specs({}), Specs({}), true, false},
+        {"", true, Texts({}), Texts({}), true, false},
+        {nullptr, false, Texts({}), Texts({}), true, false},
     };
     for (const Case& c : cases)
         EXPECT_EQ(c.match, FileUtils::MatchFileSpec(c.path, c.isFile, c.include, c.exclude, c.ignoreCase))
@@ -236,7 +159,7 @@ TEST(FileUtilsTest, FilepatternsFollowTheDocumentedTable)
             << c.include.GetCopyAt(0).GetString() << " exclude " << c.exclude.GetCopyAt(0).GetString();
 }
 
-TEST(FileUtilsTest, PathsUpToTheLimitWorkAndLongerOnesAreRefused)
+TEST(FileUtilsTest, InfoAndPathsUpToTheLimitWorkAndLongerOnesAreRefused)
 {
     TempDir dir("fu");
     // Nest folders until a file name fills the path to exactly 259 characters.
@@ -250,10 +173,25 @@ TEST(FileUtilsTest, PathsUpToTheLimitWorkAndLongerOnesAreRefused)
     ASSERT_EQ(259u, longest.size());
     ASSERT_TRUE(WriteBytes(longest, "at the limit"));
     EXPECT_TRUE(FileUtils::DoesFileExist(longest.c_str()));
+    const SYSTEMTIME st = {2021, 7, 0, 14, 8, 9, 10, 500};
+    FILETIME ft;
+    SystemTimeToFileTime(&st, &ft);
+    HANDLE h = CreateFileA(longest.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, h);
+    ASSERT_TRUE(SetFileTime(h, nullptr, nullptr, &ft));
+    CloseHandle(h);
     unsigned long long size = 0;
     DateTime modified;
     EXPECT_TRUE(FileUtils::GetFileInfoCore(longest.c_str(), size, modified));
     EXPECT_EQ(12u, size);
+    EXPECT_EQ(CString("2021-07-14 08:09:10"), modified.Format());
+    ASSERT_TRUE(FileUtils::GetFileInfoCore(dir.Path().c_str(), size, modified));
+    EXPECT_EQ(0u, size);
+    EXPECT_TRUE(modified.IsValid());
+    size = 99;
+    EXPECT_FALSE(FileUtils::GetFileInfoCore((dir / "missing").c_str(), size, modified));
+    EXPECT_EQ(0u, size);
+    EXPECT_FALSE(modified.IsValid());
 
     const std::string tooLong = longest + "g";
     CString error;
@@ -272,7 +210,7 @@ TEST(FileUtilsTest, PathsUpToTheLimitWorkAndLongerOnesAreRefused)
     EXPECT_FALSE(FileUtils::DoesFileExist(huge.c_str()));
     EXPECT_FALSE(DirUtils::IsDir(huge.c_str(), true));
     EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(huge.c_str()));
-    EXPECT_TRUE(FileUtils::MatchFileSpec(huge.c_str(), true, Specs({"x*"}), TextArray(), true));
+    EXPECT_TRUE(FileUtils::MatchFileSpec(huge.c_str(), true, Texts({"x*"}), TextArray(), true));
 
     EXPECT_TRUE(FileUtils::DeleteFileA(longest.c_str(), error, false, false)) << error.GetString();
 }

@@ -1,8 +1,8 @@
-#include "support/TestSupport.h"
-#include "weftcore.h"
+#include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 
 namespace
@@ -29,20 +29,11 @@ protected:
 
     void Set(const char* sub, const char* name, DWORD type, const void* data, DWORD size)
     {
-        HKEY key = nullptr;
-        ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExA(m_hKey, sub, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr));
-        ASSERT_EQ(ERROR_SUCCESS, RegSetValueExA(key, name, 0, type, static_cast<const BYTE*>(data), size));
-        RegCloseKey(key);
+        ASSERT_EQ(ERROR_SUCCESS, RegSetKeyValueA(m_hKey, sub, name, type, data, size));  // makes the sub-key
     }
-    void SetText(const char* sub, const char* name, const char* text, DWORD type = REG_SZ)
+    void SetText(const char* sub, const char* name, const char* text)
     {
-        Set(sub, name, type, text, static_cast<DWORD>(strlen(text) + 1));
-    }
-    void MakeKey(const char* sub)
-    {
-        HKEY key = nullptr;
-        ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExA(m_hKey, sub, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr));
-        RegCloseKey(key);
+        Set(sub, name, REG_SZ, text, static_cast<DWORD>(strlen(text) + 1));
     }
     CString Value(const char* name, bool expand = false)
     {
@@ -54,20 +45,15 @@ protected:
     HKEY m_hKey = nullptr;
 };
 
-std::string Join(const TextArray& list)
-{
-    std::string all;
-    for (unsigned long long i = 0; i < list.GetCount(); ++i)
-        all += std::string(list.GetCopyAt(i)) + "|";
-    return all;
-}
 }  // namespace
+
+using weft::test::Join;
 
 TEST_F(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
 {
-    MakeKey("A\\A1\\A1x");
-    MakeKey("A\\A2");
-    MakeKey("B");
+    SetText("A\\A1\\A1x", "deep", "down here");
+    SetText("A\\A2", "", "");
+    SetText("B", "", "");
     TextArray keys;
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, m_key.c_str(), keys, true));
     const std::string k = m_key + "\\";
@@ -75,91 +61,59 @@ TEST_F(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, m_key.c_str(), keys, false));
     EXPECT_EQ(k + "A|" + k + "B|", Join(keys));
     // Every listed path is accepted by the other calls.
-    SetText("A\\A1\\A1x", "deep", "down here");
     EXPECT_EQ(CString("down here"), RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, Path("A\\A1\\A1x"), "deep", false));
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, Path("B"), keys, true));
     EXPECT_TRUE(keys.IsEmpty());
 }
 
-TEST_F(RegistryUtilsTest, ValueNamesIncludeTheDefaultValueAsTheEmptyName)
+TEST_F(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
 {
-    SetText("", "first", "1");
-    SetText("", "", "default");
-    SetText("", "second", "2");
+    const auto bytes = [](std::initializer_list<unsigned char> b) { return std::string(b.begin(), b.end()); };
+    const DWORD dword = 4294967295u;
+    const unsigned long long qword = 18446744073709551615ull;
+    struct Case
+    {
+        const char* name;
+        DWORD type;
+        std::string data;
+        const char* text;
+    } cases[] = {
+        {"", REG_SZ, std::string("default", 8), "default"},  // the default value has the empty name
+        {"sz", REG_SZ, std::string("plain text", 11), "plain text"},
+        {"expand", REG_EXPAND_SZ, std::string("%SystemRoot%\\x", 15), "%SystemRoot%\\x"},
+        {"multi", REG_MULTI_SZ, std::string("one\0two\0\0three\0", 16), "one\ntwo"},  // "" ends the list
+        {"dword", REG_DWORD, std::string(reinterpret_cast<const char*>(&dword), 4), "4294967295"},
+        {"bigendian", REG_DWORD_BIG_ENDIAN, bytes({0, 0, 1, 2}), "258"},
+        {"qword", REG_QWORD, std::string(reinterpret_cast<const char*>(&qword), 8), "18446744073709551615"},
+        {"binary", REG_BINARY, bytes({0x00, 0x0a, 0xff, 0x10}), "00 0a ff 10"},
+        {"emptybinary", REG_BINARY, "", ""},
+        {"shortdword", REG_DWORD, bytes({0x00, 0x0a, 0xff}), "00 0a ff"},
+        {"none", REG_NONE, bytes({0x00, 0x0a}), "00 0a"},
+        {"noterminator", REG_SZ, "abc", "abc"},
+    };
+    for (const Case& c : cases)
+        Set("", c.name, c.type, c.data.data(), static_cast<DWORD>(c.data.size()));
     TextArray names;
     ASSERT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, m_key.c_str(), names));
-    EXPECT_EQ(3u, names.GetCount());
-    bool found = false;
-    for (const char* n : {"first", "", "second"})
+    EXPECT_EQ(std::size(cases), names.GetCount());
+    for (const Case& c : cases)
     {
-        names.Find(n, false, found);
-        EXPECT_TRUE(found) << n;
+        EXPECT_EQ(CString(c.text), Value(c.name)) << c.name;
+        bool found = false;
+        names.Find(c.name, false, found);
+        EXPECT_TRUE(found) << c.name;
     }
-    EXPECT_EQ(CString("default"), Value(""));
-}
-
-TEST_F(RegistryUtilsTest, EveryValueTypeComesAsText)
-{
-    SetText("", "sz", "plain text");
-    SetText("", "expand", "%SystemRoot%\\x", REG_EXPAND_SZ);
-    const char multi[] = "one\0two\0\0three\0";  // an empty string ends the list
-    Set("", "multi", REG_MULTI_SZ, multi, sizeof multi);
-    const DWORD dword = 4294967295u;
-    Set("", "dword", REG_DWORD, &dword, 4);
-    const unsigned char big[] = {0, 0, 1, 2};
-    Set("", "bigendian", REG_DWORD_BIG_ENDIAN, big, 4);
-    const unsigned long long qword = 18446744073709551615ull;
-    Set("", "qword", REG_QWORD, &qword, 8);
-    const unsigned char bytes[] = {0x00, 0x0a, 0xff, 0x10};
-    Set("", "binary", REG_BINARY, bytes, 4);
-    Set("", "emptybinary", REG_BINARY, nullptr, 0);
-    Set("", "shortdword", REG_DWORD, bytes, 3);
-    Set("", "none", REG_NONE, bytes, 2);
-    const char unterminated[] = {'a', 'b', 'c'};
-    Set("", "noterminator", REG_SZ, unterminated, 3);
-
-    EXPECT_EQ(CString("plain text"), Value("sz"));
-    EXPECT_EQ(CString("%SystemRoot%\\x"), Value("expand"));
     char expanded[MAX_PATH] = {};
     ExpandEnvironmentStringsA("%SystemRoot%\\x", expanded, MAX_PATH);
     EXPECT_EQ(CString(expanded), Value("expand", true));
     EXPECT_NE(CString("%SystemRoot%\\x"), Value("expand", true));
-    EXPECT_EQ(CString("one\ntwo"), Value("multi"));
-    EXPECT_EQ(CString("4294967295"), Value("dword"));
-    EXPECT_EQ(CString("258"), Value("bigendian"));
-    EXPECT_EQ(CString("18446744073709551615"), Value("qword"));
-    EXPECT_EQ(CString("00 0a ff 10"), Value("binary"));
-    EXPECT_EQ(CString(), Value("emptybinary"));
-    EXPECT_EQ(CString("00 0a ff"), Value("shortdword"));
-    EXPECT_EQ(CString("00 0a"), Value("none"));
-    EXPECT_EQ(CString("abc"), Value("noterminator"));
-
     CString text;
     unsigned long type = 0;
     EXPECT_TRUE(RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, m_key.c_str(), "qword", false, text, type));
     EXPECT_EQ(static_cast<unsigned long>(REG_QWORD), type);
 }
 
-TEST_F(RegistryUtilsTest, ANumberAndATextOfTheSameDigitsReadAlike)
-{
-    const DWORD n = 42;
-    Set("", "number", REG_DWORD, &n, 4);
-    SetText("", "text", "42");
-    EXPECT_EQ(Value("number"), Value("text"));
-}
-
-TEST_F(RegistryUtilsTest, LongValuesAndNamesAreReadWhole)
-{
-    const std::string longText(100000, 'v');
-    const std::string longName(2000, 'n');
-    SetText("", longName.c_str(), longText.c_str());
-    EXPECT_EQ(CString(longText.c_str()), Value(longName.c_str()));
-    TextArray names;
-    ASSERT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, m_key.c_str(), names));
-    EXPECT_EQ(CString(longName.c_str()), names.GetCopyAt(0));
-}
-
-TEST_F(RegistryUtilsTest, MissingKeysAndValuesGiveFalseAndEmptyTexts)
+TEST_F(RegistryUtilsTest, MissingKeysAndValuesGiveEmptyTextsAndLongOnesAreReadWhole)
 {
     TextArray list;
     list.Add("stale");
@@ -174,4 +128,11 @@ TEST_F(RegistryUtilsTest, MissingKeysAndValuesGiveFalseAndEmptyTexts)
     EXPECT_EQ(CString(), RegistryUtils::GetKeyValue(nullptr, nullptr, nullptr, false));
     EXPECT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, m_key.c_str(), list));
     EXPECT_TRUE(list.IsEmpty());
+
+    const std::string longText(100000, 'v');
+    const std::string longName(2000, 'n');
+    SetText("", longName.c_str(), longText.c_str());
+    EXPECT_EQ(CString(longText.c_str()), Value(longName.c_str()));
+    ASSERT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, m_key.c_str(), list));
+    EXPECT_EQ(CString(longName.c_str()), list.GetCopyAt(0));
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+static_assert(sizeof(SmartHANDLE) == sizeof(HANDLE), "the handle is the only field");
+
 namespace
 {
 bool IsOpen(HANDLE h)
@@ -16,71 +18,38 @@ HANDLE NewEvent()
 }
 }  // namespace
 
-TEST(SmartHANDLETest, DestructionClosesTheHandle)
-{
-    HANDLE raw = NewEvent();
-    {
-        SmartHANDLE h;
-        h = raw;
-        EXPECT_EQ(raw, h.m_hHandle);
-        EXPECT_EQ(raw, static_cast<HANDLE>(h));
-        EXPECT_TRUE(IsOpen(raw));
-    }
-    EXPECT_FALSE(IsOpen(raw));
-}
-
-TEST(SmartHANDLETest, AssignmentClosesTheHandleHeldBeforeButNotTheSameOne)
+TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastErrorButNeverAnInvalidOne)
 {
     HANDLE first = NewEvent();
     HANDLE second = NewEvent();
-    SmartHANDLE h(first);
-    h = first;
-    EXPECT_TRUE(IsOpen(first));
-    h = second;
-    EXPECT_FALSE(IsOpen(first));
-    EXPECT_TRUE(IsOpen(second));
-    h = nullptr;
-    EXPECT_FALSE(IsOpen(second));
-    EXPECT_FALSE(h.IsValid());
-}
-
-TEST(SmartHANDLETest, InvalidHandlesAreHeldButNeverClosed)
-{
-    SmartHANDLE h(INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(h.IsValid());
-    h = nullptr;
-    EXPECT_FALSE(h.IsValid());
-    h.Close();
-    EXPECT_EQ(nullptr, h.m_hHandle);
-}
-
-TEST(SmartHANDLETest, StoringAndClosingKeepTheLastError)
-{
-    SmartHANDLE h(NewEvent());
-    HANDLE next = NewEvent();
-    SetLastError(ERROR_ALREADY_EXISTS);
-    h = next;
-    EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    h.Close();
+    {
+        SmartHANDLE h(first);
+        h = first;  // the same handle again stays open
+        EXPECT_TRUE(IsOpen(first));
+        SetLastError(ERROR_ALREADY_EXISTS);
+        h = second;
+        EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
+        EXPECT_FALSE(IsOpen(first));
+        EXPECT_EQ(second, static_cast<HANDLE>(h));
+        SetLastError(ERROR_FILE_NOT_FOUND);
+    }
     EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), GetLastError());
+    EXPECT_FALSE(IsOpen(second));
+    SmartHANDLE invalid(INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(invalid.IsValid());
+    invalid = nullptr;
+    invalid.Close();
+    EXPECT_EQ(nullptr, invalid.m_hHandle);
 }
 
-TEST(SmartHANDLETest, DetachGivesTheHandleUpAndMoveHandsItOn)
+TEST(SmartHANDLETest, MoveHandsTheHandleOnAndDetachGivesItUp)
 {
     HANDLE raw = NewEvent();
     SmartHANDLE a(raw);
     SmartHANDLE b(std::move(a));
     EXPECT_EQ(nullptr, a.m_hHandle);
-    EXPECT_EQ(raw, b.m_hHandle);
-    HANDLE kept = b.Detach();
-    EXPECT_EQ(raw, kept);
+    EXPECT_EQ(raw, b.Detach());
     EXPECT_FALSE(b.IsValid());
     EXPECT_TRUE(IsOpen(raw));
     CloseHandle(raw);
-}
-
-TEST(SmartHANDLETest, TheHandleIsTheOnlyField)
-{
-    EXPECT_EQ(sizeof(HANDLE), sizeof(SmartHANDLE));
 }

@@ -1,27 +1,8 @@
-#include "support/TestSupport.h"
-#include "weftcore.h"
+#include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
-
-namespace
-{
-// The text as hexadecimal bytes, as the child command takes it.
-std::string HexOf(const char* text)
-{
-    std::string hex;
-    char two[3];
-    for (const char* p = text; *p; ++p)
-    {
-        snprintf(two, sizeof two, "%02x", static_cast<unsigned char>(*p));
-        hex += two;
-    }
-    return hex;
-}
-}  // namespace
-
-TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTrip)
+TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripHereAndInAnotherProcess)
 {
     std::string all;
     for (int c = 1; c < 256; ++c)
@@ -30,15 +11,12 @@ TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTrip)
     const std::vector<int> codes = StringUtils::EncryptText(all.c_str());
     ASSERT_EQ(all.size(), codes.size());
     EXPECT_EQ(CString(all.c_str()), StringUtils::DecryptText(codes));
-}
-
-TEST(StringUtilsTest, CodesHideTheTextAndEqualCharactersGetDifferentCodes)
-{
-    const std::vector<int> codes = StringUtils::EncryptText("aaaa");
+    EXPECT_EQ(0, weft::test::DecodeInChild(all.c_str(), codes));
     for (int code : codes)
-        EXPECT_GT(code, 255);
-    EXPECT_NE(codes[0], codes[1]);
-    EXPECT_NE(codes[1], codes[2]);
+        EXPECT_GT(code, 255);  // no code shows its character
+    const std::vector<int> same = StringUtils::EncryptText("aaa");
+    EXPECT_NE(same[0], same[1]);
+    EXPECT_NE(same[1], same[2]);
 }
 
 TEST(StringUtilsTest, ADamagedTableEndsTheTextWhereItBreaks)
@@ -50,30 +28,14 @@ TEST(StringUtilsTest, ADamagedTableEndsTheTextWhereItBreaks)
     EXPECT_TRUE(StringUtils::EncryptText(nullptr).empty());
 }
 
-TEST(StringUtilsTest, AnotherProcessDecodesTheSameTable)
+TEST(StringUtilsTest, TrimAndEffectivelyEmptyAgreeOnWhiteSpace)
 {
-    const char* text = "SOFTWARE\\Weft: same text everywhere";
-    std::vector<std::string> args = {"decrypt-equals", HexOf(text)};
-    for (int code : StringUtils::EncryptText(text))
-        args.push_back(std::to_string(code));
-    weft::test::ChildProcess child(args);
-    ASSERT_TRUE(child.Started());
-    EXPECT_EQ(0, child.WaitExit(weft::test::MustHappenMs()));
-}
-
-TEST(StringUtilsTest, EffectivelyEmptyMeansNullEmptyOrWhiteSpaceOnly)
-{
-    EXPECT_TRUE(StringUtils::IsEffectivelyEmpty(nullptr));
-    EXPECT_TRUE(StringUtils::IsEffectivelyEmpty(""));
-    EXPECT_TRUE(StringUtils::IsEffectivelyEmpty(" \t\r\n\v\f"));
-    EXPECT_FALSE(StringUtils::IsEffectivelyEmpty(" x "));
-    EXPECT_FALSE(StringUtils::IsEffectivelyEmpty("."));
-}
-
-TEST(StringUtilsTest, TrimTakesWhiteSpaceFromBothEndsOnly)
-{
-    EXPECT_EQ(CString("a b"), StringUtils::Trim("  a b \t\r\n"));
-    EXPECT_EQ(CString(), StringUtils::Trim("   "));
-    EXPECT_EQ(CString(), StringUtils::Trim(nullptr));
-    EXPECT_EQ(CString("C:\\x y\\z.txt"), StringUtils::Trim("C:\\x y\\z.txt"));
+    const std::pair<const char*, const char*> cases[] = {{nullptr, ""},       {"", ""},
+                                                         {" \t\r\n\v\f", ""}, {"  a b \t\r\n", "a b"},
+                                                         {".", "."},          {"C:\\x y\\z.txt", "C:\\x y\\z.txt"}};
+    for (const auto& [text, trimmed] : cases)
+    {
+        EXPECT_EQ(CString(trimmed), StringUtils::Trim(text)) << (text ? text : "(null)");
+        EXPECT_EQ(*trimmed == 0, StringUtils::IsEffectivelyEmpty(text)) << (text ? text : "(null)");
+    }
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace
 {
 // A letter that names no drive here, or 0.
@@ -17,91 +15,67 @@ char UnusedLetter()
 }
 }  // namespace
 
-TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderAndIncludeC)
+TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderEachWithItsOwnVolumeGuid)
 {
     TextArray drives;
     drives.Add("stale");
     ASSERT_TRUE(VolumeUtils::GetDriveLetters(drives));
-    ASSERT_FALSE(drives.IsEmpty());
     bool found = false;
     drives.Find("C:\\", false, found);
     EXPECT_TRUE(found);
+    const CString guid = VolumeUtils::GetVolumeGUID("C:\\");
+    EXPECT_EQ(0, guid.Find("\\\\?\\Volume{")) << guid.GetString();
+    EXPECT_EQ(CString("}\\"), guid.Right(2));
+    // Whatever form the drive is given in.
+    for (const char* form : {"C:", "c", "C:\\windows\\system32"})
+        EXPECT_EQ(guid, VolumeUtils::GetVolumeGUID(form)) << form;
     CString previous;
     for (unsigned long long i = 0; i < drives.GetCount(); ++i)
     {
         const CString d = drives.GetCopyAt(i);
         ASSERT_EQ(3, d.GetLength()) << d.GetString();
-        EXPECT_TRUE(d[0] >= 'A' && d[0] <= 'Z') << d.GetString();
         EXPECT_EQ(CString(":\\"), d.Mid(1));
-        EXPECT_TRUE(GetLogicalDrives() & (1u << (d[0] - 'A')));
+        EXPECT_TRUE(d[0] >= 'A' && d[0] <= 'Z' && (GetLogicalDrives() & (1u << (d[0] - 'A')))) << d.GetString();
         EXPECT_LT(previous.Compare(d), 0);
         previous = d;
-    }
-}
-
-TEST(VolumeUtilsTest, AVolumeHasOneGuidPathWhateverFormTheDriveIsGivenIn)
-{
-    const CString guid = VolumeUtils::GetVolumeGUID("C:\\");
-    ASSERT_FALSE(guid.IsEmpty());
-    EXPECT_EQ(0, guid.Find("\\\\?\\Volume{")) << guid.GetString();
-    EXPECT_EQ(CString("}\\"), guid.Right(2));
-    EXPECT_EQ(guid, VolumeUtils::GetVolumeGUID("C:"));
-    EXPECT_EQ(guid, VolumeUtils::GetVolumeGUID("c"));
-    EXPECT_EQ(guid, VolumeUtils::GetVolumeGUID("C:\\windows\\system32"));
-    TextArray drives;
-    VolumeUtils::GetDriveLetters(drives);
-    for (unsigned long long i = 0; i < drives.GetCount(); ++i)
-    {
-        const CString d = drives.GetCopyAt(i);
         const CString other = VolumeUtils::GetVolumeGUID(d);
         if (d != "C:\\" && !other.IsEmpty())
         {
             EXPECT_NE(guid, other) << d.GetString();
         }
     }
-}
-
-TEST(VolumeUtilsTest, VolumeNameIsTheLabelOfTheDrive)
-{
     char label[MAX_PATH + 1] = {};
     ASSERT_TRUE(GetVolumeInformationA("C:\\", label, MAX_PATH, nullptr, nullptr, nullptr, nullptr, 0));
     EXPECT_EQ(CString(label), VolumeUtils::GetVolumeName("C:\\"));
     EXPECT_EQ(CString(label), VolumeUtils::GetVolumeName("C:\\windows"));
 }
 
-TEST(VolumeUtilsTest, SpaceFiguresAgreeWithEachOther)
+TEST(VolumeUtilsTest, SpaceFiguresAgreeAndAMissingDriveGivesEmptyTextsAndZeros)
 {
     weft::test::TempDir dir("vol");
-    unsigned long long total = 0, free = 0;
+    unsigned long long total = 0, free = 0, total2 = 0;
     double percent = -1;
     ASSERT_TRUE(VolumeUtils::GetDriveSpaceInfo(dir.Path().c_str(), total, free, percent));
     EXPECT_GT(total, 0u);
     EXPECT_LE(free, total);
     EXPECT_NEAR(static_cast<double>(free) * 100.0 / static_cast<double>(total), percent, 1e-9);
-    EXPECT_GE(percent, 0.0);
-    EXPECT_LE(percent, 100.0);
     // Any path on the volume gives the volume's size.
-    unsigned long long total2 = 0, free2 = 0;
-    double percent2 = 0;
-    ASSERT_TRUE(VolumeUtils::GetDriveSpaceInfo((dir / "no such file.txt").c_str(), total2, free2, percent2));
+    ASSERT_TRUE(VolumeUtils::GetDriveSpaceInfo((dir / "no such file.txt").c_str(), total2, free, percent));
     EXPECT_EQ(total, total2);
-}
 
-TEST(VolumeUtilsTest, AMissingDriveGivesEmptyTextsAndZeros)
-{
+    EXPECT_FALSE(VolumeUtils::GetDriveSpaceInfo(nullptr, total, free, percent));
+    EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(""));
+    EXPECT_EQ(CString(), VolumeUtils::GetVolumeName(nullptr));
     const char letter = UnusedLetter();
     if (letter == 0)
         GTEST_SKIP() << "every drive letter is in use";
     const char drive[4] = {letter, ':', '\\', 0};
     EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(drive));
     EXPECT_EQ(CString(), VolumeUtils::GetVolumeName(drive));
-    unsigned long long total = 7, free = 7;
-    double percent = 7;
+    total = free = 7;
+    percent = 7;
     EXPECT_FALSE(VolumeUtils::GetDriveSpaceInfo(drive, total, free, percent));
     EXPECT_EQ(0u, total);
     EXPECT_EQ(0u, free);
     EXPECT_EQ(0.0, percent);
-    EXPECT_FALSE(VolumeUtils::GetDriveSpaceInfo(nullptr, total, free, percent));
-    EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(""));
-    EXPECT_EQ(CString(), VolumeUtils::GetVolumeName(nullptr));
 }

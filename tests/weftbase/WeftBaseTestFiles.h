@@ -1,14 +1,34 @@
-// Files and folders for the utility library's tests: a private temporary folder per test that is
-// removed with everything in it, and whole-file reads and writes.
+// Helpers of the utility library's tests: text lists, a private temporary folder per test that is
+// removed with everything in it, whole-file reads and writes, and decoding in another process.
 #pragma once
 
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
+#include <cstdio>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace weft::test
 {
+inline TextArray Texts(std::initializer_list<std::string> texts)
+{
+    TextArray list;
+    for (const std::string& t : texts)
+        list.Add(t.c_str());
+    return list;
+}
+
+// The texts of a list, each followed by "|".
+inline std::string Join(const TextArray& list)
+{
+    std::string all;
+    for (unsigned long long i = 0; i < list.GetCount(); ++i)
+        all += std::string(list.GetCopyAt(i)) + "|";
+    return all;
+}
+
 class TempDir
 {
 public:
@@ -69,5 +89,22 @@ inline std::string ReadBytes(const std::string& path)
 inline bool Exists(const std::string& path)
 {
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// The exit code of a child that decodes the codes, 0 when it gets the text. The text goes as
+// hexadecimal bytes, so that no character of it meets the quoting of a command line.
+inline long DecodeInChild(const char* text, const std::vector<int>& codes)
+{
+    std::vector<std::string> args = {"decrypt-equals", ""};
+    char two[3];
+    for (const char* p = text; *p; ++p)
+    {
+        snprintf(two, sizeof two, "%02x", static_cast<unsigned char>(*p));
+        args[1] += two;
+    }
+    for (int code : codes)
+        args.push_back(std::to_string(code));
+    ChildProcess child(args);
+    return child.WaitExit(MustHappenMs());
 }
 }  // namespace weft::test
