@@ -107,32 +107,9 @@ MTMailbox::MTMailbox(unsigned long slots, unsigned long messageSize, const char*
     if (m_status != 0 && m_status != ERROR_ALREADY_EXISTS)
         return;
 
-    char guardName[NameBufferSize];
-    CreateGuardMutexName(guardName, name);
-    m_pGuard = new (std::nothrow) MTMutex(true, guardName, attributes);
-    if (m_pGuard == nullptr)
-    {
-        m_status = ERROR_NOT_ENOUGH_MEMORY;
+    bool wonGuard = false;
+    if (!TakeGuard(true, name, attributes, wonGuard))
         return;
-    }
-    // A guard that could not be created was not won: nothing may be written, so stop here.
-    if (!m_pGuard->IsValidHandle())
-    {
-        m_status = m_pGuard->GetStatus();
-        return;
-    }
-    // A new guard is owned from birth; an existing one was not given and is waited for, which
-    // keeps this object out until whoever holds it has finished the header.
-    const bool wonGuard = m_pGuard->GetStatus() != ERROR_ALREADY_EXISTS;
-    if (!wonGuard)
-    {
-        const unsigned long taken = m_pGuard->Wait(INFINITE);
-        if (!IsGuardHeld(taken))
-        {
-            m_status = ::GetLastError();
-            return;
-        }
-    }
     AttachUnderGuard(true, wonGuard, slots, messageSize, name, attributes);
 }
 
@@ -147,26 +124,38 @@ MTMailbox::MTMailbox(const char* name)
     if (m_status != 0)
         return;
 
+    bool wonGuard = false;
+    if (!TakeGuard(false, name, nullptr, wonGuard))
+        return;
+    AttachUnderGuard(false, false, 0, 0, name, nullptr);
+}
+
+bool MTMailbox::TakeGuard(bool create, const char* name, _SECURITY_ATTRIBUTES* attributes, bool& wonGuard)
+{
     char guardName[NameBufferSize];
     CreateGuardMutexName(guardName, name);
-    m_pGuard = new (std::nothrow) MTMutex(guardName, false, MUTEX_ALL_ACCESS);
+    m_pGuard = create ? new (std::nothrow) MTMutex(true, guardName, attributes)
+                      : new (std::nothrow) MTMutex(guardName, false, MUTEX_ALL_ACCESS);
     if (m_pGuard == nullptr)
     {
         m_status = ERROR_NOT_ENOUGH_MEMORY;
-        return;
+        return false;
     }
+    // A guard that could not be created was not won: nothing may be written, so stop here.
     if (!m_pGuard->IsValidHandle())
     {
         m_status = m_pGuard->GetStatus();
-        return;
+        return false;
     }
-    const unsigned long taken = m_pGuard->Wait(INFINITE);
-    if (!IsGuardHeld(taken))
+    // A new guard is owned from birth; an existing one was not given and is waited for, which
+    // keeps this object out until whoever holds it has finished the header.
+    wonGuard = create && m_pGuard->GetStatus() != ERROR_ALREADY_EXISTS;
+    if (!wonGuard && !IsGuardHeld(m_pGuard->Wait(INFINITE)))
     {
         m_status = ::GetLastError();
-        return;
+        return false;
     }
-    AttachUnderGuard(false, false, 0, 0, name, nullptr);
+    return true;
 }
 
 void MTMailbox::AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long slots, unsigned long messageSize,

@@ -118,6 +118,9 @@ private:
     // guard wait's result; when the guard was not had, the count taken is given back.
     unsigned long StoreUnderGuard(const void* message, unsigned long timeout);
     unsigned long TakeUnderGuard(void* buffer, unsigned long timeout);
+    // Creates (or opens) the guard and holds it: owned from birth when this object created it
+    // (wonGuard), else waited for. False, with the status set, when the guard cannot be had.
+    bool TakeGuard(bool create, const char* name, _SECURITY_ATTRIBUTES* attributes, bool& wonGuard);
     // The steps both constructors share once the guard is held: the counts are made or opened,
     // the header checked or written, and the guard given up again on every way out.
     void AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long slots, unsigned long messageSize,
