@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# weft.sh example|test|bench [args]: installs what is missing, configures, builds, then runs
-# the example program, the whole test suite, or the benchmarks.
+# weft.sh example|test|bench|faults [args]: installs what is missing, configures, builds, then runs
+# the example program, the whole test suite, the benchmarks, or the fault list against the tests.
 set -euo pipefail
 cd "$(dirname "$0")"
 build=${WEFT_BUILD_DIR:-build}
@@ -16,6 +16,11 @@ if [ ${#missing[@]} -gt 0 ]; then
     sudo=""; [ "$(id -u)" -eq 0 ] || sudo=sudo
     $sudo apt-get update -qq
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+if [ "${1:-}" = faults ]; then
+    shift
+    exec python3 tests/faults/run_faults.py "$PWD" "$build/faults" "$@"
 fi
 
 if [ ! -f "$build/build.ninja" ]; then
@@ -48,7 +53,7 @@ bench)
     exit $status
     ;;
 *)
-    echo "usage: weft.sh example|test|bench [args]" >&2
+    echo "usage: weft.sh example|test|bench|faults [args]" >&2
     exit 2
     ;;
 esac
