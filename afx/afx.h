@@ -24,3 +24,24 @@
 #endif
 
 #include "afxstr.h"
+
+// The root of the framework's classes. Its class-specific operator new hides the global forms,
+// as the framework's own does: a derived object is made with plain new, and a failed
+// allocation throws rather than giving null.
+class AFXLITE_API CObject
+{
+public:
+    virtual ~CObject() = default;
+
+    void* operator new(size_t nSize);
+    void* operator new(size_t, void* p) { return p; }
+    void operator delete(void* p);
+    void operator delete(void*, void*) {}
+
+protected:
+    CObject() = default;
+
+public:
+    CObject(const CObject&) = delete;
+    CObject& operator=(const CObject&) = delete;
+};

@@ -7,9 +7,14 @@ typedef UINT(AFX_CDECL* AFX_THREADPROC)(LPVOID);
 
 class CWnd;
 
+// An object that can take commands; here only the step between CObject and the thread.
+class AFXLITE_API CCmdTarget : public CObject
+{
+};
+
 // A thread object. With m_bAutoDelete false the object, and its open m_hThread, outlive
 // the thread, so that others can wait on the handle after the thread has ended.
-class AFXLITE_API CWinThread
+class AFXLITE_API CWinThread : public CCmdTarget
 {
 public:
     CWinThread();

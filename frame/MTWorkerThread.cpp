@@ -2,13 +2,13 @@
 
 #include "frame/CMTThread.h"
 
-#include <new>
 
 MTWorkerThread::MTWorkerThread(unsigned int (*threadFunc)(void*), void* param, unsigned int creationFlags,
                                _SECURITY_ATTRIBUTES* attributes, unsigned int stackSize)
     : m_state(NotStarted), m_threadId(0), m_pThread(nullptr), m_evStop(true, false, nullptr, nullptr)
 {
-    CMTThread* thread = new (std::nothrow) CMTThread(threadFunc, param);
+    // The framework's allocator throws on failure; the null test serves one that does not.
+    CMTThread* thread = new CMTThread(threadFunc, param);
     if (thread == nullptr)
     {
         m_status = ERROR_NOT_ENOUGH_MEMORY;
@@ -26,6 +26,22 @@ MTWorkerThread::MTWorkerThread(unsigned int (*threadFunc)(void*), void* param, u
     m_state = Running;
 }
 
+MTWorkerThread::MTWorkerThread(const MTWorkerThread& other)
+    : MTKernel(other), m_state(other.m_state.load()), m_threadId(other.m_threadId), m_pThread(other.m_pThread),
+      m_evStop(other.m_evStop)
+{
+}
+
+MTWorkerThread& MTWorkerThread::operator=(const MTWorkerThread& other)
+{
+    MTKernel::operator=(other);
+    m_state = other.m_state.load();
+    m_threadId = other.m_threadId;
+    m_pThread = other.m_pThread;
+    m_evStop = other.m_evStop;
+    return *this;
+}
+
 MTWorkerThread::~MTWorkerThread()
 {
     // The handle belongs to the thread object, which closes it.
@@ -36,22 +52,32 @@ MTWorkerThread::~MTWorkerThread()
 
 void MTWorkerThread::Pause()
 {
-    SuspendSelf();
+    DoSuspend();
 }
 
-void MTWorkerThread::SuspendSelf()
+void MTWorkerThread::DoSuspend()
 {
     if (m_pThread == nullptr || m_state == Paused)
         return;
+    const bool self = ::GetCurrentThreadId() == m_threadId;
+    if (self)
+        m_bSelfSuspending = true;
     m_state = Paused;
     ::SuspendThread(m_pThread->m_hThread);
+    if (self)
+        m_bSelfSuspending = false;
 }
 
 void MTWorkerThread::Resume()
 {
     if (m_pThread == nullptr || m_state != Paused)
         return;
-    ::ResumeThread(m_pThread->m_hThread);
+    HANDLE thread = m_pThread->m_hThread;
+    // A thread pausing itself marks the state before it suspends. A ResumeThread that lands in
+    // between finds a count of 0 and undoes nothing, and the thread would then stay suspended;
+    // so repeat until the suspension is undone, or the thread has run on or ended.
+    while (::ResumeThread(thread) == 0 && m_bSelfSuspending && ::WaitForSingleObject(thread, 0) == WAIT_TIMEOUT)
+        ::SwitchToThread();
     m_state = Running;
 }
 

@@ -15,6 +15,8 @@
 #include "frame/MTEvent.h"
 #include "frame/MTWaitableCollection.h"
 
+#include <atomic>
+
 class CMTThread;
 
 class WEFTCORE_API MTWorkerThread : public MTKernel
@@ -25,13 +27,15 @@ public:
     MTWorkerThread(unsigned int (*threadFunc)(void*), void* param, unsigned int creationFlags = 0,
                    _SECURITY_ATTRIBUTES* attributes = nullptr, unsigned int stackSize = 0);
     // Member-wise: no second thread and no second event; only one copy may be destroyed.
-    MTWorkerThread(const MTWorkerThread&) = default;
-    MTWorkerThread& operator=(const MTWorkerThread&) = default;
+    MTWorkerThread(const MTWorkerThread& other);
+    MTWorkerThread& operator=(const MTWorkerThread& other);
     ~MTWorkerThread() override;
 
     // Suspends the thread wherever it stands; nothing if already paused or without a thread.
     virtual void Pause();
     // Resumes a paused thread; nothing otherwise, so the suspend count never passes one.
+    // A thread that marked itself paused but has not yet suspended itself is waited for, so
+    // that the suspension it is about to make is the one undone.
     virtual void Resume();
     // Resumes a paused thread, then sets the stop event. Does not wait; may be repeated.
     virtual void Stop();
@@ -47,7 +51,7 @@ public:
 
 protected:
     // Suspends the calling thread as Pause does; for a thread that pauses itself.
-    void SuspendSelf();
+    void DoSuspend();
 
     enum State : int
     {
@@ -56,8 +60,11 @@ protected:
         Paused = 2,
     };
 
-    int m_state;
+    // Atomic: a thread that pauses itself writes it, the owner reads and writes it.
+    std::atomic<int> m_state;
     unsigned long m_threadId;
     CMTThread* m_pThread;
     MTEvent m_evStop;
+    // True from a self-suspending thread's marking of the pause until it runs again.
+    std::atomic<bool> m_bSelfSuspending{false};
 };

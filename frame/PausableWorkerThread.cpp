@@ -26,5 +26,5 @@ void PausableWorkerThread::AddPauseEvent(MTWaitableCollection* collection) const
 
 void PausableWorkerThread::DoPause()
 {
-    SuspendSelf();
+    DoSuspend();
 }

@@ -63,13 +63,54 @@ bool Pongs(Body& body, DWORD timeout)
 {
     return weft::test::PingPong(body.ping, body.pong, timeout);
 }
+
+// A body and the worker that runs on it. Leaving the scope releases, stops and joins the thread
+// first, so a failed assertion reports instead of freeing what a live thread still uses.
+template <class Worker = MTWorkerThread>
+struct Running
+{
+    Body body;
+    Worker worker;
+
+    explicit Running(unsigned int (*threadFunc)(void*), unsigned int flags = 0) : worker(threadFunc, &body, flags)
+    {
+        body.worker = &worker;
+    }
+    ~Running()
+    {
+        body.release.Set();
+        weft::test::JoinWorker(worker);
+    }
+};
+
+// A worker whose thread suspends itself, as a self-pausing worker does.
+struct SelfSuspending : MTWorkerThread
+{
+    using MTWorkerThread::DoSuspend;
+    using MTWorkerThread::MTWorkerThread;
+};
+
+// Each ping: suspend itself, then answer with a pong once resumed.
+unsigned int SuspendOnPing(void* param)
+{
+    Body* body = static_cast<Body*>(param);
+    auto* worker = static_cast<SelfSuspending*>(body->Worker());
+    MTWaitableCollection waits;
+    worker->AddStopEvent(&waits);
+    waits.AddObject(body->ping);
+    while (waits.Wait(false, INFINITE) == 1)
+    {
+        worker->DoSuspend();
+        body->pong.Set();
+    }
+    return 0;
+}
 }  // namespace
 
 TEST(MTWorkerThreadTest, StopIsSeenAtOnceEvenByAThreadThatIgnoresIt)
 {
-    Body body;
-    MTWorkerThread worker(WaitForRelease, &body);
-    body.worker = &worker;
+    Running<> run(WaitForRelease);
+    auto& [body, worker] = run;
     ASSERT_EQ(0u, body.started.Wait(MustHappenMs()));
     EXPECT_FALSE(worker.IsStopped());
     worker.Stop();
@@ -84,9 +125,8 @@ TEST(MTWorkerThreadTest, StopIsSeenAtOnceEvenByAThreadThatIgnoresIt)
 
 TEST(MTWorkerThreadTest, StopEndsALoopThatWaitsOnTheStopEvent)
 {
-    Body body;
-    MTWorkerThread worker(PingLoop, &body);
-    body.worker = &worker;
+    Running<> run(PingLoop);
+    auto& [body, worker] = run;
     EXPECT_EQ(0u, worker.GetStatus());
     ASSERT_TRUE(Pongs(body, MustHappenMs()));
     worker.Stop();
@@ -96,9 +136,8 @@ TEST(MTWorkerThreadTest, StopEndsALoopThatWaitsOnTheStopEvent)
 
 TEST(MTWorkerThreadTest, StopOfAPausedWorkerResumesItFirst)
 {
-    Body body;
-    MTWorkerThread worker(PingLoop, &body);
-    body.worker = &worker;
+    Running<> run(PingLoop);
+    auto& [body, worker] = run;
     ASSERT_TRUE(Pongs(body, MustHappenMs()));
     worker.Pause();
     EXPECT_TRUE(worker.IsPaused());
@@ -112,9 +151,8 @@ TEST(MTWorkerThreadTest, StopOfAPausedWorkerResumesItFirst)
 
 TEST(MTWorkerThreadTest, TwoPausesAndOneResumeLeaveItRunning)
 {
-    Body body;
-    MTWorkerThread worker(PingLoop, &body);
-    body.worker = &worker;
+    Running<> run(PingLoop);
+    auto& [body, worker] = run;
     ASSERT_TRUE(Pongs(body, MustHappenMs()));
     worker.Pause();
     worker.Pause();
@@ -130,8 +168,8 @@ TEST(MTWorkerThreadTest, TwoPausesAndOneResumeLeaveItRunning)
 
 TEST(MTWorkerThreadTest, ResumeDoesNotStartASuspendedStart)
 {
-    Body body;
-    MTWorkerThread worker(ReturnAtOnce, &body, CREATE_SUSPENDED);
+    Running<> run(ReturnAtOnce, CREATE_SUSPENDED);
+    auto& [body, worker] = run;
     ASSERT_TRUE(worker.IsValidHandle());
     EXPECT_FALSE(worker.IsPaused());
     worker.Resume();
@@ -160,9 +198,8 @@ TEST(MTWorkerThreadTest, ThreadThatReturnsBeforeThePointerIsStoredStaysWaitable)
 
 TEST(MTWorkerThreadTest, PriorityReachesTheThread)
 {
-    Body body;
-    MTWorkerThread worker(PingLoop, &body);
-    body.worker = &worker;
+    Running<> run(PingLoop);
+    auto& [body, worker] = run;
     worker.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
     EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, worker.GetPriority());
     EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, GetThreadPriority(worker.GetHandle()));
@@ -172,8 +209,8 @@ TEST(MTWorkerThreadTest, PriorityReachesTheThread)
 
 TEST(MTWorkerThreadTest, AddStopEventIgnoresNullAndFullCollections)
 {
-    Body body;
-    MTWorkerThread worker(ReturnAtOnce, &body);
+    Running<> run(ReturnAtOnce);
+    auto& [body, worker] = run;
     worker.AddStopEvent(nullptr);
     MTWaitableCollection full;
     for (int i = 0; i < 64; ++i)
@@ -226,12 +263,10 @@ TEST(MTWorkerThreadTest, WorkersLeaveNoHandlesBehind)
     const DWORD before = weft::test::HandleCount();
     for (int i = 0; i < 20; ++i)
     {
-        Body body;
-        MTWorkerThread worker(PingLoop, &body);
-        body.worker = &worker;
-        worker.Pause();
-        worker.Stop();
-        ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
+        Running<> run(PingLoop);
+        run.worker.Pause();
+        run.worker.Stop();
+        ASSERT_EQ(0u, run.worker.Wait(MustHappenMs()));
     }
     {
         Body body;
@@ -239,4 +274,21 @@ TEST(MTWorkerThreadTest, WorkersLeaveNoHandlesBehind)
         MTWorkerThread failed(ReturnAtOnce, &body, 0, &bad.attributes, 0);
     }
     EXPECT_EQ(before, weft::test::HandleCount());
+}
+
+// A self-suspending thread marks itself paused a moment before it is suspended. A Resume that
+// lands in that moment must still free it: the owner resumes as soon as IsPaused turns true.
+TEST(MTWorkerThreadTest, ResumeAsSoonAsASelfPauseShowsAlwaysFreesTheThread)
+{
+    Running<SelfSuspending> run(SuspendOnPing);
+    for (int round = 0; round < 200; ++round)
+    {
+        run.body.pong.Reset();
+        run.body.ping.Set();
+        const ULONGLONG deadline = GetTickCount64() + MustHappenMs();
+        while (!run.worker.IsPaused() && GetTickCount64() < deadline)
+            ;
+        run.worker.Resume();
+        ASSERT_EQ(0u, run.body.pong.Wait(MustHappenMs())) << "round " << round << ": the thread stayed suspended";
+    }
 }

@@ -14,8 +14,10 @@ namespace
 {
 struct Body
 {
+    Body(bool watch, bool gateOpen) : gate(true, gateOpen), watchPause(watch) {}
+
     std::atomic<PausableWorkerThread*> worker{nullptr};
-    MTEvent gate{true, true};       // the thread waits here before its first wait
+    MTEvent gate;                   // the thread waits here before its first wait
     MTEvent sawPause{true, false};  // the thread has seen the pause event
     MTEvent mayPause{true, true};   // the thread waits here between seeing the pause event and DoPause
     MTEvent resumed{true, false};   // the thread came back from DoPause
@@ -24,7 +26,7 @@ struct Body
     std::atomic<unsigned long> firstWait{0xDEADu};
     std::atomic<unsigned long> afterPause{0xDEADu};
     std::atomic<unsigned long> lastWait{0xDEADu};
-    bool watchPause = true;
+    const bool watchPause;
 
     PausableWorkerThread* Worker() { return weft::test::AwaitPointer(worker); }
 };
@@ -64,84 +66,87 @@ unsigned int Loop(void* param)
     }
 }
 
-bool Pongs(Body& body, DWORD timeout)
+// A body and its worker. Leaving the scope opens every gate, then stops and joins the thread,
+// so a failed assertion reports instead of freeing what a live thread still uses.
+struct Running
 {
-    return weft::test::PingPong(body.ping, body.pong, timeout);
-}
+    Body body;
+    PausableWorkerThread worker;
+
+    explicit Running(bool watchPause = true, bool gateOpen = true) : body(watchPause, gateOpen), worker(Loop, &body)
+    {
+        body.worker = &worker;
+    }
+    ~Running()
+    {
+        body.gate.Set();
+        body.mayPause.Set();
+        weft::test::JoinWorker(worker);
+    }
+    bool Pongs(DWORD timeout) { return weft::test::PingPong(body.ping, body.pong, timeout); }
+};
 }  // namespace
 
 TEST(PausableWorkerThreadTest, ThreadPausesItselfAndResumesWithThePauseCleared)
 {
-    Body body;
-    PausableWorkerThread worker(Loop, &body);
-    body.worker = &worker;
-    ASSERT_TRUE(Pongs(body, MustHappenMs()));
-    body.mayPause.Reset();
-    worker.Pause();
+    Running run;
+    ASSERT_TRUE(run.Pongs(MustHappenMs()));
+    run.body.mayPause.Reset();
+    run.worker.Pause();
     // Only the event changed: the thread has not paused yet.
-    EXPECT_FALSE(worker.IsPaused());
-    ASSERT_EQ(0u, body.sawPause.Wait(MustHappenMs()));
-    EXPECT_FALSE(worker.IsPaused());
-    body.mayPause.Set();
-    ASSERT_TRUE(WaitUntil([&] { return worker.IsPaused(); }, MustHappenMs()));
-    EXPECT_FALSE(Pongs(body, MustNotHappenMs())) << "a paused thread answered";
-    worker.Resume();
-    EXPECT_FALSE(worker.IsPaused());
-    ASSERT_EQ(0u, body.resumed.Wait(MustHappenMs()));
+    EXPECT_FALSE(run.worker.IsPaused());
+    ASSERT_EQ(0u, run.body.sawPause.Wait(MustHappenMs()));
+    EXPECT_FALSE(run.worker.IsPaused());
+    run.body.mayPause.Set();
+    ASSERT_TRUE(WaitUntil([&] { return run.worker.IsPaused(); }, MustHappenMs()));
+    EXPECT_FALSE(run.Pongs(MustNotHappenMs())) << "a paused thread answered";
+    run.worker.Resume();
+    EXPECT_FALSE(run.worker.IsPaused());
+    ASSERT_EQ(0u, run.body.resumed.Wait(MustHappenMs()));
     // Back from DoPause, the pause event is clear; the ping left pending is index 2.
-    EXPECT_EQ(2u, body.afterPause.load());
-    EXPECT_TRUE(Pongs(body, MustHappenMs()));
-    worker.Stop();
-    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
-    EXPECT_EQ(0u, body.lastWait.load());
+    EXPECT_EQ(2u, run.body.afterPause.load());
+    EXPECT_TRUE(run.Pongs(MustHappenMs()));
+    run.worker.Stop();
+    EXPECT_EQ(0u, run.worker.Wait(MustHappenMs()));
+    EXPECT_EQ(0u, run.body.lastWait.load());
 }
 
 TEST(PausableWorkerThreadTest, ThreadThatDoesNotWatchThePauseEventNeverPauses)
 {
-    Body body;
-    body.watchPause = false;
-    PausableWorkerThread worker(Loop, &body);
-    body.worker = &worker;
-    worker.Pause();
-    EXPECT_FALSE(worker.IsPaused());
-    EXPECT_TRUE(Pongs(body, MustHappenMs()));
-    worker.Stop();
-    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
+    Running run(false);
+    run.worker.Pause();
+    EXPECT_FALSE(run.worker.IsPaused());
+    EXPECT_TRUE(run.Pongs(MustHappenMs()));
 }
 
 TEST(PausableWorkerThreadTest, StopAfterPauseBeforeDoPauseWinsTheWait)
 {
-    Body body;
-    body.gate.Reset();
-    PausableWorkerThread worker(Loop, &body);
-    body.worker = &worker;
-    worker.Pause();
-    worker.Stop();
-    EXPECT_TRUE(worker.IsStopped());
-    body.gate.Set();
-    ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
+    Running run(true, false);
+    run.worker.Pause();
+    run.worker.Stop();
+    EXPECT_TRUE(run.worker.IsStopped());
+    run.body.gate.Set();
+    ASSERT_EQ(0u, run.worker.Wait(MustHappenMs()));
     // Both events were set; the stop event has the lower index.
-    EXPECT_EQ(0u, body.firstWait.load());
+    EXPECT_EQ(0u, run.body.firstWait.load());
 }
 
 TEST(PausableWorkerThreadTest, ResumeBeforeDoPauseLeavesAPauseThatStopStillFrees)
 {
-    Body body;
-    PausableWorkerThread worker(Loop, &body);
-    body.worker = &worker;
-    body.mayPause.Reset();
-    worker.Pause();
-    ASSERT_EQ(0u, body.sawPause.Wait(MustHappenMs()));
+    Running run;
+    run.body.mayPause.Reset();
+    run.worker.Pause();
+    ASSERT_EQ(0u, run.body.sawPause.Wait(MustHappenMs()));
     // The thread saw the pause but has not paused: Resume finds nothing to resume.
-    worker.Resume();
-    EXPECT_FALSE(worker.IsPaused());
-    body.mayPause.Set();
-    ASSERT_TRUE(WaitUntil([&] { return worker.IsPaused(); }, MustHappenMs()));
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), body.resumed.Wait(MustNotHappenMs()));
+    run.worker.Resume();
+    EXPECT_FALSE(run.worker.IsPaused());
+    run.body.mayPause.Set();
+    ASSERT_TRUE(WaitUntil([&] { return run.worker.IsPaused(); }, MustHappenMs()));
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), run.body.resumed.Wait(MustNotHappenMs()));
     // Stop resumes the self-paused thread, which then sees the stop.
-    worker.Stop();
-    ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
+    run.worker.Stop();
+    ASSERT_EQ(0u, run.worker.Wait(MustHappenMs()));
     // Back from DoPause the pause event is clear (index 1); the stop (index 0) may or may not be set yet.
-    EXPECT_NE(1u, body.afterPause.load()) << "the pause event was still set";
-    EXPECT_EQ(0u, body.lastWait.load());
+    EXPECT_NE(1u, run.body.afterPause.load()) << "the pause event was still set";
+    EXPECT_EQ(0u, run.body.lastWait.load());
 }

@@ -2,6 +2,7 @@
 
 #include "weftcore.h"
 
+#include <gtest/gtest.h>
 #include <psapi.h>
 
 #include <atomic>
@@ -51,6 +52,16 @@ bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs)
     pong.Reset();
     ping.Set();
     return pong.Wait(timeoutMs) == WAIT_OBJECT_0;
+}
+
+void JoinWorker(MTWorkerThread& worker)
+{
+    worker.Stop();
+    if (!worker.IsValidHandle() || worker.Wait(MustHappenMs()) == WAIT_OBJECT_0)
+        return;
+    ADD_FAILURE() << "the worker's thread did not end in time and was terminated";
+    TerminateThread(worker.GetHandle(), 1);
+    worker.Wait(INFINITE);
 }
 
 DWORD HandleCount()

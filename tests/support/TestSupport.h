@@ -10,6 +10,7 @@
 #include <vector>
 
 class MTEvent;
+class MTWorkerThread;
 
 namespace weft::test
 {
@@ -47,6 +48,10 @@ T* AwaitPointer(const std::atomic<T*>& pointer)
 
 // Sets ping and waits for pong: true if a thread answered within the time-out.
 bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs);
+
+// Stops a test's worker and waits for its thread. A thread that does not end in time is
+// reported as a failure and terminated, so the test's objects never outlive their users.
+void JoinWorker(MTWorkerThread& worker);
 
 // A kernel-object name no other test or process uses: tag, process id and a counter.
 std::string UniqueName(const char* tag);
