@@ -22,9 +22,9 @@
 // the monitor thread reads without a lock.
 //
 // Stop(timeout) resumes a paused thread, asks it to end and waits up to timeout ms; a thread
-// still running then is ended with TerminateThread. A message still owed at the stop is
-// dropped. Afterwards the thread has ended, the object stays usable for its accessors, and it
-// cannot be started again. The destructor stops the same way but waits without limit.
+// still running then is handed to TerminateThread, which ends it asynchronously. A message
+// still owed at the stop is dropped. Afterwards the object stays usable for its accessors, and
+// it cannot be started again. The destructor stops the same way but waits without limit.
 #pragma once
 
 #include "frame/MTWorkerThread.h"

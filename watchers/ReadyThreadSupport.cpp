@@ -5,6 +5,8 @@
 
 MTWorkerThread* ReadyThreadSupport::StartWorker(MTWorkerThread*& slot, unsigned int (*threadFunc)(void*), void* self)
 {
+    if (std::atomic_ref<MTWorkerThread*>(slot).load(std::memory_order_acquire) != nullptr)
+        return nullptr;
     MTWorkerThread* worker = new (std::nothrow) MTWorkerThread(threadFunc, self, 0, nullptr, 0);
     // Release: the polling thread that sees the pointer also sees the constructed worker.
     std::atomic_ref<MTWorkerThread*>(slot).store(worker, std::memory_order_release);
@@ -23,35 +25,55 @@ MTWorkerThread* ReadyThreadSupport::AwaitWorker(MTWorkerThread*& slot)
     return worker;
 }
 
+namespace
+{
+bool MayTell(HWND wnd, unsigned int msg, bool requireWindow)
+{
+    return wnd != nullptr && msg != 0 && (!requireWindow || ::IsWindow(wnd));
+}
+}  // namespace
+
 bool ReadyThreadSupport::NotifyOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow)
 {
-    if (wnd == nullptr || msg == 0)
+    return MayTell(wnd, msg, requireWindow) && ::SendNotifyMessageA(wnd, msg, wParam, lParam);
+}
+
+bool ReadyThreadSupport::PostToOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow)
+{
+    return MayTell(wnd, msg, requireWindow) && ::PostMessageA(wnd, msg, wParam, lParam);
+}
+
+bool ReadyThreadSupport::StopWorker(MTWorkerThread* worker, unsigned long timeout)
+{
+    if (worker == nullptr)
         return false;
-    if (requireWindow && !::IsWindow(wnd))
+    worker->Stop();
+    // Only a time-out means a thread still running; a failed wait (no thread) is passed over.
+    if (::WaitForSingleObject(worker->GetHandle(), timeout) != WAIT_TIMEOUT)
         return false;
-    ::SendNotifyMessageA(wnd, msg, wParam, lParam);
+    ::TerminateThread(worker->GetHandle(), 0);
     return true;
 }
 
-void ReadyThreadSupport::StopWorker(MTWorkerThread* worker, unsigned long timeout)
+void ReadyThreadSupport::StopAndWait(MTWorkerThread* worker)
 {
     if (worker == nullptr)
         return;
     worker->Stop();
-    // Only a time-out means a thread still running; a failed wait (no thread) is passed over.
-    if (::WaitForSingleObject(worker->GetHandle(), timeout) == WAIT_TIMEOUT)
-        ::TerminateThread(worker->GetHandle(), 0);
+    ::WaitForSingleObject(worker->GetHandle(), INFINITE);
+}
+
+void ReadyThreadSupport::DeleteWorker(MTWorkerThread*& slot)
+{
+    // The worker's thread object goes with the worker, so the function must have returned first.
+    delete slot;
+    slot = nullptr;
 }
 
 void ReadyThreadSupport::DestroyWorker(MTWorkerThread*& slot)
 {
-    if (slot == nullptr)
-        return;
-    slot->Stop();
-    // The worker's thread object goes with the worker, so the function must have returned first.
-    ::WaitForSingleObject(slot->GetHandle(), INFINITE);
-    delete slot;
-    slot = nullptr;
+    StopAndWait(slot);
+    DeleteWorker(slot);
 }
 
 void ReadyThreadSupport::SetPriority(MTWorkerThread* worker, int priority)

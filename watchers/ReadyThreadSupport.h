@@ -1,6 +1,6 @@
-// What every ready-made thread of the library does the same way: starting its worker, the
-// start handshake, telling the owner window, the bounded stop, the destructor's stop, and the
-// forwarders to the worker. Internal to the library and not exported; each class keeps its own
+// What every ready-made thread of the library does the same way: starting its worker once, the
+// start handshake, telling the owner window (sent or posted), the bounded stop, the unbounded
+// stop apart from the delete, the destructor's stop, and the forwarders to the worker. Internal to the library and not exported; each class keeps its own
 // public members and fields, and calls these from them.
 //
 //   TimerThread::TimerThread(...) : ...
@@ -28,7 +28,8 @@ public:
     // Owner's thread, in a constructor (or a Start): allocates the worker, which starts
     // threadFunc(self) at once with no flags, default security and stack, and publishes the
     // pointer in slot for AwaitWorker. If the allocation fails, slot stays null and no thread
-    // runs. Returns the worker, or null.
+    // runs. An object starts once: with a worker already in slot nothing happens. Returns the
+    // new worker, or null.
     static MTWorkerThread* StartWorker(MTWorkerThread*& slot, unsigned int (*threadFunc)(void*), void* self);
 
     // Worker thread, first thing after checking its argument: the thread can run before the
@@ -38,19 +39,32 @@ public:
 
     // Worker thread: SendNotifyMessageA(wnd, msg, wParam, lParam) if wnd is not null, msg is not
     // 0 and, when requireWindow is true, IsWindow(wnd). The send does not wait for a window
-    // procedure on another thread and its result is not looked at. Returns true if the message
-    // was handed to the system, false if a guard held it back.
+    // procedure on another thread. Returns false if a guard held the message back or the send
+    // failed (the window has gone): then nobody will see lParam, and what it points to is the
+    // caller's to free.
     static bool NotifyOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow);
+
+    // Worker thread: the same guards, then PostMessageA, for a message that must reach the
+    // window's queue in order with its other posted messages. Returns as NotifyOwner does.
+    static bool PostToOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow);
 
     // Owner's thread, the bounded stop: nothing without a worker. Else the worker's Stop
     // (which resumes a paused thread, then sets the stop event), a wait of timeout ms on the
     // thread handle, and TerminateThread with exit code 0 if, and only if, that wait timed out.
+    // Termination is asynchronous: the handle is signalled once the thread is really gone.
     // The worker is neither deleted nor forgotten, so a second Stop returns at once.
-    static void StopWorker(MTWorkerThread* worker, unsigned long timeout);
+    // Returns true if the thread had to be terminated.
+    static bool StopWorker(MTWorkerThread* worker, unsigned long timeout);
 
-    // Owner's thread, in a destructor: the stop above with an unbounded wait, so that it returns
-    // only once the thread function has returned and never terminates; then deletes the worker
-    // and sets slot to null. Nothing without a worker.
+    // Owner's thread: the stop with an unbounded wait, so that it returns only once the thread
+    // function has returned, and never terminates. For a class that must release its own
+    // handles after the thread has gone but before the worker is deleted.
+    static void StopAndWait(MTWorkerThread* worker);
+
+    // Owner's thread: deletes the worker (whose thread must have ended) and nulls slot.
+    static void DeleteWorker(MTWorkerThread*& slot);
+
+    // Owner's thread, in a destructor: StopAndWait, then DeleteWorker. Nothing without a worker.
     static void DestroyWorker(MTWorkerThread*& slot);
 
     // Forwarders. Without a worker the setters do nothing, GetPriority gives 0 and IsPaused false.

@@ -22,9 +22,9 @@
 // change while the thread lives.
 //
 // Stop(timeout) resumes a paused thread, asks it to end and waits up to timeout ms; a thread
-// still running then is ended with TerminateThread (and sends nothing more). Afterwards the
-// thread has ended, the object stays usable for its accessors, and it cannot be started
-// again. The destructor stops the same way but waits without limit, never terminating.
+// still running then is handed to TerminateThread, which ends it asynchronously (it sends
+// nothing more). Afterwards the object stays usable for its accessors, and it cannot be
+// started again. The destructor stops the same way but waits without limit, never terminating.
 #pragma once
 
 #include "frame/MTEvent.h"

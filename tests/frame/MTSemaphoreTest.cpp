@@ -22,18 +22,3 @@ TEST(MTSemaphoreTest, CountsWaitsAndReportsThePreviousCount)
     EXPECT_EQ(0u, semaphore.Wait(0));
     EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), semaphore.Wait(0));
 }
-
-TEST(MTSemaphoreTest, ReleasePastTheMaximumLeavesCountAndPreviousAlone)
-{
-    MTSemaphore semaphore(2, 2);
-    long previous = 42;
-    semaphore.Release(1, &previous);
-    EXPECT_EQ(42, previous);
-    EXPECT_EQ(0u, semaphore.GetStatus());
-    semaphore.Release(1, nullptr);  // no previous asked for, still refused
-    EXPECT_EQ(0u, semaphore.Wait(0));
-    EXPECT_EQ(0u, semaphore.Wait(0));
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), semaphore.Wait(0));
-    semaphore.Release(1, &previous);
-    EXPECT_EQ(0, previous);
-}
