@@ -18,6 +18,8 @@
 
 #include "watchers/TimerThread.h"
 #include "watchers/EventMonitorThread.h"
+#include "watchers/DirMonitorThread.h"
+#include "watchers/FileMonitorThread.h"
 #include "watchers/DrivesChangeThread.h"
 
 #include "jobs/ZipThread.h"

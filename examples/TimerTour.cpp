@@ -1,6 +1,7 @@
 // Tour: a timer thread ticking to a window, a one-shot timer pushed back by Reset, and an
 // event monitor turning a burst of signals into one message.
 #include "TourSteps.h"
+#include "TourWindow.h"
 
 #include "weftcore.h"
 
@@ -9,71 +10,18 @@ namespace
 const UINT TickMsg = WM_APP + 30;
 const UINT SignalMsg = WM_APP + 31;
 
-// A message-only window on the tour's own thread, which pumps it while it waits. Messages sent
-// by the watcher threads with SendNotifyMessageA are handled inside PeekMessage.
-class TourWindow
+// Prints each timer or monitor message with its time.
+void PrintMessage(unsigned long long atMs, UINT msg, WPARAM wParam, LPARAM lParam)
 {
-public:
-    TourWindow()
-    {
-        WNDCLASSEXA wc = {};
-        wc.cbSize = sizeof wc;
-        wc.lpfnWndProc = &TourWindow::WindowProc;
-        wc.hInstance = GetModuleHandleA(nullptr);
-        wc.lpszClassName = "WeftTimerTourWindow";
-        RegisterClassExA(&wc);  // fails harmlessly when a step registered it already
-        m_hWnd = CreateWindowExA(0, wc.lpszClassName, "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, wc.hInstance, nullptr);
-        SetWindowLongPtrA(m_hWnd, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-        m_nStart = GetTickCount64();
-    }
-    ~TourWindow() { DestroyWindow(m_hWnd); }
-    TourWindow(const TourWindow&) = delete;
-    TourWindow& operator=(const TourWindow&) = delete;
-
-    HWND Handle() const { return m_hWnd; }
-    int Count() const { return m_nCount; }
-    unsigned long long Elapsed() const { return GetTickCount64() - m_nStart; }
-
-    // Pumps until count messages have come in all, or for at most ms milliseconds.
-    void PumpUntil(int count, DWORD ms)
-    {
-        const unsigned long long end = GetTickCount64() + ms;
-        while (m_nCount < count && GetTickCount64() < end)
-        {
-            MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(end - GetTickCount64()), QS_ALLINPUT,
-                                        MWMO_INPUTAVAILABLE);
-            MSG msg;
-            while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE))
-                DispatchMessageA(&msg);
-        }
-    }
-    void PumpFor(DWORD ms) { PumpUntil(0x7FFFFFFF, ms); }
-
-private:
-    static LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)
-    {
-        auto* self = reinterpret_cast<TourWindow*>(GetWindowLongPtrA(wnd, GWLP_USERDATA));
-        if (self != nullptr && (msg == TickMsg || msg == SignalMsg))
-        {
-            ++self->m_nCount;
-            weft::tour::Say("%5llu ms  %s  wParam %llu  lParam %lld", self->Elapsed(),
-                            msg == TickMsg ? "timer message  " : "monitor message", static_cast<unsigned long long>(wParam),
-                            static_cast<long long>(lParam));
-            return 0;
-        }
-        return DefWindowProcA(wnd, msg, wParam, lParam);
-    }
-
-    HWND m_hWnd;
-    int m_nCount = 0;
-    unsigned long long m_nStart;
-};
+    weft::tour::Say("%5llu ms  %s  wParam %llu  lParam %lld", atMs, msg == TickMsg ? "timer message  " : "monitor message",
+                    static_cast<unsigned long long>(wParam), static_cast<long long>(lParam));
+}
 }  // namespace
 
 WEFT_TOUR_STEP(RepeatingTimerTour, 30, "Timer thread: a repeating timer ticks to its window, then stops")
 {
     using weft::tour::Say;
-    TourWindow window;
+    weft::tour::TourWindow window(PrintMessage);
     TimerThread timer(TickMsg, window.Handle(), 100, false, 30, -1);
     Say("timer of 100 ms started; waiting for five ticks");
     window.PumpUntil(5, 5000);
@@ -87,7 +35,7 @@ WEFT_TOUR_STEP(RepeatingTimerTour, 30, "Timer thread: a repeating timer ticks to
 WEFT_TOUR_STEP(OneShotTimerTour, 31, "Timer thread: a one-shot timer, pushed back by Reset")
 {
     using weft::tour::Say;
-    TourWindow window;
+    weft::tour::TourWindow window(PrintMessage);
     TimerThread timer(TickMsg, window.Handle(), 200, true, 31, 0);
     Say("one-shot of 200 ms started; Reset at about 100 ms and 200 ms");
     for (int i = 0; i < 2; ++i)
@@ -104,7 +52,7 @@ WEFT_TOUR_STEP(OneShotTimerTour, 31, "Timer thread: a one-shot timer, pushed bac
 WEFT_TOUR_STEP(EventMonitorTour, 32, "Event monitor: a burst of signals becomes one message")
 {
     using weft::tour::Say;
-    TourWindow window;
+    weft::tour::TourWindow window(PrintMessage);
     MTEvent event(false, false);
     EventMonitorThread monitor(event.GetHandle(), SignalMsg, window.Handle(), 150, 32, 0);
     Say("message delay 150 ms; ten signals 20 ms apart");

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 namespace weft::test
 {
@@ -67,8 +68,45 @@ void JoinWorker(MTWorkerThread& worker)
 DWORD HandleCount()
 {
     DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
+    if (GetProcessHandleCount(GetCurrentProcess(), &count) && count != 0)
+        return count;
+    // Some systems answer 0 (Wine does), which no living process has: count this process's
+    // entries in the system's handle list instead.
+    struct Entry
+    {
+        ULONG pid;
+        UCHAR type, flags;
+        USHORT handle;
+        PVOID object;
+        ACCESS_MASK access;
+    };
+    using Query = LONG(WINAPI*)(ULONG, PVOID, ULONG, PULONG);
+    const auto query = reinterpret_cast<Query>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation"));
+    const ULONG SystemHandleInformation = 16;
+    std::vector<char> buffer(1 << 20);
+    ULONG got = 0;
+    LONG status;
+    while ((status = query(SystemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &got)) ==
+           static_cast<LONG>(0xC0000004))  // the buffer is too small
+        buffer.resize(buffer.size() * 2);
+    if (status != 0)
+        return 0;
+    const ULONG entries = *reinterpret_cast<const ULONG*>(buffer.data());
+    const Entry* entry = reinterpret_cast<const Entry*>(buffer.data() + sizeof(void*));
+    for (ULONG i = 0; i < entries; ++i)
+        count += entry[i].pid == GetCurrentProcessId();
     return count;
+}
+
+::testing::AssertionResult LeaksNoHandles(const std::function<void()>& cases)
+{
+    cases();
+    const DWORD before = HandleCount();
+    cases();
+    const DWORD after = HandleCount();
+    if (after == before)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "handles before " << before << ", after " << after;
 }
 
 std::string ExeDir()

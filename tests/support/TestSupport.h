@@ -5,12 +5,17 @@
 #include <windows.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 class MTEvent;
 class MTWorkerThread;
+namespace testing
+{
+class AssertionResult;
+}
 
 namespace weft::test
 {
@@ -58,6 +63,10 @@ std::string UniqueName(const char* tag);
 
 // Handles open in this process.
 DWORD HandleCount();
+// Runs the cases twice and succeeds if the second run leaves the handle count as it found it.
+// The first run is a warm-up: the system keeps some handles of its own from a first use (the
+// directory of named objects, for one).
+::testing::AssertionResult LeaksNoHandles(const std::function<void()>& cases);
 
 // The folder of the running program, with a trailing backslash.
 std::string ExeDir();

@@ -1,0 +1,299 @@
+#include "weftcore.h"
+
+#include "support/OwnerWindow.h"
+#include "weftbase/WeftBaseTestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+
+using weft::test::MustHappenMs;
+using weft::test::NotBefore;
+using weft::test::OwnerWindow;
+using weft::test::Scaled;
+using weft::test::TempDir;
+using weft::test::WriteBytes;
+
+namespace
+{
+const UINT DirMsg = WM_APP + 31;
+const __int64 DirLParam = -0x1234567LL;
+const unsigned long NoDelay = 0xFFFFFFFF;
+
+// A change of one kind, different each time it is made (k counts the calls).
+using Change = std::function<void(const TempDir& dir, int k)>;
+
+void NewFile(const TempDir& dir, int k)
+{
+    WriteBytes(dir / ("f" + std::to_string(k)), "x");
+}
+
+void Append(const std::string& path, int k)
+{
+    HANDLE file = CreateFileA(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    WriteFile(file, "0123456789", static_cast<DWORD>(k % 10 + 1), &written, nullptr);
+    CloseHandle(file);
+}
+
+// Makes changes until the monitor answers: its handles are armed some time after the
+// constructor returns, and a change before that is not seen. Gives the first message.
+std::optional<OwnerWindow::Message> Prime(OwnerWindow& owner, const TempDir& dir, const Change& change, int& k)
+{
+    const double deadline = OwnerWindow::NowMs() + MustHappenMs();
+    while (OwnerWindow::NowMs() < deadline)
+    {
+        change(dir, k++);
+        if (auto m = owner.Next(Scaled(100)))
+            return m;
+    }
+    return std::nullopt;
+}
+}  // namespace
+
+// Shows the bits collected so far, which nothing else announces.
+struct DirProbe : DirMonitorThread
+{
+    using DirMonitorThread::DirMonitorThread;
+    using DirMonitorThread::GetNotificationsReceived;
+};
+
+class DirMonitorThreadTest : public ::testing::Test
+{
+protected:
+    DirMonitorThread& Watch(unsigned long filter, unsigned long delay, bool progressive = false)
+    {
+        monitor = std::make_unique<DirProbe>(dir.Path().c_str(), false, filter, DirMsg, owner.Handle(), delay,
+                                                     DirLParam, progressive);
+        return *monitor;
+    }
+    // Records nothing more of what came so far.
+    void Drain()
+    {
+        owner.Flush();
+        while (owner.Next(0))
+            ;
+    }
+    // A monitor armed without a delay (a change proved it), then given the delay d.
+    ::testing::AssertionResult Armed(unsigned long filter, unsigned long d, bool progressive)
+    {
+        Watch(filter, NoDelay, progressive);
+        if (!Prime(owner, dir, NewFile, k))
+            return ::testing::AssertionFailure() << "the monitor never answered a change";
+        monitor->SetMsgDelay(d);
+        Drain();
+        return ::testing::AssertionSuccess();
+    }
+
+    OwnerWindow owner;
+    TempDir dir{"dirmon"};
+    std::unique_ptr<DirProbe> monitor;  // ends before the folder goes
+    int k = 0;
+};
+
+// Each filter bit alone is its own handle, and its message carries that bit.
+TEST_F(DirMonitorThreadTest, EachFilterBitAloneGivesItsBitWithTheConstructorsLParam)
+{
+    const std::string file = dir / "watched";
+    WriteBytes(file, "seed");
+    const struct
+    {
+        unsigned long bit;
+        Change change;
+    } rows[] = {
+        {FILE_NOTIFY_CHANGE_FILE_NAME, NewFile},
+        {FILE_NOTIFY_CHANGE_DIR_NAME, [](const TempDir& d, int n) { CreateDirectoryA((d / ("d" + std::to_string(n))).c_str(), nullptr); }},
+        {FILE_NOTIFY_CHANGE_ATTRIBUTES, [&](const TempDir&, int n) { SetFileAttributesA(file.c_str(), n % 2 ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL); }},
+        {FILE_NOTIFY_CHANGE_SIZE, [&](const TempDir&, int n) { Append(file, n); }},
+        {FILE_NOTIFY_CHANGE_LAST_WRITE, [&](const TempDir&, int n) {
+             HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+             FILETIME t = {static_cast<DWORD>(n) * 10000000u, 30000000u};
+             SetFileTime(h, nullptr, nullptr, &t);
+             CloseHandle(h);
+         }},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.bit);
+        Watch(row.bit, NoDelay);
+        const auto m = Prime(owner, dir, row.change, k);
+        ASSERT_TRUE(m.has_value()) << "no message for the change";
+        EXPECT_EQ(DirMsg, m->msg);
+        EXPECT_EQ(row.bit, m->wParam);
+        EXPECT_EQ(DirLParam, m->lParam);
+        monitor.reset();
+        Drain();
+    }
+    SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+// With a delay, a burst settles into one message d after its last change, carrying the OR of
+// the bits; without the progressive delay nothing follows. A stop while settling sends nothing.
+TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithTheBitsOred)
+{
+    const unsigned long d = Scaled(150);
+    ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE, d, false));
+    const std::string file = dir / "burst";
+    double last = 0;
+    for (int i = 0; i < 5; ++i)
+    {
+        Append(file, i);  // the first makes the file (name), each one grows it (size)
+        last = OwnerWindow::NowMs();
+    }
+    const auto m = owner.Next();
+    ASSERT_TRUE(m.has_value());
+    EXPECT_EQ(FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE, m->wParam);
+    EXPECT_EQ(DirLParam, m->lParam);
+    EXPECT_TRUE(NotBefore(m->atMs, last, d));
+    EXPECT_TRUE(owner.NothingWithin(3 * d)) << "a second message for one burst";
+
+    NewFile(dir, k++);
+    ASSERT_TRUE(weft::test::WaitUntil([&] { return monitor->GetNotificationsReceived() != 0; }, MustHappenMs()));
+    monitor->Stop(MustHappenMs());
+    ASSERT_TRUE(owner.Flush());
+    EXPECT_TRUE(owner.NothingWithin(2 * d)) << "a stop while settling sent the collected bits";
+}
+
+// After one change at 0 the progressive messages come at d, 2d, 3d, 5d, 8d; a change while
+// polling brings the wait back to d, and the time-out after it the multiplier back to 1.
+TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilTheNextChange)
+{
+    const unsigned long d = Scaled(100);
+    ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, d, true));
+    NewFile(dir, k++);
+    const double start = OwnerWindow::NowMs();
+    const unsigned long at[] = {1, 2, 3, 5, 8};
+    for (unsigned long step : at)
+    {
+        const auto m = owner.Next();
+        ASSERT_TRUE(m.has_value());
+        EXPECT_EQ(step == 1 ? FILE_NOTIFY_CHANGE_FILE_NAME : 0u, m->wParam) << "at " << step << "d";
+        EXPECT_TRUE(NotBefore(m->atMs, start, step * d)) << "at " << step << "d";
+    }
+    NewFile(dir, k++);
+    const double change = OwnerWindow::NowMs();
+    const auto settled = owner.Next();
+    const auto polled = owner.Next();
+    ASSERT_TRUE(settled.has_value() && polled.has_value());
+    EXPECT_EQ(FILE_NOTIFY_CHANGE_FILE_NAME, settled->wParam);
+    EXPECT_TRUE(NotBefore(settled->atMs, change, d));
+    EXPECT_EQ(0u, polled->wParam);
+    EXPECT_LT(polled->atMs - settled->atMs, 3.0 * d) << "the multiplier was not brought back to 1";
+}
+
+// ResetProgDelay leaves the running wait alone and makes the next one d; SetMsgDelay works
+// both ways: from a delay to none (the settling wait still runs out), and back.
+TEST_F(DirMonitorThreadTest, ResetProgDelayAndSetMsgDelayTakeEffectAtTheNextWait)
+{
+    const unsigned long d = Scaled(100);
+    ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, d, true));
+    NewFile(dir, k++);
+    ASSERT_TRUE(owner.Next() && owner.Next() && owner.Next() && owner.Next());  // d, 2d, 3d, 5d: multiplier now 3
+    const double reset = OwnerWindow::NowMs();
+    monitor->ResetProgDelay();
+    const auto kept = owner.Next();  // the running wait of 3d ends at 8d
+    const auto after = owner.Next();  // then d
+    ASSERT_TRUE(kept.has_value() && after.has_value());
+    EXPECT_TRUE(NotBefore(kept->atMs, reset, 2 * d)) << "ResetProgDelay cut the running wait short";
+    EXPECT_LT(after->atMs - kept->atMs, 2.5 * d) << "the wait after ResetProgDelay was not d";
+
+    monitor->SetMsgDelay(NoDelay);
+    NewFile(dir, k++);
+    const auto last = owner.Next();  // the wait running when the delay went is one of d or 2d
+    ASSERT_TRUE(last.has_value());
+    EXPECT_TRUE(owner.NothingWithin(4 * d)) << "without a delay the thread must wait without limit";
+    monitor->SetMsgDelay(d);
+    NewFile(dir, k++);
+    const double change = OwnerWindow::NowMs();
+    const auto delayed = owner.Next();
+    ASSERT_TRUE(delayed.has_value());
+    EXPECT_EQ(FILE_NOTIFY_CHANGE_FILE_NAME, delayed->wParam);
+    EXPECT_TRUE(NotBefore(delayed->atMs, change, d));
+}
+
+// A rejected directory gives an inert object; a filter with no known bit, a null window or
+// message 0 give a thread that never sends. None of them leaks a handle.
+TEST_F(DirMonitorThreadTest, BadArgumentsGiveAnInertObjectOrASilentThread)
+{
+    const std::string file = dir / "plain.txt";
+    WriteBytes(file, "x");
+    const std::string longPath = dir.Path() + std::string(300, 'a');
+    EXPECT_TRUE(weft::test::LeaksNoHandles([&] {
+    for (const char* path : {static_cast<const char*>(nullptr), "", "Q:\\missing\\", file.c_str(), longPath.c_str(),
+                             (dir / "missing").c_str()})
+    {
+        DirMonitorThread inert(path == nullptr ? CString() : CString(path), false, 0x1F, DirMsg, owner.Handle(), NoDelay, 0, true);
+        EXPECT_TRUE(inert.GetDir().IsEmpty()) << (path ? path : "null");
+        EXPECT_FALSE(inert.IsPaused());
+        EXPECT_EQ(0, inert.GetPriority());
+        inert.Pause();
+        inert.SetMsgDelay(5);
+        inert.ResetProgDelay();
+        inert.Stop(0);
+    }
+    {
+        DirMonitorThread noBits(dir.Path().c_str(), false, 0x0E0, DirMsg, owner.Handle(), NoDelay, 0, false);
+        DirMonitorThread noWindow(dir.Path().c_str(), false, 0x1F, DirMsg, nullptr, NoDelay, 0, false);
+        DirMonitorThread noMessage(dir.Path().c_str(), false, 0x1F, 0, owner.Handle(), NoDelay, 0, false);
+        for (int i = 0; i < 3; ++i)
+            NewFile(dir, k++);
+        EXPECT_TRUE(owner.NothingWithin());
+    }
+    }));
+}
+
+// The file monitor tells its file's size and date from its neighbours' changes, and creation
+// and deletion from both.
+TEST(FileMonitorThreadTest, TellsItsFilesChangesAndNotItsNeighbours)
+{
+    OwnerWindow owner;
+    TempDir dir("filemon");
+    const std::string file = dir / "watched.log";
+    auto monitor = std::make_unique<FileMonitorThread>(file.c_str(), DirMsg, owner.Handle(), NoDelay, DirLParam, false);
+    EXPECT_FALSE(monitor->DoesFileExist());
+    EXPECT_STREQ(file.c_str(), monitor->GetFile());
+    // Neighbours until the monitor is surely armed: then one of them must still send nothing.
+    int k = 0;
+    for (; k < 20; ++k)
+        NewFile(dir, k);
+    EXPECT_TRUE(owner.NothingWithin()) << "a neighbour's change was told";
+
+    const auto created = Prime(owner, dir, [&](const TempDir&, int) { WriteBytes(file, "hello"); }, k);
+    ASSERT_TRUE(created.has_value());
+    EXPECT_EQ(DirLParam, created->lParam);
+    EXPECT_TRUE(monitor->DoesFileExist());
+    Append(file, 3);
+    ASSERT_TRUE(owner.Next().has_value()) << "a write that grew the file was not told";
+    EXPECT_TRUE(owner.NothingWithin()) << "one write gave more than one message";
+    DeleteFileA(file.c_str());
+    ASSERT_TRUE(owner.Next().has_value()) << "the deletion was not told";
+    EXPECT_FALSE(monitor->DoesFileExist());
+}
+
+// The thread starts in the base constructor and ends in the base destructor. A neighbour's
+// churn never changes the watched file, so any message at all means that the base's own
+// BroadcastMsg ran, on an object that was not (or no longer) a whole file monitor.
+TEST(FileMonitorThreadTest, ConstructionAndDestructionWhileNeighboursChangeSendNothing)
+{
+    OwnerWindow owner;
+    TempDir dir("filerace");
+    std::atomic<bool> done{false};
+    std::thread churn([&] {
+        for (int n = 0; !done; ++n)
+            WriteBytes(dir / ("n" + std::to_string(n % 3)), std::string(n % 7 + 1, 'x'));
+    });
+    // Lifetimes spread over 0 to 20 ms, so that destruction meets the thread at every stage.
+    for (int i = 0; i < 100; ++i)
+    {
+        FileMonitorThread monitor((dir / "quiet").c_str(), DirMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false);
+        Sleep(i * 7 % 21);
+    }
+    done = true;
+    churn.join();
+    ASSERT_TRUE(owner.Flush());
+    EXPECT_EQ(0u, owner.Count());
+}
