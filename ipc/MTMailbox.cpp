@@ -30,59 +30,13 @@ bool IsGuardHeld(unsigned long waitResult)
     return waitResult == WAIT_OBJECT_0 || waitResult == WAIT_ABANDONED_0;
 }
 
+// wsprintfA has no documented course for a null string argument, so a null mailbox name is
+// formatted as the empty one.
 void BuildName(char* output, const std::vector<int>& role, const char* mailboxName)
 {
-    if (output == nullptr)
-        return;
-    if (mailboxName == nullptr)
-    {
-        *output = '\0';
-        return;
-    }
     const CString format = StringUtils::DecryptText(CodedTexts::MailboxNameFormat);
     const CString roleText = StringUtils::DecryptText(role);
-    ::wsprintfA(output, format, static_cast<const char*>(roleText), mailboxName);
-}
-
-// What a name or the sizes are refused for before anything is made; 0 if nothing.
-unsigned long NameRefusal(const char* name)
-{
-    if (name == nullptr || *name == '\0' || std::strchr(name, '\\') != nullptr)
-        return ERROR_INVALID_NAME;
-    if (std::strlen(name) > MTMailbox::MaxNameLength())
-        return ERROR_FILENAME_EXCED_RANGE;
-    return 0;
-}
-
-unsigned long SizeRefusal(unsigned long slots, unsigned long messageSize)
-{
-    if (slots == 0 || messageSize == 0)
-        return ERROR_INVALID_PARAMETER;
-    // The mapping size is a positive long; the semaphores take the slot count as a positive int.
-    const std::uint64_t bytes = std::uint64_t{slots} * messageSize + HeaderBytes;
-    if (bytes > 0x7FFFFFFFu)
-        return ERROR_ARITHMETIC_OVERFLOW;
-    return 0;
-}
-
-unsigned long CreateRefusal(unsigned long slots, unsigned long messageSize, const char* name)
-{
-    const unsigned long refusal = NameRefusal(name);
-    return refusal != 0 ? refusal : SizeRefusal(slots, messageSize);
-}
-
-// The size to ask the mapping for; 0 for a refused mailbox, which the mapping refuses in turn
-// without a platform call.
-long MappingSize(unsigned long slots, unsigned long messageSize, const char* name)
-{
-    if (CreateRefusal(slots, messageSize, name) != 0)
-        return 0;
-    return static_cast<long>(slots * messageSize + HeaderBytes);
-}
-
-const char* OpenableName(const char* name)
-{
-    return NameRefusal(name) == 0 ? name : nullptr;
+    ::wsprintfA(output, format, static_cast<const char*>(roleText), mailboxName != nullptr ? mailboxName : "");
 }
 
 // Bytes of the view from its base; 0 if the platform does not say.
@@ -97,132 +51,94 @@ std::uint64_t ViewSize(const void* view)
 
 MTMailbox::MTMailbox(unsigned long slots, unsigned long messageSize, const char* name,
                      _SECURITY_ATTRIBUTES* attributes)
-    : m_memory(MappingSize(slots, messageSize, name), name, attributes), m_bCreator(false), m_status(0),
-      m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr), m_pFreeCount(nullptr), m_pPendingCount(nullptr)
+    : m_memory(static_cast<long>(slots * messageSize + HeaderBytes), name, attributes), m_bCreator(false),
+      m_status(0), m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr), m_pFreeCount(nullptr),
+      m_pPendingCount(nullptr)
 {
-    m_status = CreateRefusal(slots, messageSize, name);
-    if (m_status != 0)
-        return;
     m_status = m_memory.GetStatus();
-    if (m_status != 0 && m_status != ERROR_ALREADY_EXISTS)
-        return;
-
-    bool wonGuard = false;
-    if (!TakeGuard(true, name, attributes, wonGuard))
-        return;
-    AttachUnderGuard(true, wonGuard, slots, messageSize, name, attributes);
+    if (m_status == 0 || m_status == ERROR_ALREADY_EXISTS)
+        Attach(true, slots, messageSize, name, attributes);
 }
 
 MTMailbox::MTMailbox(const char* name)
-    : m_memory(OpenableName(name)), m_bCreator(false), m_status(0), m_pHeader(nullptr), m_pSlots(nullptr),
-      m_pGuard(nullptr), m_pFreeCount(nullptr), m_pPendingCount(nullptr)
+    : m_memory(name), m_bCreator(false), m_status(0), m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr),
+      m_pFreeCount(nullptr), m_pPendingCount(nullptr)
 {
-    m_status = NameRefusal(name);
-    if (m_status != 0)
-        return;
     m_status = m_memory.GetStatus();
-    if (m_status != 0)
-        return;
-
-    bool wonGuard = false;
-    if (!TakeGuard(false, name, nullptr, wonGuard))
-        return;
-    AttachUnderGuard(false, false, 0, 0, name, nullptr);
+    if (m_status == 0)
+        Attach(false, 0, 0, name, nullptr);
 }
 
-bool MTMailbox::TakeGuard(bool create, const char* name, _SECURITY_ATTRIBUTES* attributes, bool& wonGuard)
+void MTMailbox::Attach(bool create, unsigned long slots, unsigned long messageSize, const char* name,
+                       _SECURITY_ATTRIBUTES* attributes)
 {
-    char guardName[NameBufferSize];
+    static_assert(sizeof(Header) == HeaderBytes && sizeof(std::uint32_t) == sizeof(unsigned long),
+                  "the header is five unpadded 32-bit numbers, handed out as unsigned long");
+    // The names go into fixed buffers, which a longer name would overrun.
+    if (name != nullptr && std::strlen(name) > MaxNameLength())
+    {
+        m_status = ERROR_FILENAME_EXCED_RANGE;
+        return;
+    }
+    // All names are built before the guard is taken: building allocates, and a failure while the
+    // guard is held would leave it owned by a living thread, which every other holder waits for.
+    char guardName[NameBufferSize], freeName[NameBufferSize], pendingName[NameBufferSize];
     CreateGuardMutexName(guardName, name);
+    CreateFreeCountSemaphoreName(freeName, name);
+    CreatePendingCountSemaphoreName(pendingName, name);
+
     m_pGuard = create ? new (std::nothrow) MTMutex(true, guardName, attributes)
                       : new (std::nothrow) MTMutex(guardName, false, MUTEX_ALL_ACCESS);
     if (m_pGuard == nullptr)
     {
         m_status = ERROR_NOT_ENOUGH_MEMORY;
-        return false;
+        return;
     }
-    // A guard that could not be created was not won: nothing may be written, so stop here.
+    // A guard that could not be created or opened was not won: nothing may be written, so stop here.
     if (!m_pGuard->IsValidHandle())
     {
         m_status = m_pGuard->GetStatus();
-        return false;
+        return;
     }
     // A new guard is owned from birth; an existing one was not given and is waited for, which
     // keeps this object out until whoever holds it has finished the header.
-    wonGuard = create && m_pGuard->GetStatus() != ERROR_ALREADY_EXISTS;
-    if (!wonGuard && !IsGuardHeld(m_pGuard->Wait(INFINITE)))
-    {
-        m_status = ::GetLastError();
-        return false;
-    }
-    return true;
-}
+    const bool wonGuard = create && m_pGuard->GetStatus() != ERROR_ALREADY_EXISTS;
+    if (!wonGuard)
+        m_pGuard->Wait(INFINITE);
 
-void MTMailbox::AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long slots, unsigned long messageSize,
-                                 const char* name, _SECURITY_ATTRIBUTES* attributes)
-{
-    static_assert(sizeof(Header) == HeaderBytes && sizeof(std::uint32_t) == sizeof(unsigned long),
-                  "the header is five unpadded 32-bit numbers, handed out as unsigned long");
-    // Whether this object made both counts itself, so that they match its own slot count.
-    bool freshCounts = true;
-    auto attachCount = [&](MTSemaphore*& count, void (MTMailbox::*nameOf)(char*, const char*) const,
-                           int initialCount) {
-        char countName[NameBufferSize];
-        (this->*nameOf)(countName, name);
-        count = createCounts
-                    ? new (std::nothrow) MTSemaphore(initialCount, static_cast<int>(slots), countName, attributes)
-                    : new (std::nothrow) MTSemaphore(countName, false, SEMAPHORE_ALL_ACCESS);
-        if (count == nullptr)
-        {
-            m_status = ERROR_NOT_ENOUGH_MEMORY;
-            return false;
-        }
-        const unsigned long status = count->GetStatus();
-        if (status == ERROR_ALREADY_EXISTS)
-            freshCounts = false;
-        else if (status != 0)
-        {
+    auto attachCount = [&](MTSemaphore*& count, const char* countName, unsigned long initialCount) {
+        count = create ? new (std::nothrow) MTSemaphore(static_cast<int>(initialCount), static_cast<int>(slots),
+                                                        countName, attributes)
+                       : new (std::nothrow) MTSemaphore(countName, false, SEMAPHORE_ALL_ACCESS);
+        const unsigned long status = count == nullptr ? ERROR_NOT_ENOUGH_MEMORY : count->GetStatus();
+        if (status != 0 && status != ERROR_ALREADY_EXISTS)
             m_status = status;
-            return false;
-        }
-        return true;
+        return status == 0 || status == ERROR_ALREADY_EXISTS;
     };
-    if (!attachCount(m_pFreeCount, &MTMailbox::CreateFreeCountSemaphoreName, static_cast<int>(slots)) ||
-        !attachCount(m_pPendingCount, &MTMailbox::CreatePendingCountSemaphoreName, 0))
+    if (attachCount(m_pFreeCount, freeName, slots) && attachCount(m_pPendingCount, pendingName, 0))
     {
-        m_pGuard->Release();
-        return;
+        Header* header = static_cast<Header*>(m_memory.GetPtr());
+        // The guard's creator writes the header; everybody else takes the one found, if it is
+        // sound: both indexes below the slot count, and every slot inside the block. Otherwise a
+        // header never written, a stranger's block or a hostile one would lead the copies out
+        // of the view. A shape whose size wrapped past 32 bits fails the same test.
+        const Header shape = wonGuard ? Header{slots, messageSize, HeaderBytes, 0, 0} : *header;
+        if (shape.head < shape.maxMessages && shape.tail < shape.maxMessages &&
+            std::uint64_t{shape.maxMessages} * shape.messageSize + HeaderBytes <= ViewSize(header))
+        {
+            if (wonGuard)
+                *header = shape;
+            m_bCreator = wonGuard;
+            m_pHeader = header;
+            m_pSlots = reinterpret_cast<unsigned char*>(header) + HeaderBytes;
+        }
+        else
+            m_status = ERROR_INVALID_DATA;
     }
-
-    Header* header = static_cast<Header*>(m_memory.GetPtr());
-    // The guard's creator writes the header. So does a later holder of the guard that finds it
-    // never written (its creator gave up or died before writing) if its own counts are new, so
-    // that they match what it writes; otherwise the counts' maximum is unknown and it keeps out.
-    const bool writesHeader = createCounts && (wonGuard || (header->maxMessages == 0 && freshCounts));
-    const std::uint32_t shapeSlots = writesHeader ? slots : header->maxMessages;
-    const std::uint32_t shapeSize = writesHeader ? messageSize : header->messageSize;
-    // Every slot must lie inside the block, whoever chose the numbers.
-    const std::uint64_t needed = std::uint64_t{shapeSlots} * shapeSize + HeaderBytes;
-    if (shapeSlots == 0 || shapeSize == 0 || needed > ViewSize(header))
-    {
-        m_status = ERROR_INVALID_DATA;
-        m_pGuard->Release();
-        return;
-    }
-    if (writesHeader)
-    {
-        header->maxMessages = slots;
-        header->messageSize = messageSize;
-        header->headerSize = HeaderBytes;
-        header->head = 0;
-        header->tail = 0;
-        m_bCreator = true;
-    }
-    m_pHeader = header;
-    m_pSlots = reinterpret_cast<unsigned char*>(header) + HeaderBytes;
     m_pGuard->Release();
 
-    if (createCounts && !m_bCreator && (header->maxMessages != slots || header->messageSize != messageSize))
+    if (create && m_pHeader != nullptr && !m_bCreator &&
+        (m_pHeader->maxMessages != slots || m_pHeader->messageSize != messageSize))
         m_status = ERROR_INVALID_PARAMETER;
 }
 

@@ -18,8 +18,8 @@
 // behind it, slot i at offset 20 + i * messageSize, unpadded. The kernel objects carry names
 // derived from the mailbox name; the mapping has the mailbox name itself.
 //
-// Names: 1 to MaxNameLength() characters, no backslash (a namespace prefix would end up inside
-// the derived names, where the platform refuses it).
+// Names: at most MaxNameLength() characters, so that the derived names fit their buffers. A
+// null or empty name gives an unnamed block but derived names that all such mailboxes share.
 //
 // Time-outs are milliseconds, 0 polls and 0xFFFFFFFF waits without limit. Every transfer waits
 // twice, for a count and then for the guard, each with the whole time-out, so it can take up to
@@ -42,19 +42,18 @@ public:
     //   183  the mapping existed and was joined;                    usable
     //   87   the existing mailbox has another slot count or message size: this object works
     //        with the existing ones (see GetProperties);            usable
-    //   87   also for a slot count or message size of 0, refused before anything is made;
-    //        GetProperties then gives false
-    //   123  null or empty name, or one with a backslash; 206 a name over MaxNameLength();
-    //   534  a mailbox of 2 GiB or more; nothing is made for any of these
+    //   206  a name over MaxNameLength(); only the mapping was made
     //   8    no memory for a kernel-object wrapper
-    //   13   the block holds no usable header: it was never written (its creator failed or died
-    //        while creating it) and this object could not safely write it, or its numbers do not
-    //        fit the block
-    //   other  the system error of the mapping, the view, the guard or a semaphore.
-    // The attributes go to the mapping, the mutex and both semaphores.
+    //   13   the block holds no sound header: never written (its creator failed or died while
+    //        creating it), an index not below the slot count, or slots beyond the block; also
+    //        a shape whose size does not fit 32 bits
+    //   other  the system error of the mapping, the view, the guard or a semaphore (a slot
+    //        count of 0 gives the semaphore's).
+    // A message size of 0 makes a mailbox of empty messages. The attributes go to the mapping,
+    // the mutex and both semaphores.
     MTMailbox(unsigned long slots, unsigned long messageSize, const char* name, _SECURITY_ATTRIBUTES* attributes);
-    // Opens an existing mailbox; its numbers come from GetProperties. Status 0, 2 if the name
-    // does not exist (or names a block that is no mailbox), or as above. IsCreator() is false.
+    // Opens an existing mailbox; its numbers come from GetProperties. Status 0, the system error
+    // of a part that does not open (2 for a missing name), or as above. IsCreator() is false.
     explicit MTMailbox(const char* name);
     // Member-wise: a copy shares the kernel objects and the view, and only one copy may be
     // destroyed.
@@ -118,13 +117,11 @@ private:
     // guard wait's result; when the guard was not had, the count taken is given back.
     unsigned long StoreUnderGuard(const void* message, unsigned long timeout);
     unsigned long TakeUnderGuard(void* buffer, unsigned long timeout);
-    // Creates (or opens) the guard and holds it: owned from birth when this object created it
-    // (wonGuard), else waited for. False, with the status set, when the guard cannot be had.
-    bool TakeGuard(bool create, const char* name, _SECURITY_ATTRIBUTES* attributes, bool& wonGuard);
-    // The steps both constructors share once the guard is held: the counts are made or opened,
-    // the header checked or written, and the guard given up again on every way out.
-    void AttachUnderGuard(bool createCounts, bool wonGuard, unsigned long slots, unsigned long messageSize,
-                          const char* name, _SECURITY_ATTRIBUTES* attributes);
+    // The steps both constructors share once the mapping is there: the names are built, the
+    // guard is created (create) or opened and held, the counts made or opened, the header
+    // written or checked, and the guard given up again on every way out.
+    void Attach(bool create, unsigned long slots, unsigned long messageSize, const char* name,
+                _SECURITY_ATTRIBUTES* attributes);
 
     // Test code reaches the derived names through this.
     friend struct MTMailboxProbe;

@@ -2,27 +2,9 @@
 
 #include "frame/MTKernel.h"
 
-namespace
-{
-bool IsEmptyName(const char* name)
-{
-    return name == nullptr || *name == '\0';
-}
-}  // namespace
-
 MTSharedMemory::MTSharedMemory(long size, const char* name, _SECURITY_ATTRIBUTES* attributes)
     : m_bCreator(false), m_hMapping(nullptr), m_status(0), m_pView(nullptr)
 {
-    if (IsEmptyName(name))
-    {
-        m_status = ERROR_INVALID_NAME;
-        return;
-    }
-    if (size <= 0)
-    {
-        m_status = ERROR_INVALID_PARAMETER;
-        return;
-    }
     // Cleared first so that a new mapping reads as 0 whatever an earlier call left behind.
     ::SetLastError(0);
     m_hMapping = ::CreateFileMappingA(INVALID_HANDLE_VALUE, attributes, PAGE_READWRITE, 0,
@@ -39,11 +21,6 @@ MTSharedMemory::MTSharedMemory(long size, const char* name, _SECURITY_ATTRIBUTES
 
 MTSharedMemory::MTSharedMemory(const char* name) : m_bCreator(false), m_hMapping(nullptr), m_status(0), m_pView(nullptr)
 {
-    if (IsEmptyName(name))
-    {
-        m_status = ERROR_INVALID_NAME;
-        return;
-    }
     m_hMapping = ::OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, name);
     if (!MTKernel::IsValidHandle(m_hMapping))
     {

@@ -17,11 +17,12 @@ public:
     // Creates the named block of `size` bytes, or joins it if the name exists. Status 0 for a new
     // block, which reads as zero; 183 (ERROR_ALREADY_EXISTS) for an existing one, whose view is
     // there and keeps the size of its first creator, whatever size is asked here. Otherwise the
-    // system error of the mapping or the view. Refused without a platform call: a null or empty
-    // name (123, ERROR_INVALID_NAME) and a size of 0 or below (87, ERROR_INVALID_PARAMETER).
+    // system error of the mapping or the view: a size of 0, for one. A null or empty name makes
+    // an unnamed block that only this object sees (status 0, IsCreator true). The size is taken
+    // as 32 bits unsigned.
     MTSharedMemory(long size, const char* name, _SECURITY_ATTRIBUTES* attributes);
     // Opens an existing block with all access. Status 0, or the system error (2 for a name that
-    // does not exist); a null or empty name gives 123. IsCreator() stays false.
+    // does not exist). IsCreator() stays false.
     explicit MTSharedMemory(const char* name);
     // Member-wise: no second mapping or view is made, and assignment does not release what the
     // target held. Only one of the copies may be destroyed.

@@ -8,7 +8,6 @@
 #include "weftcore.h"
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,91 +38,33 @@ void ReleaseSemaphoreByName(const std::string& name)
 }
 }  // namespace
 
-// Races to create a block or a mailbox: waits for <start>, creates or joins, reports, releases
+// Races to create a mailbox: waits for <start>, creates or joins, posts its process id, releases
 // <ready>, and holds on until <go> so that every racer overlaps every other.
-//   race shm|mailbox <name> <start> <ready> <go> <timeout>
-// A block racer counts itself in the block (creators at word 0, all at word 1); a mailbox racer
-// posts a RaceReport. Exit code 1 for the creator, 0 for a joiner, 2 for a failure.
+//   race <name> <start> <ready> <go> <timeout>
+// Exit code 1 for the creator, 0 for a joiner, 2 for a failure.
 WEFT_CHILD_COMMAND(Race, "race")
 {
-    if (args.size() != 6)
+    if (args.size() != 5)
         return 250;
-    const unsigned long timeout = Number(args[5]);
-    if (!WaitForEvent(args[2], timeout))
+    const unsigned long timeout = Number(args[4]);
+    if (!WaitForEvent(args[1], timeout))
         return 2;
-    // What a racer made or joined stays open until <go>.
-    std::unique_ptr<MTSharedMemory> block;
-    std::unique_ptr<MTMailbox> box;
-    int code = 2;
-    if (args[0] == "shm")
-    {
-        block = std::make_unique<MTSharedMemory>(4096, args[1].c_str(), nullptr);
-        auto* words = static_cast<volatile LONG*>(block->GetPtr());
-        if (words != nullptr)
-        {
-            if (block->IsCreator())
-                InterlockedIncrement(&words[0]);
-            InterlockedIncrement(&words[1]);
-            code = block->IsCreator() ? 1 : 0;
-        }
-    }
-    else
-    {
-        using weft::test::RaceReport;
-        box = std::make_unique<MTMailbox>(8, sizeof(RaceReport), args[1].c_str(), nullptr);
-        const RaceReport report = {GetCurrentProcessId(), box->IsCreator() ? 1ul : 0ul, box->GetStatus(), 0};
-        if ((box->GetStatus() == 0 || box->GetStatus() == ERROR_ALREADY_EXISTS) && box->Post(&report, timeout))
-            code = box->IsCreator() ? 1 : 0;
-    }
-    ReleaseSemaphoreByName(args[3]);
-    return WaitForEvent(args[4], timeout) ? code : 2;
+    MTMailbox box(8, sizeof(unsigned long), args[0].c_str(), nullptr);
+    const unsigned long id = GetCurrentProcessId();
+    const bool joined = (box.GetStatus() == 0 || box.GetStatus() == ERROR_ALREADY_EXISTS) && box.Post(&id, timeout);
+    ReleaseSemaphoreByName(args[2]);
+    if (!WaitForEvent(args[3], timeout) || !joined)
+        return 2;
+    return box.IsCreator() ? 1 : 0;
 }
 
-// Creates or joins a mailbox, or opens one, and exits with its status & 0xFF:
-//   mailbox-status <name> [<slots> <size>]
+// Creates or joins a mailbox and exits with its status & 0xFF: mailbox-status <name> <slots> <size>
 WEFT_CHILD_COMMAND(MailboxStatus, "mailbox-status")
 {
-    if (args.size() != 1 && args.size() != 3)
+    if (args.size() != 3)
         return 250;
-    const MTMailbox box = args.size() == 1 ? MTMailbox(args[0].c_str())
-                                           : MTMailbox(Number(args[1]), Number(args[2]), args[0].c_str(), nullptr);
+    const MTMailbox box(Number(args[1]), Number(args[2]), args[0].c_str(), nullptr);
     return static_cast<int>(box.GetStatus() & 0xFF);
-}
-
-// Opens a mailbox of text messages, sets <ready>, and gets with one alert event or a collection
-// of the named alert events in their order:
-//   mailbox-get-alertable event|collection <name> <ready> <timeout> <expected text> <alert>...
-// Exit code: the event form 1 for true and 0 for false, the collection form its result (200 for
-// the time-out, 255 for a failed wait); 253 for a message with another text, 252 if something
-// did not open.
-WEFT_CHILD_COMMAND(MailboxGetAlertable, "mailbox-get-alertable")
-{
-    if (args.size() < 6 || (args[0] == "event" && args.size() != 6))
-        return 250;
-    MTMailbox box(args[1].c_str());
-    unsigned long slots = 0, size = 0;
-    if (!box.GetProperties(slots, size))
-        return 252;
-    std::vector<std::unique_ptr<MTEvent>> alerts;
-    MTWaitableCollection collection;
-    for (size_t i = 5; i < args.size(); ++i)
-    {
-        alerts.push_back(std::make_unique<MTEvent>(args[i].c_str(), false, SYNCHRONIZE | EVENT_MODIFY_STATE));
-        if (!alerts.back()->IsValidHandle())
-            return 252;
-        collection.AddObject(*alerts.back());
-    }
-    std::vector<char> buffer(size + 1, '\0');
-    SetEventByName(args[2]);
-    const unsigned long timeout = Number(args[3]);
-    const bool isEvent = args[0] == "event";
-    const unsigned long result = isEvent ? (box.GetAlertable(buffer.data(), alerts[0].get(), timeout) ? 0 : 1)
-                                         : box.GetAlertable(buffer.data(), collection, timeout);
-    if (result == 0 && args[4] != buffer.data())
-        return 253;
-    if (isEvent)
-        return 1 - static_cast<int>(result);
-    return result == WAIT_TIMEOUT ? 200 : result < 200 ? static_cast<int>(result) : 255;
 }
 
 // Takes a mailbox's guard the way a transfer does, sets <ready>, and waits to be killed:
@@ -171,13 +112,12 @@ WEFT_CHILD_COMMAND(MailboxProduce, "mailbox-produce")
 
 // Takes stress messages until <done> is set, tallying each in the shared block <tally>; the
 // consumer that takes the last one sets <done>, which ends the alertable gets of all consumers.
-//   mailbox-consume <name> <tally> <done> <producers> <perProducer> <strict 0|1> <timeout>
-// Every consumer checks that each producer's sequence numbers rise; a strict one (the only
-// consumer) that they rise by exactly one. Exit code 0, 1 if something did not open, 2 if a get
-// timed out before everything was taken.
+//   mailbox-consume <name> <tally> <done> <producers> <perProducer> <timeout>
+// Each producer's sequence numbers must rise. Exit code 0, 1 if something did not open, 2 if a
+// get ended otherwise than by <done>.
 WEFT_CHILD_COMMAND(MailboxConsume, "mailbox-consume")
 {
-    if (args.size() != 7)
+    if (args.size() != 6)
         return 250;
     using namespace weft::test::stress;
     MTMailbox box(args[0].c_str());
@@ -188,35 +128,33 @@ WEFT_CHILD_COMMAND(MailboxConsume, "mailbox-consume")
         return 1;
     const auto producers = static_cast<std::uint32_t>(Number(args[3]));
     const auto perProducer = static_cast<std::uint32_t>(Number(args[4]));
-    const bool strict = args[5] == "1";
-    const unsigned long timeout = Number(args[6]);
+    const unsigned long timeout = Number(args[5]);
     const LONG total = static_cast<LONG>(producers * perProducer);
     std::vector<long> last(producers, -1);
     MTWaitableCollection alerts;
     alerts.AddObject(done);
-    // Takes by the event form and the collection form in turn; both end when <done> is set.
-    unsigned long turn = 0;
-    auto take = [&](Message* message) {
-        return ++turn % 2 == 0 ? box.GetAlertable(message, &done, timeout)
-                               : box.GetAlertable(message, alerts, timeout) == 0;
-    };
+    // Takes by the event form and the collection form in turn, both reporting <done> as 1, the
+    // index after the count.
     Message message;
-    while (take(&message))
+    unsigned long result = 0;
+    for (unsigned long turn = 0;; ++turn)
     {
+        result = turn % 2 == 0 ? box.GetAlertable(&message, alerts, timeout)
+                               : (box.GetAlertable(&message, &done, timeout) ? 0 : 1);
+        if (result != 0)
+            break;
         if (!IsIntact(message, producers, perProducer))
             InterlockedIncrement(&tally->corrupt);
         else
         {
-            const long sequence = static_cast<long>(message.sequence);
             long& previous = last[message.producer];
-            if (strict ? sequence != previous + 1 : sequence <= previous)
+            if (static_cast<long>(message.sequence) <= previous)
                 InterlockedIncrement(&tally->outOfOrder);
-            previous = sequence;
+            previous = static_cast<long>(message.sequence);
             InterlockedIncrement(&tally->Received(message.producer, message.sequence, perProducer));
         }
         if (InterlockedIncrement(&tally->taken) == total)
             done.Set();
     }
-    // The alert ends every consumer once all is taken; anything else is a time-out.
-    return done.Wait(0) == WAIT_OBJECT_0 ? 0 : 2;
+    return result == 1 && done.Wait(0) == WAIT_OBJECT_0 ? 0 : 2;
 }

@@ -1,4 +1,4 @@
-#include "weftbase/WeftBaseTestFiles.h"
+#include "weftcore.h"
 
 #include "module/CodedTexts.h"
 
@@ -12,7 +12,7 @@ CString Text(const std::vector<int>& table)
 }
 }  // namespace
 
-TEST(CodedTextsTest, EveryTableIsPrintableAndAnotherProcessDecodesItAlike)
+TEST(CodedTextsTest, EveryTableDecodesToAPrintableText)
 {
     const std::vector<int>* tables[] = {&CodedTexts::RegBadKeyText,          &CodedTexts::RegLocalMachinePrefix,
                                         &CodedTexts::RegErrorLeadText,       &CodedTexts::ShellEmptyFileText,
@@ -24,7 +24,6 @@ TEST(CodedTextsTest, EveryTableIsPrintableAndAnotherProcessDecodesItAlike)
         EXPECT_FALSE(text.IsEmpty());
         for (int i = 0; i < text.GetLength(); ++i)
             EXPECT_TRUE(text[i] >= 32 && text[i] <= 126) << text.GetString();
-        EXPECT_EQ(0, weft::test::DecodeInChild(text, *table)) << text.GetString();
     }
     // Lead texts stand before a system error text.
     EXPECT_EQ(CString(": "), Text(CodedTexts::RegErrorLeadText).Right(2));

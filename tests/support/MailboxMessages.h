@@ -1,5 +1,5 @@
-// Messages that mailbox child processes exchange with the tests: the report of a creation racer,
-// and the message and shared tally of the stress test.
+// What the producer and consumer processes of the mailbox tests exchange: the message, and the
+// tally that consumers keep in shared memory.
 #pragma once
 
 #include <windows.h>
@@ -7,18 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-
-namespace weft::test
-{
-// What a racing child posts about itself.
-struct RaceReport
-{
-    unsigned long processId;
-    unsigned long creator;  // 1 if IsCreator
-    unsigned long status;
-    unsigned long reserved;
-};
-}  // namespace weft::test
 
 namespace weft::test::stress
 {
@@ -55,7 +43,6 @@ struct Tally
     volatile LONG taken;
     volatile LONG corrupt;
     volatile LONG outOfOrder;
-    volatile LONG reserved;
 
     volatile LONG& Received(std::uint32_t producer, std::uint32_t sequence, std::uint32_t perProducer)
     {

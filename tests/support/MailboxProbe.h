@@ -24,7 +24,7 @@ struct MTMailboxProbe
 private:
     static std::string Derived(void (MTMailbox::*build)(char*, const char*) const, const char* mailboxName)
     {
-        const MTMailbox inert(nullptr);  // refused at once: makes no kernel object
+        const MTMailbox inert(nullptr);  // opens no mapping, so makes no kernel object
         char output[MTMailbox::NameBufferSize] = {};
         (inert.*build)(output, mailboxName);
         return output;

@@ -12,6 +12,7 @@ using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
 using weft::test::NotBefore;
 using weft::test::OwnerWindow;
+using weft::test::Scaled;
 using weft::test::StopsByItself;
 
 namespace
@@ -56,21 +57,18 @@ struct Timer
 
 TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodWithItsParametersAndNoneAfterTheStop)
 {
-    // Decaying, the rate stays 1: the period is the same. A period of 0 sends without pause.
-    // Stopped right after a tick, well within the next period: a message at the stop would
-    // come too early for ExpectOnePerPeriod.
+    // A period of 0 sends without pause. Stopped right after a tick, well within the next
+    // period: a message at the stop would come too early for ExpectOnePerPeriod.
     const struct
     {
         unsigned int period;
-        bool decaying;
         std::size_t ticks;
-    } cases[] = {{150, false, 3}, {150, true, 3}, {0, false, 200}};
+    } cases[] = {{Scaled(150), 3}, {0, 200}};
     for (const auto& c : cases)
     {
-        SCOPED_TRACE(::testing::Message() << "period " << c.period << (c.decaying ? ", decaying" : ""));
+        SCOPED_TRACE(::testing::Message() << "period " << c.period);
         Timer t(c.period, false);
         ASSERT_NE(t.owner.Handle(), nullptr);
-        t.timer.SetAsDecaying(c.decaying);
         ASSERT_TRUE(t.owner.WaitForCount(c.ticks));
         t.timer.Stop(MustHappenMs());
         ASSERT_TRUE(t.owner.Flush());
@@ -82,7 +80,34 @@ TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodWithItsParametersAnd
     }
 }
 
-TEST(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessageAndThenNothing)
+TEST(TimerThreadTest, DecayingTimerKeepsThePaceOfAPlainOne)
+{
+    // A decaying timer waits its period times its rate, and every wake caps the rate at 1: its
+    // schedule is that of a plain timer of the same period, each message no earlier than a
+    // period after the one before. Started together, the two stay within a tick of each other.
+    const unsigned int period = Scaled(100);
+    OwnerWindow owner;
+    const double startMs = OwnerWindow::NowMs();
+    TimerThread plain(TimerMsg, owner.Handle(), period, false, 0, TimerLParam);
+    TimerThread decaying(TimerMsg, owner.Handle(), period, false, 1, TimerLParam);
+    decaying.SetAsDecaying(true);
+    ASSERT_TRUE(owner.WaitForCount(16));
+    EXPECT_TRUE(decaying.GetAsDecaying()) << "a wake cleared the decay";
+    EXPECT_EQ(decaying.GetTimeout(), period);
+    plain.Stop(MustHappenMs());
+    decaying.Stop(MustHappenMs());
+    ASSERT_TRUE(owner.Flush());
+    std::vector<OwnerWindow::Message> of[2];
+    for (const auto& m : owner.Messages())
+        of[m.wParam == 1].push_back(m);
+    for (const auto& messages : of)
+        ExpectOnePerPeriod(messages, startMs, period);
+    EXPECT_LE(of[0].size(), of[1].size() + 2) << "the decaying timer fell behind";
+    decaying.SetAsDecaying(false);
+    EXPECT_FALSE(decaying.GetAsDecaying());
+}
+
+TEST(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
 {
     for (bool oneShot : {false, true})
     {
@@ -94,12 +119,6 @@ TEST(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessageAndThe
         auto m = t.owner.Next();
         ASSERT_TRUE(m.has_value());
         ExpectTimerMessage(*m);
-        // An ended timer takes every call without sending again.
-        t.timer.SetTimeout(25);
-        EXPECT_EQ(t.timer.GetTimeout(), 25u);
-        t.timer.Reset();
-        t.timer.SetAsDecaying(true);
-        t.timer.Stop(0);
         EXPECT_TRUE(t.owner.StaysAt(1));
     }
 }
@@ -122,12 +141,12 @@ TEST(TimerThreadTest, TimerDestroyedRightAfterConstructionSendsItsOneMessage)
     EXPECT_EQ(seen.size(), static_cast<std::size_t>(timers)) << "a timer sent twice and another not at all";
 }
 
-// --- One-shot timer ---
+// --- One-shot timer and period changes ---
 
 TEST(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsStartOrItsLastReset)
 {
-    // Reset every 50 ms for well over a period: the message must not come meanwhile.
-    const unsigned int period = 300;
+    // Reset often for well over a period: the message must not come meanwhile.
+    const unsigned int period = Scaled(300);
     for (int resets : {0, 10})
     {
         SCOPED_TRACE(::testing::Message() << resets << " resets");
@@ -135,7 +154,7 @@ TEST(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsStartOrItsLastRe
         double from = t.startMs;
         for (int i = 0; i < resets; ++i)
         {
-            ASSERT_TRUE(t.owner.StaysAt(0, 50)) << "the one-shot fired although reset " << i << " times";
+            ASSERT_TRUE(t.owner.StaysAt(0, Scaled(50))) << "the one-shot fired although reset " << i << " times";
             t.timer.Reset();
             from = OwnerWindow::NowMs();
         }
@@ -143,32 +162,27 @@ TEST(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsStartOrItsLastRe
         ASSERT_TRUE(m.has_value());
         ExpectTimerMessage(*m);
         EXPECT_TRUE(NotBefore(m->atMs, from, period));
-        EXPECT_TRUE(t.owner.StaysAt(1, MustNotHappenMs() + period));
-        t.timer.Stop(MustHappenMs());
-        ASSERT_TRUE(t.owner.Flush());
-        EXPECT_EQ(t.owner.Count(), 1u);
+        EXPECT_TRUE(t.owner.StaysAt(1, MustNotHappenMs() + period)) << "the one-shot repeated";
     }
 }
 
-// --- Period changes ---
-
 TEST(TimerThreadTest, SetTimeoutWithThePresentValueLeavesThePeriodRunning)
 {
-    const unsigned int period = 100;
+    const unsigned int period = Scaled(100);
     Timer t(period, true);
     // Were each call to restart the period, the one-shot would never fire while they go on.
     const double deadline = OwnerWindow::NowMs() + MustHappenMs();
     while (t.owner.Count() == 0 && OwnerWindow::NowMs() < deadline)
     {
         t.timer.SetTimeout(period);
-        t.owner.WaitForCount(1, 5);
+        t.owner.WaitForCount(1, Scaled(5));
     }
     EXPECT_EQ(t.owner.Count(), 1u) << "SetTimeout with the same value restarted the period";
 }
 
 TEST(TimerThreadTest, SetTimeoutWakesAnEndlessTimerAndStartsTheNewPeriodAtOnce)
 {
-    const unsigned int period = 40;
+    const unsigned int period = Scaled(40);
     Timer t(0xFFFFFFFF, false);
     EXPECT_TRUE(t.owner.StaysAt(0)) << "a period of 0xFFFFFFFF ended";
     t.timer.Reset();  // wakes the thread, which waits without limit again
@@ -176,34 +190,28 @@ TEST(TimerThreadTest, SetTimeoutWakesAnEndlessTimerAndStartsTheNewPeriodAtOnce)
 
     const double changed = OwnerWindow::NowMs();
     t.timer.SetTimeout(period);
+    EXPECT_EQ(t.timer.GetTimeout(), period);
     ASSERT_TRUE(t.owner.WaitForCount(3));
     t.timer.Stop(MustHappenMs());
     ExpectOnePerPeriod(t.owner.Messages(), changed, period);
 }
 
-// --- Guards ---
+// --- Guard, pause and stop ---
 
-TEST(TimerThreadTest, MessageZeroOrNullWindowSendsNothingAndTheTimerStillEnds)
+TEST(TimerThreadTest, MessageZeroSendsNothingAndTheTimerStillEnds)
 {
+    // The owner records message 0 (WM_NULL), so a send that slipped through the guard shows.
     OwnerWindow owner;
-    for (bool oneShot : {false, true})
-    {
-        SCOPED_TRACE(oneShot ? "one-shot" : "repeating");
-        TimerThread noMessage(0, owner.Handle(), 10, oneShot, TimerWParam, TimerLParam);
-        TimerThread noWindow(TimerMsg, nullptr, 10, oneShot, TimerWParam, TimerLParam);
-        EXPECT_TRUE(owner.StaysAt(0));
-        EXPECT_TRUE(StopsByItself(noMessage));
-        EXPECT_TRUE(StopsByItself(noWindow));
-    }
+    TimerThread timer(0, owner.Handle(), Scaled(10), false, TimerWParam, TimerLParam);
+    EXPECT_TRUE(owner.StaysAt(0));
+    EXPECT_TRUE(StopsByItself(timer));
     ASSERT_TRUE(owner.Flush());
     EXPECT_EQ(owner.Count(), 0u);
 }
 
-// --- Pause and stop ---
-
 TEST(TimerThreadTest, PausedTimerSendsNothingUntilResumedAndStopEndsItWithoutResume)
 {
-    Timer t(30, false);
+    Timer t(Scaled(30), false);
     ASSERT_TRUE(t.owner.WaitForCount(1));
     t.timer.Pause();
     EXPECT_TRUE(t.timer.IsPaused());
@@ -232,7 +240,7 @@ TEST(TimerThreadTest, StopWithAShortTimeoutTerminatesAThreadThatCannotRun)
     ASSERT_NE(thread, nullptr) << "cannot tell the timer thread from other new threads";
     ASSERT_NE(SuspendThread(thread), static_cast<DWORD>(-1));
 
-    const unsigned long timeout = 100;
+    const unsigned long timeout = Scaled(100);
     const double stopAt = OwnerWindow::NowMs();
     timer.Stop(timeout);
     EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, timeout)) << "Stop did not wait for its time-out";
