@@ -38,28 +38,28 @@ TEST(MTMailboxTest, SlotsFillDrainAndWrapInOrderInTheSharedLayout)
 TEST(MTMailboxTest, JoinersAndOpenersWorkWithTheCreatorsShapeAndOutliveIt)
 {
     const std::string name = UniqueName("mbx-shape");
-    const DWORD handles = HandleCount();
-    {
-        auto creator = std::make_unique<MTMailbox>(4, Size, name.c_str(), nullptr);
-        MTMailbox sameShape(4, Size, name.c_str(), nullptr), otherSize(4, 2 * Size, name.c_str(), nullptr);
-        MTMailbox otherSlots(9, Size, name.c_str(), nullptr), opener(name.c_str());
-        const std::pair<MTMailbox*, unsigned long> expected[] = {
-            {&sameShape, ERROR_ALREADY_EXISTS}, {&otherSize, ERROR_INVALID_PARAMETER},
-            {&otherSlots, ERROR_INVALID_PARAMETER}, {&opener, 0}};
-        for (const auto& [box, status] : expected)
+    EXPECT_TRUE(LeaksNoHandles([&] {
         {
-            EXPECT_EQ(status, box->GetStatus());
-            EXPECT_FALSE(box->IsCreator());
-            EXPECT_EQ("4 x 16", Shape(*box));
-        }
-        ASSERT_TRUE(Put(otherSlots, "one box"));
-        creator.reset();
-        EXPECT_EQ("one box", Take(opener)) << "a pending message outlives its poster and the creator";
+            auto creator = std::make_unique<MTMailbox>(4, Size, name.c_str(), nullptr);
+            MTMailbox sameShape(4, Size, name.c_str(), nullptr), otherSize(4, 2 * Size, name.c_str(), nullptr);
+            MTMailbox otherSlots(9, Size, name.c_str(), nullptr), opener(name.c_str());
+            const std::pair<MTMailbox*, unsigned long> expected[] = {
+                {&sameShape, ERROR_ALREADY_EXISTS}, {&otherSize, ERROR_INVALID_PARAMETER},
+                {&otherSlots, ERROR_INVALID_PARAMETER}, {&opener, 0}};
+            for (const auto& [box, status] : expected)
+            {
+                EXPECT_EQ(status, box->GetStatus());
+                EXPECT_FALSE(box->IsCreator());
+                EXPECT_EQ("4 x 16", Shape(*box));
+            }
+            ASSERT_TRUE(Put(otherSlots, "one box"));
+            creator.reset();
+            EXPECT_EQ("one box", Take(opener)) << "a pending message outlives its poster and the creator";
 
-        ChildProcess otherProcess({"mailbox-status", name, "4", std::to_string(Size + 1)});
-        EXPECT_EQ(ERROR_INVALID_PARAMETER, otherProcess.WaitExit(MustHappenMs()));
-    }
-    EXPECT_EQ(handles, HandleCount()) << "every handle and view went with its object";
+            ChildProcess otherProcess({"mailbox-status", name, "4", std::to_string(Size + 1)});
+            EXPECT_EQ(ERROR_INVALID_PARAMETER, otherProcess.WaitExit(MustHappenMs()));
+        }
+    })) << "every handle and view went with its object";
 }
 
 TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourse)
@@ -80,21 +80,21 @@ TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourse)
         {0x10000, 0x10000, UniqueName("mbx-wrap"), ERROR_INVALID_DATA},  // 4 GiB wraps to a few bytes
         {2, Size, overlong, ERROR_FILENAME_EXCED_RANGE},  // the derived names would overrun their buffers
     };
-    const DWORD handles = HandleCount();
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(testing::Message() << c.slots << " x " << c.size << " named " << c.name);
-        MTMailbox box(c.slots, c.size, c.name.c_str(), nullptr);
-        if (c.status != 0)
+    EXPECT_TRUE(LeaksNoHandles([&] {
+        for (const Case& c : cases)
         {
-            ExpectFailed(box, c.status);
-            continue;
+            SCOPED_TRACE(testing::Message() << c.slots << " x " << c.size << " named " << c.name);
+            MTMailbox box(c.slots, c.size, c.name.c_str(), nullptr);
+            if (c.status != 0)
+            {
+                ExpectFailed(box, c.status);
+                continue;
+            }
+            EXPECT_EQ(0u, box.GetStatus());
+            EXPECT_TRUE(box.IsCreator());
+            ExpectTwoFreeSlots(box, c.size == 0);
         }
-        EXPECT_EQ(0u, box.GetStatus());
-        EXPECT_TRUE(box.IsCreator());
-        ExpectTwoFreeSlots(box, c.size == 0);
-    }
-    EXPECT_EQ(handles, HandleCount()) << "a failed mailbox keeps nothing";
+    })) << "a failed mailbox keeps nothing";
 }
 
 TEST(MTMailboxTest, BlockWithoutASoundHeaderOrGuardIsRefusedAndLeftAlone)

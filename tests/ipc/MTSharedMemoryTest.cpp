@@ -16,54 +16,54 @@ bool IsAllZero(const void* p, size_t n)
 TEST(MTSharedMemoryTest, CreatorJoinerAndOpenerShareOneZeroedBlockOfTheFirstSize)
 {
     const std::string name = UniqueName("shm-join");
-    const DWORD handles = HandleCount();
-    {
-        MTSharedMemory creator(3 * 4096, name.c_str(), nullptr);
-        EXPECT_EQ(0u, creator.GetStatus());
-        EXPECT_TRUE(creator.IsCreator());
-        ASSERT_NE(nullptr, creator.GetPtr());
-        EXPECT_TRUE(IsAllZero(creator.GetPtr(), 3 * 4096));
-
-        MTSharedMemory joiner(64 * 4096, name.c_str(), nullptr);
-        EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joiner.GetStatus());
-        MTSharedMemory opener(name.c_str());
-        EXPECT_EQ(0u, opener.GetStatus());
-        std::strcpy(static_cast<char*>(creator.GetPtr()), "written through the first view");
-        for (MTSharedMemory* other : {&joiner, &opener})
+    EXPECT_TRUE(LeaksNoHandles([&] {
         {
-            EXPECT_FALSE(other->IsCreator());
-            ASSERT_NE(nullptr, other->GetPtr());
-            ASSERT_NE(creator.GetPtr(), other->GetPtr()) << "a view of its own";
-            EXPECT_STREQ("written through the first view", static_cast<const char*>(other->GetPtr()));
+            MTSharedMemory creator(3 * 4096, name.c_str(), nullptr);
+            EXPECT_EQ(0u, creator.GetStatus());
+            EXPECT_TRUE(creator.IsCreator());
+            ASSERT_NE(nullptr, creator.GetPtr());
+            EXPECT_TRUE(IsAllZero(creator.GetPtr(), 3 * 4096));
+
+            MTSharedMemory joiner(64 * 4096, name.c_str(), nullptr);
+            EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joiner.GetStatus());
+            MTSharedMemory opener(name.c_str());
+            EXPECT_EQ(0u, opener.GetStatus());
+            std::strcpy(static_cast<char*>(creator.GetPtr()), "written through the first view");
+            for (MTSharedMemory* other : {&joiner, &opener})
+            {
+                EXPECT_FALSE(other->IsCreator());
+                ASSERT_NE(nullptr, other->GetPtr());
+                ASSERT_NE(creator.GetPtr(), other->GetPtr()) << "a view of its own";
+                EXPECT_STREQ("written through the first view", static_cast<const char*>(other->GetPtr()));
+            }
         }
-    }
-    EXPECT_EQ(handles, HandleCount()) << "views and mappings went with their objects";
+    })) << "views and mappings went with their objects";
 }
 
 TEST(MTSharedMemoryTest, NullOrEmptyNameMakesAPrivateBlockAndFailuresKeepNothing)
 {
-    const DWORD handles = HandleCount();
-    {
-        MTSharedMemory unnamed(4096, nullptr, nullptr), emptyName(4096, "", nullptr);
-        for (MTSharedMemory* block : {&unnamed, &emptyName})
+    EXPECT_TRUE(LeaksNoHandles([&] {
         {
-            EXPECT_EQ(0u, block->GetStatus());
-            EXPECT_TRUE(block->IsCreator());
-            ASSERT_NE(nullptr, block->GetPtr());
-            EXPECT_TRUE(IsAllZero(block->GetPtr(), 4096));
-        }
-        std::strcpy(static_cast<char*>(unnamed.GetPtr()), "private");
-        EXPECT_STREQ("", static_cast<const char*>(emptyName.GetPtr())) << "two blocks, not one";
+            MTSharedMemory unnamed(4096, nullptr, nullptr), emptyName(4096, "", nullptr);
+            for (MTSharedMemory* block : {&unnamed, &emptyName})
+            {
+                EXPECT_EQ(0u, block->GetStatus());
+                EXPECT_TRUE(block->IsCreator());
+                ASSERT_NE(nullptr, block->GetPtr());
+                EXPECT_TRUE(IsAllZero(block->GetPtr(), 4096));
+            }
+            std::strcpy(static_cast<char*>(unnamed.GetPtr()), "private");
+            EXPECT_STREQ("", static_cast<const char*>(emptyName.GetPtr())) << "two blocks, not one";
 
-        // Failures come from the platform: a size of 0, a name that does not exist.
-        const std::string missing = UniqueName("shm-missing");
-        MTSharedMemory sizeZero(0, missing.c_str(), nullptr), openMissing(missing.c_str());
-        for (MTSharedMemory* failed : {&sizeZero, &openMissing})
-        {
-            EXPECT_NE(0u, failed->GetStatus());
-            EXPECT_EQ(nullptr, failed->GetPtr());
-            EXPECT_FALSE(failed->IsCreator());
+            // Failures come from the platform: a size of 0, a name that does not exist.
+            const std::string missing = UniqueName("shm-missing");
+            MTSharedMemory sizeZero(0, missing.c_str(), nullptr), openMissing(missing.c_str());
+            for (MTSharedMemory* failed : {&sizeZero, &openMissing})
+            {
+                EXPECT_NE(0u, failed->GetStatus());
+                EXPECT_EQ(nullptr, failed->GetPtr());
+                EXPECT_FALSE(failed->IsCreator());
+            }
         }
-    }
-    EXPECT_EQ(handles, HandleCount());
+    }));
 }
