@@ -90,8 +90,16 @@ TEST_F(DirMonitorThreadTest, EachFilterBitAloneGivesItsBitWithTheConstructorsLPa
     const std::pair<unsigned long, Change> rows[] = {
         {FILE_NOTIFY_CHANGE_FILE_NAME, NewFile},
         {FILE_NOTIFY_CHANGE_DIR_NAME, [](const TempDir& d, int n) { CreateDirectoryA((d / std::to_string(n)).c_str(), nullptr); }},
+        {FILE_NOTIFY_CHANGE_ATTRIBUTES, [&](const TempDir&, int n) { SetFileAttributesA(file.c_str(), n % 2 ? 1 : 0x80); }},
         {FILE_NOTIFY_CHANGE_SIZE, [&](const TempDir&, int n) { Append(file, n); }},
+        {FILE_NOTIFY_CHANGE_LAST_WRITE, [&](const TempDir&, int n) {
+             HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+             const FILETIME t = {static_cast<DWORD>(n) * 10000000u, 30000000u};
+             SetFileTime(h, nullptr, nullptr, &t);
+             CloseHandle(h);
+         }},
     };
+    WriteBytes(file, "seed");
     for (const auto& [bit, change] : rows)
     {
         Watch(bit, NoDelay);
@@ -103,6 +111,7 @@ TEST_F(DirMonitorThreadTest, EachFilterBitAloneGivesItsBitWithTheConstructorsLPa
         monitor.reset();
         Drain();
     }
+    SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
 // With a delay, a burst settles into one message d after its last change, carrying the OR of
