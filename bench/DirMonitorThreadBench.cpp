@@ -9,14 +9,12 @@
 #include "support/BenchSupport.h"
 #include "support/BenchWindow.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <thread>
-#include <vector>
 
 using weft::bench::BenchWindow;
-using weft::bench::NowSeconds;
+
 
 namespace
 {
@@ -49,22 +47,7 @@ bool Armed(BenchWindow& window, const std::string& file)
 // Seconds from the write to the window procedure over n writes, as n times the median.
 double Latencies(BenchWindow& window, const std::string& file, int n)
 {
-    if (!Armed(window, file))
-        return 1e9;
-    std::vector<double> latencies;
-    for (int i = 0; i < n; ++i)
-    {
-        const double before = NowSeconds();
-        Grow(file);
-        const double at = window.TakeNext(10000);
-        if (at < 0)
-            return 1e9;  // lost: make the failure obvious in the ratio
-        latencies.push_back(at - before);
-        while (window.TakeNext(0) >= 0)  // a second notification of the same write
-            ;
-    }
-    std::sort(latencies.begin(), latencies.end());
-    return latencies[latencies.size() / 2] * n;
+    return Armed(window, file) ? window.MedianLatency([&] { Grow(file); }, n) : 1e9;
 }
 
 double RawRound(BenchWindow& window, const std::string& dir, const std::string& file, int n)

@@ -12,11 +12,9 @@
 #include "support/BenchSupport.h"
 #include "support/BenchWindow.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <thread>
-#include <vector>
 
 using weft::bench::BenchWindow;
 using weft::bench::NowSeconds;
@@ -28,18 +26,7 @@ const UINT SignalMsg = WM_APP + 2;
 // Seconds from SetEvent to the window procedure over n signals, as n times the median.
 double Latencies(BenchWindow& window, HANDLE event, int n)
 {
-    std::vector<double> latencies;
-    for (int i = 0; i < n; ++i)
-    {
-        const double before = NowSeconds();
-        SetEvent(event);
-        const double at = window.TakeNext(10000);
-        if (at < 0)
-            return 1e9;  // lost: make the failure obvious in the ratio
-        latencies.push_back(at - before);
-    }
-    std::sort(latencies.begin(), latencies.end());
-    return latencies[latencies.size() / 2] * n;
+    return window.MedianLatency([&] { SetEvent(event); }, n);
 }
 
 double RawRound(BenchWindow& window, HANDLE event, int n)

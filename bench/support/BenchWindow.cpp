@@ -1,6 +1,8 @@
 #include "support/BenchWindow.h"
 
+#include <algorithm>
 #include <chrono>
+#include <vector>
 
 namespace weft::bench
 {
@@ -26,5 +28,22 @@ double BenchWindow::TakeNext(DWORD timeoutMs)
     const double at = m_arrivals.front();
     m_arrivals.pop_front();
     return at;
+}
+double BenchWindow::MedianLatency(const std::function<void()>& cause, int n)
+{
+    std::vector<double> latencies;
+    for (int i = 0; i < n; ++i)
+    {
+        const double before = NowSeconds();
+        cause();
+        const double at = TakeNext(10000);
+        if (at < 0)
+            return 1e9;
+        latencies.push_back(at - before);
+        while (TakeNext(0) >= 0)
+            ;
+    }
+    std::sort(latencies.begin(), latencies.end());
+    return latencies[latencies.size() / 2] * n;
 }
 }  // namespace weft::bench

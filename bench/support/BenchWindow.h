@@ -9,6 +9,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 
 namespace weft::bench
@@ -22,6 +23,10 @@ public:
     HWND Handle() const { return m_window.Handle(); }
     // Arrival time of the oldest message not yet taken, waiting up to timeoutMs; -1 if none came.
     double TakeNext(DWORD timeoutMs);
+    // Runs cause n times, each time waiting for the message it brings (and taking any second
+    // message of the same cause); gives n times the median latency in seconds, or a huge value
+    // if a message was lost, so that the failure shows in the ratio.
+    double MedianLatency(const std::function<void()>& cause, int n);
 
 private:
     std::mutex m_mutex;
