@@ -16,7 +16,8 @@ A fault file holds blocks:
     the faulty text
 
 Each fault ends as "caught" (a named test failed), "missed" (all passed), "stale" (the find text is
-not in the file exactly once) or "broken" (the faulty source does not build). The last line is
+not in the file exactly once) or "broken" (the faulty source does not build, or the cases name no
+test). The last line is
 "N caught, M missed"; every outcome but "caught" counts as missed.
 """
 import os
@@ -86,8 +87,10 @@ def copy_sources(source, scratch):
             continue
         copy = target / name
         copy.parent.mkdir(parents=True, exist_ok=True)
+        # A plain copy, stamped now: the build must see every changed file as newer than its objects.
         if not copy.exists() or copy.read_bytes() != origin.read_bytes():
-            shutil.copy2(origin, copy)
+            shutil.copyfile(origin, copy)
+            shutil.copymode(origin, copy)
     return target
 
 
@@ -138,11 +141,14 @@ def main():
                 if run(["cmake", "--build", str(build)], log=log) != 0:
                     outcome = "broken"
                 else:
-                    command = ["ctest", "--test-dir", str(build), "-L", f"^{fault['test']}$", "-j2",
-                               "--timeout", "120", "--output-on-failure"]
-                    if "cases" in fault:
-                        command += ["-R", fault["cases"]]
-                    outcome = "caught" if run(command, log=log) != 0 else "missed"
+                    select = ["-L", f"^{fault['test']}$"] + (["-R", fault["cases"]] if "cases" in fault else [])
+                    listing = subprocess.run(["ctest", "--test-dir", str(build), "-N"] + select,
+                                             stdout=subprocess.PIPE, text=True).stdout
+                    if re.search(r"Total Tests: 0\b", listing):
+                        outcome = "broken"  # the cases name no test
+                    else:
+                        command = ["ctest", "--test-dir", str(build), "-j2", "--timeout", "120", "--output-on-failure"]
+                        outcome = "caught" if run(command + select, log=log) != 0 else "missed"
             finally:
                 target.write_text(original)
         if outcome == "caught":
