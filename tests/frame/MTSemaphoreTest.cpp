@@ -13,8 +13,9 @@ TEST(MTSemaphoreTest, CountsWaitsAndReportsThePreviousCount)
     semaphore.Release(2, &previous);
     EXPECT_EQ(0, previous);
     semaphore.Release(1, nullptr);
-    semaphore.Release(1, &previous);  // past the maximum of 3: refused
-    EXPECT_EQ(0, previous);
+    previous = -1;
+    semaphore.Release(1, &previous);  // past the maximum of 3: refused, previous left alone
+    EXPECT_EQ(-1, previous);
     EXPECT_EQ(0u, semaphore.GetStatus());
     // Exactly three units are there.
     EXPECT_EQ(0u, semaphore.Wait(0));
