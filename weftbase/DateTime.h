@@ -2,8 +2,10 @@
 //
 // Day 1 is 1 January of the year 1 (Gregorian calendar, also before its introduction); the
 // second of the day runs from 0 to 86399. The moment is in UTC, as file times and the system
-// clock give it. A DateTime is set when m_nDay is 1 to 3652061 and m_nSecond 0 to 86399;
-// the unset value is day 0, second -1, which is also what the default constructor gives.
+// clock give it. A DateTime is set when m_nDay is 1 to 3652059 (9999-12-31, the last day that
+// "YYYY-MM-DD" can show; callers count days up to 3652061 as set, which takes in every value made
+// here) and m_nSecond 0 to 86399; the unset value is day 0, second -1, which is also what the
+// default constructor gives.
 //
 // Comparison is by day, then second, with operator<=>; so two values compare equal when they
 // fall in the same second.
@@ -19,7 +21,7 @@ class WEFTBASE_API DateTime
 {
 public:
     static constexpr int FirstDay = 1;
-    static constexpr int LastDay = 3652061;
+    static constexpr int LastDay = 3652059;
     static constexpr int SecondsPerDay = 86400;
 
     // Unset: day 0, second -1.

@@ -32,14 +32,23 @@ bool IsRoot(const CString& path)
     {
         // \\server\share: a root when there is at most one separator after the server.
         int separators = 0;
-        for (int i = 2; i < p.GetLength(); ++i)
-            if (PathText::IsSeparator(p[i]))
-                ++separators;
+        for (int at = PathText::FindChar(p, "\\/", 2); at >= 0; at = PathText::FindChar(p, "\\/", at + 1))
+            ++separators;
         return separators <= 1;
     }
     return false;
 }
 
+// The path without its trailing separators, for the calls that name a directory itself.
+std::wstring WithoutTrailingSeparators(std::wstring path)
+{
+    while (!path.empty() && (path.back() == L'\\' || path.back() == L'/'))
+        path.pop_back();
+    return path;
+}
+
+// Deletion works on the extended wide form of each path, so a tree is reached at any depth and
+// with names outside the code page; failures name the path as the caller gave it.
 struct DeleteRun
 {
     DeleteRun(unsigned long flagsIn, HANDLE hStopIn) : flags(flagsIn), hStop(hStopIn) {}
@@ -51,10 +60,10 @@ struct DeleteRun
     CString error;
     bool stopped = false;
 
-    void Fail(const CString& path, DWORD code)
+    void Fail(const CString& shown, DWORD code)
     {
         if (error.IsEmpty())
-            error = path + ": " + SystemUtils::GetLastError(code);
+            error = shown + ": " + SystemUtils::GetLastError(code);
     }
     bool StopAsked()
     {
@@ -63,32 +72,26 @@ struct DeleteRun
         return stopped;
     }
     // Clears the attributes that stand in the way, or says that the item is to stay.
-    bool Unprotect(const CString& path, DWORD attributes)
+    bool Unprotect(const std::wstring& path, const CString& shown, DWORD attributes)
     {
         if (!(attributes & ProtectedAttributes))
             return true;
         if (flags & DirUtils::DeleteSafe)
         {
-            Fail(path, ERROR_ACCESS_DENIED);
+            Fail(shown, ERROR_ACCESS_DENIED);
             return false;
         }
-        return ::SetFileAttributesA(path, (attributes & ~ProtectedAttributes) | FILE_ATTRIBUTE_NORMAL) ||
-               (Fail(path, ::GetLastError()), false);
+        return ::SetFileAttributesW(path.c_str(), (attributes & ~ProtectedAttributes) | FILE_ATTRIBUTE_NORMAL) ||
+               (Fail(shown, ::GetLastError()), false);
     }
     // Empties dir (ending in a separator). True if it is empty afterwards.
-    bool Empty(const CString& dir)
+    bool Empty(const std::wstring& dir, const CString& shown)
     {
-        WIN32_FIND_DATAA data;
-        const CString mask = dir + "*.*";
-        if (mask.GetLength() > PathText::MaxPathChars)
-        {
-            Fail(dir, ERROR_FILENAME_EXCED_RANGE);
-            return false;
-        }
-        HANDLE find = ::FindFirstFileA(mask, &data);
+        WIN32_FIND_DATAW data;
+        HANDLE find = ::FindFirstFileW((dir + L"*").c_str(), &data);
         if (find == INVALID_HANDLE_VALUE)
         {
-            Fail(dir, ::GetLastError());
+            Fail(shown, ::GetLastError());
             return false;
         }
         bool empty = true;
@@ -99,49 +102,44 @@ struct DeleteRun
                 empty = false;
                 break;
             }
-            const CString name(data.cFileName);
-            if (name == "." || name == "..")
+            const std::wstring name(data.cFileName);
+            if (name == L"." || name == L"..")
                 continue;
-            const CString full = dir + name;
-            if (full.GetLength() > PathText::MaxPathChars)
-            {
-                Fail(full, ERROR_FILENAME_EXCED_RANGE);
-                empty = false;
-                continue;
-            }
+            const std::wstring full = dir + name;
+            const CString fullShown = shown + PathText::Narrow(name);
             if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
             {
                 // A link is removed as a link; only a real directory is emptied first.
                 const bool link = (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-                if (!link && !Empty(full + "\\"))
+                if (!link && !Empty(full + L"\\", fullShown + "\\"))
                 {
                     empty = false;
                     continue;
                 }
-                if (!Unprotect(full, data.dwFileAttributes) || !Remove(full))
+                if (!Unprotect(full, fullShown, data.dwFileAttributes) || !Remove(full, fullShown))
                     empty = false;
             }
-            else if (!Unprotect(full, data.dwFileAttributes) || !DeleteOne(full))
+            else if (!Unprotect(full, fullShown, data.dwFileAttributes) || !DeleteOne(full, fullShown))
                 empty = false;
-        } while (::FindNextFileA(find, &data));
+        } while (::FindNextFileW(find, &data));
         ::FindClose(find);
         return empty;
     }
-    bool Remove(const CString& dir)
+    bool Remove(const std::wstring& dir, const CString& shown)
     {
-        if (!::RemoveDirectoryA(dir))
+        if (!::RemoveDirectoryW(dir.c_str()))
         {
-            Fail(dir, ::GetLastError());
+            Fail(shown, ::GetLastError());
             return false;
         }
         ++dirs;
         return true;
     }
-    bool DeleteOne(const CString& file)
+    bool DeleteOne(const std::wstring& file, const CString& shown)
     {
-        if (!::DeleteFileA(file))
+        if (!::DeleteFileW(file.c_str()))
         {
-            Fail(file, ::GetLastError());
+            Fail(shown, ::GetLastError());
             return false;
         }
         ++files;
@@ -154,20 +152,25 @@ bool DirUtils::IsDir(const char* path, bool formOnly)
 {
     if (!formOnly)
         return DoesDirExist(path);
-    if (!PathText::FitsLimit(path, MaxDirPathLength))
+    // Any path the system takes may name a directory; MaxDirPathLength only bounds a new one.
+    if (!PathText::FitsLimit(path))
         return false;
     const CString text(path);
     CString blank(text);
     if (blank.Trim().IsEmpty())
         return false;
     // A leading "\\?\" is the platform's own prefix; its '?' is no wildcard.
-    const int start = text.Left(4) == "\\\\?\\" ? 4 : 0;
-    for (int i = start; i < text.GetLength(); ++i)
+    const char* begin = text.GetString();
+    const char* start = text.Left(4) == "\\\\?\\" ? begin + 4 : begin;
+    for (const char* p = start; *p; p = ::CharNextA(p))
     {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
+        // A double-byte character is a name character, whatever its second byte.
+        if (::IsDBCSLeadByte(static_cast<BYTE>(*p)))
+            continue;
+        const unsigned char c = static_cast<unsigned char>(*p);
         if (c < 32 || c == '<' || c == '>' || c == '"' || c == '|' || c == '?' || c == '*')
             return false;
-        if (c == ':' && !(i == start + 1 && IsLetter(text[start])))
+        if (c == ':' && !(p == start + 1 && IsLetter(*start)))
             return false;
     }
     return true;
@@ -187,14 +190,14 @@ void DirUtils::EnsureTrailingBackslash(CString& path)
         return;
     const CString trimmed = PathText::WithoutTrailingSeparators(path);
     // A path of separators only ("\", "\\") is left as it is.
-    if (!PathText::IsSeparator(trimmed[trimmed.GetLength() - 1]))
+    if (!PathText::EndsWithSeparator(trimmed))
         path = trimmed + "\\";
 }
 
 CString DirUtils::ParseParentDir(const char* path)
 {
     const CString item = PathText::WithoutTrailingSeparators(path);
-    if (item.IsEmpty() || PathText::IsSeparator(item[item.GetLength() - 1]))
+    if (item.IsEmpty() || PathText::EndsWithSeparator(item))
         return CString();
     if (item.GetLength() == 2 && item[1] == ':')
         return CString();
@@ -251,16 +254,14 @@ CString DirUtils::DeleteDirectory(const char* path, unsigned long flags, HANDLE 
             run.Fail(dir, ERROR_DIRECTORY);
         else
         {
-            CString inside(dir);
-            EnsureTrailingBackslash(inside);
+            CString shown(dir);
+            EnsureTrailingBackslash(shown);
+            const std::wstring self = WithoutTrailingSeparators(PathText::Extended(PathText::Wide(dir)));
             const bool link = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-            const bool empty = link || run.Empty(inside);
-            if (empty && !(flags & DeleteContentsOnly))
-            {
-                const CString self = PathText::WithoutTrailingSeparators(dir);
-                if (run.Unprotect(self, attributes))
-                    run.Remove(self);
-            }
+            const bool empty = link || run.Empty(self + L"\\", shown);
+            const CString selfShown = PathText::WithoutTrailingSeparators(dir);
+            if (empty && !(flags & DeleteContentsOnly) && run.Unprotect(self, selfShown, attributes))
+                run.Remove(self, selfShown);
         }
     }
     if (run.stopped && run.error.IsEmpty())
@@ -279,15 +280,13 @@ bool DirUtils::CreateZipFile(const char* output, const char* dir, const char* ro
     ZipWriter zip(output);
     if (!zip.IsOpen())
         return false;
-    CString inside(dir);
-    EnsureTrailingBackslash(inside);
-    CString prefix = PathText::WithoutTrailingSeparators(rootInArchive);
-    prefix.Replace('\\', '/');
+    const std::wstring inside = WithoutTrailingSeparators(PathText::Extended(PathText::Wide(dir))) + L"\\";
+    std::wstring prefix = WithoutTrailingSeparators(PathText::Wide(rootInArchive));
     bool ok = true;
-    if (!prefix.IsEmpty())
+    if (!prefix.empty())
     {
         ok = zip.AddDirectoryEntry(inside, prefix);
-        prefix += '/';
+        prefix += L'/';
     }
     ok = zip.AddTree(inside, prefix) && ok;
     return zip.Finish() && ok;

@@ -1,10 +1,10 @@
 // Directories: tests of form and existence, path texts, deletion of trees, zip archives of trees.
 //
 // Paths as in FileUtils: narrow texts in the system code page, '\' or '/' between components.
-// A directory path may come with or without its trailing backslash. Directory paths longer than
-// the platform's limit for directories (248 characters, room being kept for an 8.3 name behind)
-// are refused by IsDir(path, true); file paths longer than 259 characters fail wherever a path
-// reaches the system. All operations may be called from any thread.
+// A directory path may come with or without its trailing backslash. Paths given longer than 259
+// characters fail wherever they reach the system; the trees below them are walked (deleted,
+// packed) at any depth and with names outside the code page. All operations may be called from
+// any thread.
 #pragma once
 
 #include "weftbase/WeftBaseApi.h"
@@ -14,6 +14,7 @@
 class WEFTBASE_API DirUtils
 {
 public:
+    // Longest path of a directory that can be created: the platform keeps room for an 8.3 name.
     static constexpr int MaxDirPathLength = MAX_PATH - 12;
 
     // Flags of DeleteDirectory.
@@ -27,7 +28,7 @@ public:
     };
 
     // formOnly true: whether the text has the form of a directory path, without looking at the
-    // disk: not blank, within the directory limit, no control character and none of < > " | ? *,
+    // disk: not blank, at most 259 characters, no control character and none of < > " | ? *,
     // and ':' only behind a leading drive letter. Callers test this before DoesDirExist.
     // formOnly false: whether the path names an existing directory, as opposed to a file or
     // nothing (the same answer as DoesDirExist).

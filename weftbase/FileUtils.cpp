@@ -25,7 +25,7 @@ void SplitSpecs(const TextArray& list, std::vector<CString>& specs)
         int start = 0;
         while (start <= entry.GetLength())
         {
-            int end = entry.Find(';', start);
+            int end = PathText::FindChar(entry, ";", start);
             if (end < 0)
                 end = entry.GetLength();
             CString spec = entry.Mid(start, end - start);
@@ -39,17 +39,17 @@ void SplitSpecs(const TextArray& list, std::vector<CString>& specs)
 
 bool HasInnerSeparator(const CString& spec)
 {
-    return spec.FindOneOf("\\/") >= 0;
+    return PathText::FindChar(spec, "\\/") >= 0;
 }
 
 // Whether one pattern applies to the path and matches it.
 bool MatchesSpec(const CString& spec, bool isFile, const CString& full, const CString& name, bool ignoreCase)
 {
-    const bool dirSpec = PathText::IsSeparator(spec[spec.GetLength() - 1]);
+    const bool dirSpec = PathText::EndsWithSeparator(spec);
     if (dirSpec == isFile)
         return false;
     const CString pattern = dirSpec ? PathText::WithoutTrailingSeparators(spec) : spec;
-    if (pattern.IsEmpty() || (dirSpec && PathText::IsSeparator(pattern[pattern.GetLength() - 1])))
+    if (pattern.IsEmpty() || (dirSpec && PathText::EndsWithSeparator(pattern)))
         return false;
     if (HasInnerSeparator(pattern))
         return FileUtils::MatchWildcard(full, pattern, ignoreCase);
@@ -67,16 +67,17 @@ bool MatchesAny(const std::vector<CString>& specs, bool isFile, const CString& f
     return false;
 }
 
-char Fold(char c, bool ignoreCase)
+// The text as UTF-16 with '/' made '\\', in upper case if asked: one element per character of the
+// code page, so that '?' takes a whole character and accented letters fold too.
+std::wstring Folded(const char* text, bool ignoreCase)
 {
-    if (c == '/')
-        return '\\';
-    if (!ignoreCase)
-        return c;
-    // Upper case as the system's code page has it, so that accented letters fold too.
-    char buffer[2] = {c, 0};
-    ::CharUpperBuffA(buffer, 1);
-    return buffer[0];
+    std::wstring wide = PathText::Wide(text);
+    for (wchar_t& c : wide)
+        if (c == L'/')
+            c = L'\\';
+    if (ignoreCase && !wide.empty())
+        ::CharUpperBuffW(wide.data(), static_cast<DWORD>(wide.size()));
+    return wide;
 }
 }  // namespace
 
@@ -165,33 +166,37 @@ bool FileUtils::MatchWildcard(const char* text, const char* pattern, bool ignore
 {
     if (!text || !pattern)
         return false;
+    const std::wstring textChars = Folded(text, ignoreCase);
+    const std::wstring patternChars = Folded(pattern, ignoreCase);
+    const wchar_t* t = textChars.c_str();
+    const wchar_t* p = patternChars.c_str();
     // Greedy scan that returns to the last '*' on a mismatch: linear for one star, and never
     // worse than text length times pattern length.
-    const char* star = nullptr;
-    const char* resume = nullptr;
-    while (*text)
+    const wchar_t* star = nullptr;
+    const wchar_t* resume = nullptr;
+    while (*t)
     {
-        if (*pattern == '*')
+        if (*p == L'*')
         {
-            star = pattern++;
-            resume = text;
+            star = p++;
+            resume = t;
         }
-        else if (*pattern && (*pattern == '?' || Fold(*pattern, ignoreCase) == Fold(*text, ignoreCase)))
+        else if (*p && (*p == L'?' || *p == *t))
         {
-            ++pattern;
-            ++text;
+            ++p;
+            ++t;
         }
         else if (star)
         {
-            pattern = star + 1;
-            text = ++resume;
+            p = star + 1;
+            t = ++resume;
         }
         else
             return false;
     }
-    while (*pattern == '*')
-        ++pattern;
-    return *pattern == 0;
+    while (*p == L'*')
+        ++p;
+    return *p == 0;
 }
 
 CString FileUtils::ParseFileNameFromPath(const char* path, bool withExtension)
@@ -212,7 +217,7 @@ bool FileUtils::CreateZipFile(const char* output, const TextArray& files, const 
     if (!base.IsEmpty())
     {
         base = PathText::FullPath(base);
-        if (!PathText::IsSeparator(base[base.GetLength() - 1]))
+        if (!PathText::EndsWithSeparator(base))
             base += '\\';
     }
     for (unsigned long long i = 0; i < files.GetCount(); ++i)

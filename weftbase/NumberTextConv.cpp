@@ -2,23 +2,37 @@
 
 #include "weftbase/LocaleUtils.h"
 
+#include <charconv>
 #include <cmath>
-#include <cstring>
+#include <string>
+#include <vector>
 
 namespace
 {
+// Decimal digits in groups as the user's locale sets them, by the system's number formatting.
 CString Group(const CString& digits)
 {
-    const CString separator = LocaleUtils::GetThousandSeparator();
-    CString text;
-    const int n = digits.GetLength();
-    for (int i = 0; i < n; ++i)
+    // The locale's "3;0" repeats groups of three, "3;2;0" has three and then twos, and "3" one
+    // group of three alone; the format wants 3, 32 and 30.
+    char grouping[16] = {};
+    unsigned int groups = 0;
+    if (::GetLocaleInfoA(LOCALE_USER_DEFAULT, LOCALE_SGROUPING, grouping, sizeof grouping) > 1)
     {
-        if (i > 0 && (n - i) % 3 == 0)
-            text += separator;
-        text += digits[i];
+        for (const char* p = grouping; *p; ++p)
+            if (*p >= '0' && *p <= '9')
+                groups = groups * 10 + static_cast<unsigned int>(*p - '0');
+        const CString text(grouping);
+        groups = text.Right(2) == ";0" ? groups / 10 : groups * 10;
     }
-    return text;
+    else
+        groups = 3;
+    std::string decimal(LocaleUtils::GetDecimalSeparator()), thousand(LocaleUtils::GetThousandSeparator());
+    NUMBERFMTA format = {0, 1, groups, decimal.data(), thousand.data(), 1};
+    // Room for the 309 digits of the largest double, each with a separator of up to 3 characters.
+    std::vector<char> text(1280);
+    const int n =
+        ::GetNumberFormatA(LOCALE_USER_DEFAULT, 0, digits, &format, text.data(), static_cast<int>(text.size()));
+    return n > 1 ? CString(text.data()) : digits;
 }
 }  // namespace
 
@@ -68,8 +82,11 @@ CString NumberTextConv::DoubleToString(double value, unsigned int digits, bool g
     {
         if (digits > 20)
             digits = 20;
-        CString raw;
-        raw.Format("%.*f", static_cast<int>(digits), value);
+        // Written without the C runtime's locale, so the decimal point is always '.'.
+        char buffer[400];
+        const std::to_chars_result end =
+            std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, static_cast<int>(digits));
+        CString raw(buffer, end.ec == std::errc() ? static_cast<int>(end.ptr - buffer) : 0);
         bool negative = raw[0] == '-';
         if (negative)
             raw = raw.Mid(1);

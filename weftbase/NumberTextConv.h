@@ -1,5 +1,5 @@
-// Numbers as display texts, with the decimal and group separators of the user's locale
-// (LocaleUtils).
+// Numbers as display texts, with the decimal and group separators and the digit grouping of the
+// user's locale (LocaleUtils, GetNumberFormatA); the C runtime's locale plays no part.
 #pragma once
 
 #include "weftbase/WeftBaseApi.h"
@@ -17,7 +17,8 @@ public:
 
     // A number with a fixed count of decimals, rounded to nearest.
     //   digits        decimals, 0 to 20 (more count as 20); 0 gives no decimal separator
-    //   groupDigits   separate the whole part in groups of three ("1,234,567.00")
+    //   groupDigits   separate the whole part in groups as the locale has them ("1,234,567.00",
+    //                 "12,34,567.00")
     //   width         the text is padded on the left with blanks to at least this length
     //   unit          if not empty, appended after one blank ("12.50 MB")
     //   trimZeros     drop trailing zeros of the decimals, and the separator if none remain
@@ -26,6 +27,6 @@ public:
     static CString DoubleToString(double value, unsigned int digits, bool groupDigits, int width, const char* unit,
                                   bool trimZeros);
 
-    // A whole number in decimal, optionally in groups of three.
+    // A whole number in decimal, optionally in groups as the locale has them.
     static CString NumberToString(unsigned long long value, bool groupDigits);
 };

@@ -1,16 +1,20 @@
 // Path text helpers shared by the file, directory and zip code of this library. Not exported.
+//
+// Narrow paths are in the system code page, where a character may take two bytes and its second
+// byte may be 0x5C ('\') or 0x7C ('|'): every scan for a separator or a special character steps
+// over whole characters. Walks of trees work on the wide, extended form of a path ("\\?\C:\..."),
+// which knows no length limit and no code page.
 #pragma once
 
 #include <afx.h>
 
 #include <cstring>
+#include <string>
 
 namespace PathText
 {
 // Longest path the narrow file functions take: MAX_PATH less the terminator.
 constexpr int MaxPathChars = MAX_PATH - 1;
-// Longest directory path: the platform keeps room for an 8.3 name behind a directory.
-constexpr int MaxDirChars = MAX_PATH - 12;
 
 inline bool IsSeparator(char c)
 {
@@ -29,41 +33,30 @@ inline bool FitsLimit(const char* path, int limit = MaxPathChars)
     return n > 0 && n <= limit;
 }
 
+// Byte index of the first character at or after from (a character boundary) that is one of the
+// single-byte characters of set; -1 if none. FindLastChar: the last such character.
+int FindChar(const CString& text, const char* set, int from = 0);
+int FindLastChar(const CString& text, const char* set);
+// Whether the last character of the text is '\' or '/'.
+bool EndsWithSeparator(const CString& text);
+
 // Index of the last separator, -1 if none.
 inline int LastSeparator(const CString& path)
 {
-    for (int i = path.GetLength() - 1; i >= 0; --i)
-        if (IsSeparator(path[i]))
-            return i;
-    return -1;
+    return FindLastChar(path, "\\/");
 }
 
 // The path without trailing separators, unless it is separators only.
-inline CString WithoutTrailingSeparators(const char* path)
-{
-    CString text(path);
-    int n = text.GetLength();
-    while (n > 0 && IsSeparator(text[n - 1]))
-        --n;
-    return n == 0 ? text : text.Left(n);
-}
-
+CString WithoutTrailingSeparators(const char* path);
 // The last component: what follows the last separator (or a drive's colon).
-inline CString LastComponent(const CString& path)
-{
-    int cut = LastSeparator(path);
-    if (cut < 0 && path.GetLength() >= 2 && path[1] == ':')
-        cut = 1;
-    return path.Mid(cut + 1);
-}
-
+CString LastComponent(const CString& path);
 // The full form of a path, for comparing two names of one file; the path itself if that fails.
-inline CString FullPath(const char* path)
-{
-    char buffer[MAX_PATH + 1] = {};
-    const DWORD n = ::GetFullPathNameA(path, MAX_PATH, buffer, nullptr);
-    if (n == 0 || n >= MAX_PATH)
-        return CString(path);
-    return CString(buffer, static_cast<int>(n));
-}
+CString FullPath(const char* path);
+
+// Code page text to UTF-16 and back ('?' for what the code page lacks: for messages only).
+std::wstring Wide(const char* text);
+CString Narrow(const std::wstring& text);
+// The full path in the extended form that the wide file functions take at any length:
+// "\\?\C:\dir", "\\?\UNC\server\share\dir". A trailing separator stays.
+std::wstring Extended(const std::wstring& path);
 }  // namespace PathText

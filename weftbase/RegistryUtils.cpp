@@ -11,7 +11,8 @@ public:
     {
         if (root == nullptr)
             return;
-        if (::RegOpenKeyExA(root, path ? path : "", 0, KEY_READ, &m_hKey) != ERROR_SUCCESS)
+        m_nStatus = ::RegOpenKeyExA(root, path ? path : "", 0, KEY_READ, &m_hKey);
+        if (m_nStatus != ERROR_SUCCESS)
             m_hKey = nullptr;
     }
     ~OpenKey()
@@ -22,50 +23,70 @@ public:
     OpenKey(const OpenKey&) = delete;
     OpenKey& operator=(const OpenKey&) = delete;
     HKEY Get() const { return m_hKey; }
+    LONG Status() const { return m_nStatus; }
 
 private:
     HKEY m_hKey = nullptr;
+    LONG m_nStatus = ERROR_INVALID_HANDLE;
 };
 
 CString Join(const char* key, const char* child)
 {
     CString path(key);
-    while (!path.IsEmpty() && path[path.GetLength() - 1] == '\\')
-        path = path.Left(path.GetLength() - 1);
+    // Trailing backslashes go; the second byte of a double-byte character is none.
+    int end = path.GetLength();
+    while (end > 0 && ::CharPrevA(path, path.GetString() + end) == path.GetString() + end - 1 &&
+           path[end - 1] == '\\')
+        --end;
+    path = path.Left(end);
     if (!path.IsEmpty())
         path += '\\';
     return path + child;
 }
 
-void ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive)
+// Lists the keys below key into list. False if a key of the tree exists but could not be listed
+// whole: what could be read is listed all the same.
+bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive)
 {
     // Names are read first and the key closed before going down, so that a deep tree does not
     // hold a handle per level.
     std::vector<CString> children;
+    bool complete = true;
     {
+        // A key deleted since its parent was listed is no loss.
         OpenKey open(root, key);
         if (!open.Get())
-            return;
-        char name[256];
+            return open.Status() == ERROR_FILE_NOT_FOUND;
+        // A name of 255 characters takes up to twice as many bytes in a double-byte code page.
+        std::vector<char> name(256);
         for (DWORD i = 0;; ++i)
         {
-            DWORD length = sizeof name;
-            const LONG code = ::RegEnumKeyExA(open.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr);
+            DWORD length = static_cast<DWORD>(name.size());
+            const LONG code = ::RegEnumKeyExA(open.Get(), i, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
             if (code == ERROR_NO_MORE_ITEMS)
                 break;
-            if (code == ERROR_SUCCESS)
-                children.emplace_back(name, static_cast<int>(length));
-            else if (code != ERROR_MORE_DATA)
+            if (code == ERROR_MORE_DATA && name.size() < 65536)
+            {
+                name.resize(name.size() * 2);
+                --i;
+                continue;
+            }
+            if (code != ERROR_SUCCESS)
+            {
+                complete = false;
                 break;
+            }
+            children.emplace_back(name.data(), static_cast<int>(length));
         }
     }
     for (const CString& child : children)
     {
         const CString path = Join(key, child);
         list.Add(path);
-        if (recursive)
-            ListSubKeys(root, path, list, true);
+        if (recursive && !ListSubKeys(root, path, list, true))
+            complete = false;
     }
+    return complete;
 }
 
 CString Hex(const unsigned char* data, unsigned long size)
@@ -100,8 +121,7 @@ bool RegistryUtils::GetSubKeys(HKEY root, const char* key, TextArray& subKeys, b
         if (!open.Get())
             return false;
     }
-    ListSubKeys(root, CString(key), subKeys, recursive);
-    return true;
+    return ListSubKeys(root, CString(key), subKeys, recursive);
 }
 
 bool RegistryUtils::GetKeyValues(HKEY root, const char* key, TextArray& names)
@@ -129,7 +149,7 @@ bool RegistryUtils::GetKeyValues(HKEY root, const char* key, TextArray& names)
             continue;
         }
         if (code != ERROR_SUCCESS)
-            break;
+            return false;
         names.Add(CString(name.data(), static_cast<int>(length)));
     }
     return true;

@@ -26,12 +26,14 @@ public:
     // Replaces the list by the paths of the keys below root\key, each a path below root
     // ("key\child") that the other operations accept. recursive true lists every level, each key
     // before the keys below it, siblings in the order the registry gives them; false lists the
-    // direct children only. A key below that cannot be opened is listed, but not its children.
-    // False, with the list empty, if root\key cannot be opened.
+    // direct children only. Names of any length are read whole. False, with the list empty, if
+    // root\key cannot be opened; false too if a key of the tree could not be listed whole (it
+    // cannot be opened, or its listing fails): the list then holds what could be read, a key that
+    // cannot be opened among it. A key deleted during the walk is no failure.
     static bool GetSubKeys(HKEY root, const char* key, TextArray& subKeys, bool recursive);
     // Replaces the list by the names of the values of root\key, in the registry's order; the
     // default value, when set, has the empty name. False, with the list empty, if the key
-    // cannot be opened.
+    // cannot be opened; false too if the listing fails part-way, with the names read so far.
     static bool GetKeyValues(HKEY root, const char* key, TextArray& names);
     // The value as text (see above); expand true expands the environment variables of a
     // REG_EXPAND_SZ value. The empty text if the key or value is missing.

@@ -2,6 +2,8 @@
 
 #include "weftbase/PathText.h"
 
+#include <vector>
+
 namespace
 {
 // No "insert a disk" dialog for the calling thread while it looks at a drive.
@@ -53,7 +55,7 @@ CString VolumeUtils::GetVolumeRoot(const char* path)
     if (!::GetVolumePathNameA(path, root, MAX_PATH))
         return CString();
     CString result(root);
-    if (!result.IsEmpty() && !PathText::IsSeparator(result[result.GetLength() - 1]))
+    if (!result.IsEmpty() && !PathText::EndsWithSeparator(result))
         result += '\\';
     return result;
 }
@@ -73,13 +75,24 @@ CString VolumeUtils::GetVolumeName(const char* drive)
 CString VolumeUtils::GetVolumeGUID(const char* drive)
 {
     const CString root = GetVolumeRoot(drive);
-    if (root.IsEmpty())
-        return CString();
     QuietErrors quiet;
     char guid[MAX_PATH + 1] = {};
-    if (!::GetVolumeNameForVolumeMountPointA(root, guid, MAX_PATH))
+    if (!root.IsEmpty() && ::GetVolumeNameForVolumeMountPointA(root, guid, MAX_PATH))
+        return CString(guid);
+    // No volume GUID (a substituted or network drive, an empty removable one): the drive and
+    // the device it stands for, "S:\|\??\C:\data", so each such drive has a text of its own.
+    const CString text(drive);
+    if (text.GetLength() < 2 || text[1] != ':' || !isalpha(static_cast<unsigned char>(text[0])))
         return CString();
-    return CString(guid);
+    const char device[3] = {static_cast<char>(toupper(static_cast<unsigned char>(text[0]))), ':', 0};
+    std::vector<char> target(MAX_PATH);
+    while (::QueryDosDeviceA(device, target.data(), static_cast<DWORD>(target.size())) == 0)
+    {
+        if (::GetLastError() != ERROR_INSUFFICIENT_BUFFER || target.size() >= 65536)
+            return CString();
+        target.resize(target.size() * 2);
+    }
+    return CString(device) + "\\|" + target.data();
 }
 
 bool VolumeUtils::GetDriveSpaceInfo(const char* path, unsigned long long& total, unsigned long long& free,

@@ -22,7 +22,10 @@ public:
     // The label of the volume in the drive; the empty text if it has none or cannot be read.
     static CString GetVolumeName(const char* drive);
     // The volume GUID path of the volume in the drive ("\\?\Volume{...}\"), the same text for the
-    // same volume in whatever drive it is; the empty text if the system gives none.
+    // same volume in whatever drive it is. A drive without one (substituted, network, an empty
+    // removable drive) gives its root and the device it stands for, "S:\|\??\C:\data",
+    // "N:\|\Device\LanmanRedirector\...", its own text while it stands for that. The empty text
+    // for a path without a drive letter, and for a letter that names no drive.
     static CString GetVolumeGUID(const char* drive);
     // Size of the volume that holds the path, the bytes free to the caller (quotas counted), and
     // that free part in percent of the size (0 to 100). False, and all three 0, on failure.

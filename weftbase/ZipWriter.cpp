@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 
 namespace
@@ -61,15 +62,6 @@ void DosTime(const FILETIME& fileTime, unsigned short& time, unsigned short& dat
     date = static_cast<unsigned short>(((local.wYear - 1980) << 9) | (local.wMonth << 5) | local.wDay);
 }
 
-std::wstring Wide(const CString& text, UINT codePage)
-{
-    const int n = ::MultiByteToWideChar(codePage, 0, text, text.GetLength(), nullptr, 0);
-    std::wstring wide(static_cast<size_t>(std::max(n, 0)), L'\0');
-    if (n > 0)
-        ::MultiByteToWideChar(codePage, 0, text, text.GetLength(), wide.data(), n);
-    return wide;
-}
-
 std::string Utf8(const std::wstring& wide)
 {
     const int n = ::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), nullptr, 0,
@@ -90,27 +82,31 @@ bool ReadChunk(HANDLE source, unsigned char* buffer, unsigned long long left, DW
 }  // namespace
 
 ZipWriter::ZipWriter(const char* output)
-    : m_hFile(INVALID_HANDLE_VALUE), m_pStream(nullptr), m_bFailed(false), m_bLeftOut(false), m_nOffset(0),
-      m_strOutput(output)
+    : m_hFile(INVALID_HANDLE_VALUE), m_pStream(nullptr), m_bFailed(false), m_bLeftOut(false), m_nOffset(0)
 {
     if (!PathText::FitsLimit(output))
         return;
-    const int cut = PathText::LastSeparator(m_strOutput);
-    CString dir = cut < 0 ? CString(".") : m_strOutput.Left(cut + 1);
-    if (cut < 0 && m_strOutput.GetLength() >= 2 && m_strOutput[1] == ':')
-        dir = m_strOutput.Left(2);
-    char temp[MAX_PATH + 1] = {};
-    if (!::GetTempFileNameA(dir, "wzp", 0, temp))
-        return;
-    m_strTemp = temp;
-    m_hFile = ::CreateFileA(temp, GENERIC_WRITE, 0, nullptr, TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (m_hFile == INVALID_HANDLE_VALUE)
+    m_strOutputFull = PathText::Extended(PathText::Wide(output));
+    const std::wstring dir = m_strOutputFull.substr(0, m_strOutputFull.find_last_of(L"\\/") + 1);
+    static std::atomic<unsigned long> s_nTemps{0};
+    for (int attempt = 0; attempt < 16 && m_hFile == INVALID_HANDLE_VALUE; ++attempt)
     {
-        ::DeleteFileA(temp);
+        m_strTemp = dir + L"wzp" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++s_nTemps) +
+                    L".tmp";
+        m_hFile = ::CreateFileW(m_strTemp.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (m_hFile == INVALID_HANDLE_VALUE && ::GetLastError() != ERROR_FILE_EXISTS)
+            break;
+    }
+    if (m_hFile == INVALID_HANDLE_VALUE)
+        return;
+    if (!KeepTemp(false))
+    {
+        ::CloseHandle(m_hFile);
+        ::DeleteFileW(m_strTemp.c_str());
+        m_hFile = INVALID_HANDLE_VALUE;
         return;
     }
-    m_strOutputFull = PathText::FullPath(m_strOutput);
-    m_strTemp = PathText::FullPath(temp);
     m_buffer.reserve(ChunkSize);
 }
 
@@ -121,11 +117,27 @@ ZipWriter::~ZipWriter()
         deflateEnd(m_pStream);
         delete m_pStream;
     }
+    // An unfinished temporary file goes with its handle.
     if (m_hFile != INVALID_HANDLE_VALUE)
-    {
         ::CloseHandle(m_hFile);
-        ::DeleteFileA(m_strTemp);
-    }
+}
+
+bool ZipWriter::KeepTemp(bool keep)
+{
+    FILE_DISPOSITION_INFO disposition = {static_cast<BOOLEAN>(!keep)};
+    return ::SetFileInformationByHandle(m_hFile, FileDispositionInfo, &disposition, sizeof disposition) != FALSE;
+}
+
+bool ZipWriter::MoveIntoPlace()
+{
+    const size_t bytes = m_strOutputFull.size() * sizeof(wchar_t);
+    std::vector<unsigned char> buffer(sizeof(FILE_RENAME_INFO) + bytes);
+    FILE_RENAME_INFO* rename = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
+    rename->ReplaceIfExists = TRUE;
+    rename->RootDirectory = nullptr;
+    rename->FileNameLength = static_cast<DWORD>(bytes);
+    std::copy(m_strOutputFull.begin(), m_strOutputFull.end(), rename->FileName);
+    return ::SetFileInformationByHandle(m_hFile, FileRenameInfo, rename, static_cast<DWORD>(buffer.size())) != FALSE;
 }
 
 z_stream_s* ZipWriter::Deflater()
@@ -149,21 +161,25 @@ bool ZipWriter::IsOpen() const
     return m_hFile != INVALID_HANDLE_VALUE;
 }
 
-bool ZipWriter::IsOwnFile(const CString& path) const
+bool ZipWriter::IsOwnFile(const std::wstring& path) const
 {
-    const CString full = PathText::FullPath(path);
-    return full.CompareNoCase(m_strOutputFull) == 0 || full.CompareNoCase(m_strTemp) == 0;
+    const auto same = [&path](const std::wstring& other) {
+        return ::CompareStringOrdinal(path.c_str(), static_cast<int>(path.size()), other.c_str(),
+                                      static_cast<int>(other.size()), TRUE) == CSTR_EQUAL;
+    };
+    return same(m_strOutputFull) || same(m_strTemp);
 }
 
 bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
 {
     if (m_bFailed)
         return false;
+    const std::wstring full = PathText::Extended(PathText::Wide(path));
     // One open serves both to tell a file from a directory and to read the file.
     HANDLE source = PathText::FitsLimit(path)
-                        ? ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                        nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_BACKUP_SEMANTICS,
-                                        nullptr)
+                        ? ::CreateFileW(full.c_str(), GENERIC_READ,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                        FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_BACKUP_SEMANTICS, nullptr)
                         : INVALID_HANDLE_VALUE;
     BY_HANDLE_FILE_INFORMATION info;
     if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
@@ -173,29 +189,25 @@ bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
         m_bLeftOut = true;
         return false;
     }
+    const std::wstring name = PathText::Wide(archiveName);
     if (!(info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
     {
-        const bool ok = IsOwnFile(path) || AddOpenFile(source, info, archiveName);
+        const bool ok = IsOwnFile(full) || AddOpenFile(source, info, name);
         ::CloseHandle(source);
         return ok;
     }
     ::CloseHandle(source);
-    bool ok = AddDirectoryEntry(path, archiveName);
-    CString dir(path);
-    if (!PathText::IsSeparator(dir[dir.GetLength() - 1]))
-        dir += '\\';
-    CString prefix = PathText::WithoutTrailingSeparators(archiveName);
-    prefix += '/';
-    return AddTree(dir, prefix) && ok;
+    bool ok = AddDirectoryEntry(full, name);
+    const std::wstring dir = full.back() == L'\\' || full.back() == L'/' ? full : full + L"\\";
+    return AddTree(dir, name + L"/") && ok;
 }
 
-bool ZipWriter::AddTree(const CString& dir, const CString& prefix)
+bool ZipWriter::AddTree(const std::wstring& dir, const std::wstring& prefix)
 {
     if (m_bFailed)
         return false;
-    WIN32_FIND_DATAA data;
-    const CString mask = dir + "*.*";
-    HANDLE find = mask.GetLength() <= PathText::MaxPathChars ? ::FindFirstFileA(mask, &data) : INVALID_HANDLE_VALUE;
+    WIN32_FIND_DATAW data;
+    HANDLE find = ::FindFirstFileW((dir + L"*").c_str(), &data);
     if (find == INVALID_HANDLE_VALUE)
     {
         m_bLeftOut = true;
@@ -204,48 +216,45 @@ bool ZipWriter::AddTree(const CString& dir, const CString& prefix)
     bool ok = true;
     do
     {
-        const CString name(data.cFileName);
-        if (name == "." || name == "..")
+        const std::wstring name(data.cFileName);
+        if (name == L"." || name == L"..")
             continue;
-        const CString full = dir + name;
+        const std::wstring full = dir + name;
         if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
             ok = AddDirectoryEntry(full, prefix + name) && ok;
             // A junction or link is kept as an empty directory: following it could pack a tree
             // twice, or without end.
             if (!(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
-                ok = AddTree(full + "\\", prefix + name + "/") && ok;
+                ok = AddTree(full + L"\\", prefix + name + L"/") && ok;
         }
         else if (!IsOwnFile(full))
-            ok = AddFile(full, prefix + name, &data) && ok;
-    } while (!m_bFailed && ::FindNextFileA(find, &data));
+            ok = AddFile(full, prefix + name, data) && ok;
+    } while (!m_bFailed && ::FindNextFileW(find, &data));
     ::FindClose(find);
     return ok && !m_bFailed;
 }
 
-bool ZipWriter::MakeName(const CString& archiveName, bool directory, Entry& entry)
+bool ZipWriter::MakeName(const std::wstring& archiveName, bool directory, Entry& entry)
 {
     // Components joined by '/', without empty ones, "." and "..", and without a drive: no entry
     // may point outside the folder it is unpacked into.
-    CString raw(archiveName);
-    raw.Replace('\\', '/');
-    CString name;
-    int start = 0;
-    while (start <= raw.GetLength())
+    std::wstring wide;
+    size_t start = 0;
+    while (start <= archiveName.size())
     {
-        int end = raw.Find('/', start);
-        if (end < 0)
-            end = raw.GetLength();
-        const CString part = raw.Mid(start, end - start);
-        if (!part.IsEmpty() && part != "." && part != ".." && part[part.GetLength() - 1] != ':')
-            name += name.IsEmpty() ? part : "/" + part;
+        size_t end = archiveName.find_first_of(L"\\/", start);
+        if (end == std::wstring::npos)
+            end = archiveName.size();
+        const std::wstring part = archiveName.substr(start, end - start);
+        if (!part.empty() && part != L"." && part != L".." && part.back() != L':')
+            wide += wide.empty() ? part : L"/" + part;
         start = end + 1;
     }
-    if (name.IsEmpty())
+    if (wide.empty())
         return false;
     if (directory)
-        name += '/';
-    std::wstring wide = Wide(name, CP_ACP);
+        wide += L'/';
     entry.name = Utf8(wide);
     entry.flags = 0;
     for (unsigned char c : entry.name)
@@ -285,7 +294,7 @@ bool ZipWriter::MakeName(const CString& archiveName, bool directory, Entry& entr
     return true;
 }
 
-bool ZipWriter::AddDirectoryEntry(const CString& path, const CString& archiveName)
+bool ZipWriter::AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName)
 {
     if (m_bFailed)
         return false;
@@ -293,7 +302,7 @@ bool ZipWriter::AddDirectoryEntry(const CString& path, const CString& archiveNam
     if (!MakeName(archiveName, true, entry))
         return true;
     WIN32_FILE_ATTRIBUTE_DATA data = {};
-    if (!::GetFileAttributesExA(path, GetFileExInfoStandard, &data))
+    if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data))
         data.dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
     DosTime(data.ftLastWriteTime, entry.dosTime, entry.dosDate);
     entry.method = MethodStored;
@@ -305,36 +314,29 @@ bool ZipWriter::AddDirectoryEntry(const CString& path, const CString& archiveNam
     return true;
 }
 
-bool ZipWriter::AddFile(const CString& path, const CString& archiveName, const WIN32_FIND_DATAA* found)
+bool ZipWriter::AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found)
 {
     if (m_bFailed)
         return false;
-    HANDLE source = PathText::FitsLimit(path)
-                        ? ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                        nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)
-                        : INVALID_HANDLE_VALUE;
-    BY_HANDLE_FILE_INFORMATION info = {};
-    if (found && source != INVALID_HANDLE_VALUE)
+    HANDLE source = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                  nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    if (source == INVALID_HANDLE_VALUE)
     {
-        // What the directory listing said is what a query of the open file would say.
-        info.dwFileAttributes = found->dwFileAttributes;
-        info.ftLastWriteTime = found->ftLastWriteTime;
-        info.nFileSizeHigh = found->nFileSizeHigh;
-        info.nFileSizeLow = found->nFileSizeLow;
-    }
-    else if (source == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(source, &info))
-    {
-        if (source != INVALID_HANDLE_VALUE)
-            ::CloseHandle(source);
         m_bLeftOut = true;
         return false;
     }
+    // What the directory listing said is what a query of the open file would say.
+    BY_HANDLE_FILE_INFORMATION info = {};
+    info.dwFileAttributes = found.dwFileAttributes;
+    info.ftLastWriteTime = found.ftLastWriteTime;
+    info.nFileSizeHigh = found.nFileSizeHigh;
+    info.nFileSizeLow = found.nFileSizeLow;
     const bool ok = AddOpenFile(source, info, archiveName);
     ::CloseHandle(source);
     return ok;
 }
 
-bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName)
+bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const std::wstring& archiveName)
 {
     Entry entry;
     if (!MakeName(archiveName, false, entry))
@@ -609,15 +611,13 @@ bool ZipWriter::Finish()
 {
     if (m_hFile == INVALID_HANDLE_VALUE)
         return false;
+    // Kept only once complete, and moved into place while still open: a move that fails leaves
+    // it marked for deletion again.
     const bool complete = !m_bFailed && WriteCentralDirectory() && Flush() && ::SetEndOfFile(m_hFile);
+    const bool placed = complete && KeepTemp(true) && (MoveIntoPlace() || (KeepTemp(false), false));
     ::CloseHandle(m_hFile);
     m_hFile = INVALID_HANDLE_VALUE;
-    if (!complete || !::MoveFileExA(m_strTemp, m_strOutput, MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED))
-    {
-        ::DeleteFileA(m_strTemp);
-        return false;
-    }
-    return !m_bLeftOut;
+    return placed && !m_bLeftOut;
 }
 
 bool ZipWriter::Write(const void* data, size_t size)

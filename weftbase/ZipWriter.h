@@ -3,8 +3,12 @@
 // FileUtils::CreateZipFile and DirUtils::CreateZipFile.
 //
 // The archive is written to a temporary file beside the output and moved into place by Finish,
-// so the output is replaced only by a complete archive. An item that cannot be read is left out
-// and makes Finish give false; a failure to write the archive abandons it.
+// so the output is replaced only by a complete archive. The temporary file is marked for deletion
+// from its creation until Finish has completed it, so it goes with its handle however the writer
+// ends: a failure, the destructor, or a thread ended by TerminateThread (at the end of its process).
+// Trees are walked with the wide functions on extended paths: any depth, any name; entry names
+// go from UTF-16 straight to UTF-8. An item that cannot be read is left out and makes Finish give
+// false; a failure to write the archive abandons it.
 #pragma once
 
 #include <afx.h>
@@ -28,10 +32,11 @@ public:
     // Packs a file, or a directory with its tree, under the name given ('\' or '/' between
     // components). Gives false if something was left out.
     bool AddItem(const CString& path, const CString& archiveName);
-    // Packs the tree below dir (which ends in a separator) with prefix in front of each name.
-    bool AddTree(const CString& dir, const CString& prefix);
+    // Packs the tree below dir (extended form, ending in a separator) with prefix in front of
+    // each name.
+    bool AddTree(const std::wstring& dir, const std::wstring& prefix);
     // Adds a directory entry with the time and attributes of the directory at path.
-    bool AddDirectoryEntry(const CString& path, const CString& archiveName);
+    bool AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName);
     // Writes the central directory and moves the archive into place. True if the archive is in
     // place and nothing was left out.
     bool Finish();
@@ -51,13 +56,17 @@ private:
         unsigned long attributes = 0;
     };
 
-    // found: the file's entry of a directory listing, which saves a query; may be null.
-    bool AddFile(const CString& path, const CString& archiveName, const WIN32_FIND_DATAA* found = nullptr);
+    // found: the file's entry of a directory listing, which saves a query.
+    bool AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found);
     // Packs the open file; the caller closes it.
-    bool AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const CString& archiveName);
+    bool AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const std::wstring& archiveName);
     bool AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry);
-    bool IsOwnFile(const CString& path) const;
-    bool MakeName(const CString& archiveName, bool directory, Entry& entry);
+    bool IsOwnFile(const std::wstring& path) const;
+    bool MakeName(const std::wstring& archiveName, bool directory, Entry& entry);
+    // Whether the temporary file outlives its handle (its delete disposition cleared).
+    bool KeepTemp(bool keep);
+    // Renames the open temporary file to the output, replacing what is there.
+    bool MoveIntoPlace();
     bool WriteLocalHeader(const Entry& entry, bool zip64);
     bool Deflate(HANDLE source, unsigned long long limit, Entry& entry);
     bool Store(HANDLE source, unsigned long long limit, Entry& entry);
@@ -76,9 +85,8 @@ private:
     bool m_bFailed;     // the archive cannot be completed
     bool m_bLeftOut;    // an item was left out
     unsigned long long m_nOffset;  // where the next byte of the archive goes
-    CString m_strOutput;
-    CString m_strTemp;
-    CString m_strOutputFull;
+    std::wstring m_strTemp;        // extended form
+    std::wstring m_strOutputFull;  // extended form
     std::vector<unsigned char> m_buffer;
     std::vector<Entry> m_entries;
     std::set<std::string> m_names;            // names taken, in upper case

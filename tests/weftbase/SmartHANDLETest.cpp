@@ -18,7 +18,7 @@ HANDLE NewEvent()
 }
 }  // namespace
 
-TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastErrorButNeverAnInvalidOne)
+TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastErrorMoveAndDetachHandItOn)
 {
     HANDLE first = NewEvent();
     HANDLE second = NewEvent();
@@ -40,10 +40,7 @@ TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastEr
     invalid = nullptr;
     invalid.Close();
     EXPECT_EQ(nullptr, invalid.m_hHandle);
-}
 
-TEST(SmartHANDLETest, MoveHandsTheHandleOnAndDetachGivesItUp)
-{
     HANDLE raw = NewEvent();
     SmartHANDLE a(raw);
     SmartHANDLE b(std::move(a));

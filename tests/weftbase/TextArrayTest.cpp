@@ -7,7 +7,7 @@
 using weft::test::Join;
 using weft::test::Texts;
 
-TEST(TextArrayTest, EditsKeepTheOrderAndIndicesOutOfRangeAreHarmless)
+TEST(TextArrayTest, EditsKeepTheOrderOutOfRangeIsHarmlessCopiesAreIndependentAndFindTellsWhetherFound)
 {
     TextArray list = Texts({"b", "c"});
     EXPECT_EQ(2u, list.Add(""));
@@ -24,11 +24,21 @@ TEST(TextArrayTest, EditsKeepTheOrderAndIndicesOutOfRangeAreHarmless)
     EXPECT_EQ("z|x|c||d|", Join(list));
     list.RemoveAll();
     EXPECT_TRUE(list.IsEmpty());
-}
 
-TEST(TextArrayTest, FindIsExactUnlessAskedToIgnoreCase)
-{
-    const TextArray list = Texts({"C:\\Dir\\", "c:\\dir\\", "other"});
+    TextArray original = Texts({"a", "b"});
+    TextArray copy(original);
+    TextArray assigned = Texts({"old"});
+    assigned = original;
+    copy.Add("c");
+    assigned.SetAt(0, "z");
+    original.Append(original);
+    EXPECT_EQ("a|b|a|b|", Join(original));
+    EXPECT_EQ("a|b|c|", Join(copy));
+    assigned = assigned;
+    EXPECT_EQ("z|b|", Join(assigned));
+
+    // Find is exact unless asked to ignore case.
+    list = Texts({"C:\\Dir\\", "c:\\dir\\", "other"});
     const std::tuple<const char*, bool, unsigned long long, bool> cases[] = {{"c:\\dir\\", false, 1, true},
                                                                              {"c:\\DIR\\", true, 0, true},
                                                                              {"c:\\DIR\\", false, 3, false},
@@ -42,19 +52,4 @@ TEST(TextArrayTest, FindIsExactUnlessAskedToIgnoreCase)
     bool found = true;
     EXPECT_EQ(0u, TextArray().Find("x", true, found));
     EXPECT_FALSE(found);
-}
-
-TEST(TextArrayTest, CopiesAreIndependentAndAppendOfItselfDoubles)
-{
-    TextArray original = Texts({"a", "b"});
-    TextArray copy(original);
-    TextArray assigned = Texts({"old"});
-    assigned = original;
-    copy.Add("c");
-    assigned.SetAt(0, "z");
-    original.Append(original);
-    EXPECT_EQ("a|b|a|b|", Join(original));
-    EXPECT_EQ("a|b|c|", Join(copy));
-    assigned = assigned;
-    EXPECT_EQ("z|b|", Join(assigned));
 }

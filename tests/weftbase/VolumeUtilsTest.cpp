@@ -4,18 +4,19 @@
 
 namespace
 {
-// A letter that names no drive here, or 0.
-char UnusedLetter()
+// A letter before the one given that names no drive here, or 0.
+char UnusedLetter(char before = 'Z' + 1)
 {
     const DWORD mask = GetLogicalDrives();
-    for (int i = 25; i >= 3; --i)
+    for (int i = before - 'A' - 1; i >= 3; --i)
         if (!(mask & (1u << i)))
             return static_cast<char>('A' + i);
     return 0;
 }
+
 }  // namespace
 
-TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderEachWithItsOwnVolumeGuid)
+TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderEachWithItsOwnVolumeGuidOrTextAndSpaceFiguresAgree)
 {
     TextArray drives;
     drives.Add("stale");
@@ -30,28 +31,20 @@ TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderEachWithItsOwnVolumeGuid)
     for (const char* form : {"C:", "c", "C:\\windows\\system32"})
         EXPECT_EQ(guid, VolumeUtils::GetVolumeGUID(form)) << form;
     CString previous;
-    for (unsigned long long i = 0; i < drives.GetCount(); ++i)
+    for (unsigned long long i = 0; i < drives.GetCount(); previous = drives.GetCopyAt(i++))
     {
         const CString d = drives.GetCopyAt(i);
-        ASSERT_EQ(3, d.GetLength()) << d.GetString();
-        EXPECT_EQ(CString(":\\"), d.Mid(1));
-        EXPECT_TRUE(d[0] >= 'A' && d[0] <= 'Z' && (GetLogicalDrives() & (1u << (d[0] - 'A')))) << d.GetString();
+        EXPECT_TRUE(d.GetLength() == 3 && d.Mid(1) == ":\\" && (GetLogicalDrives() & (1u << (d[0] - 'A'))))
+            << d.GetString();
         EXPECT_LT(previous.Compare(d), 0);
-        previous = d;
-        const CString other = VolumeUtils::GetVolumeGUID(d);
-        if (d != "C:\\" && !other.IsEmpty())
-        {
-            EXPECT_NE(guid, other) << d.GetString();
-        }
+        EXPECT_TRUE(d == "C:\\" || VolumeUtils::GetVolumeGUID(d) != guid) << d.GetString();
     }
     char label[MAX_PATH + 1] = {};
     ASSERT_TRUE(GetVolumeInformationA("C:\\", label, MAX_PATH, nullptr, nullptr, nullptr, nullptr, 0));
     EXPECT_EQ(CString(label), VolumeUtils::GetVolumeName("C:\\"));
     EXPECT_EQ(CString(label), VolumeUtils::GetVolumeName("C:\\windows"));
-}
 
-TEST(VolumeUtilsTest, SpaceFiguresAgreeAndAMissingDriveGivesEmptyTextsAndZeros)
-{
+    // Space figures agree; a missing drive gives empty texts and zeros.
     weft::test::TempDir dir("vol");
     unsigned long long total = 0, free = 0, total2 = 0;
     double percent = -1;
@@ -78,4 +71,16 @@ TEST(VolumeUtilsTest, SpaceFiguresAgreeAndAMissingDriveGivesEmptyTextsAndZeros)
     EXPECT_EQ(0u, total);
     EXPECT_EQ(0u, free);
     EXPECT_EQ(0.0, percent);
+
+    // Drives without a volume GUID, as "subst" makes them: each gets a text of its own.
+    const char first[3] = {letter, ':', 0}, second[3] = {UnusedLetter(letter), ':', 0};
+    ASSERT_NE(0, second[0]) << "a second free drive letter";
+    ASSERT_TRUE(DefineDosDeviceA(0, first, dir.Path().c_str()));
+    EXPECT_TRUE(DefineDosDeviceA(0, second, "C:\\windows"));
+    const CString firstText = VolumeUtils::GetVolumeGUID(drive), secondText = VolumeUtils::GetVolumeGUID(second);
+    DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, first, dir.Path().c_str());
+    DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, second, "C:\\windows");
+    EXPECT_EQ(letter, firstText[0]) << firstText.GetString();
+    EXPECT_EQ(second[0], secondText[0]) << secondText.GetString();
+    EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(drive));
 }

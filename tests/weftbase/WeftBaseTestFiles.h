@@ -1,5 +1,6 @@
 // Helpers of the utility library's tests: text lists, a private temporary folder per test that is
-// removed with everything in it, whole-file reads and writes, and decoding in another process.
+// removed with everything in it, whole-file reads and writes, bytes that deflate cannot shrink,
+// and a child process under another code page.
 #pragma once
 
 #include "support/TestSupport.h"
@@ -91,20 +92,55 @@ inline bool Exists(const std::string& path)
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// The exit code of a child that decodes the codes, 0 when it gets the text. The text goes as
-// hexadecimal bytes, so that no character of it meets the quoting of a command line.
-inline long DecodeInChild(const char* text, const std::vector<int>& codes)
+// Deterministic bytes that deflate cannot shrink.
+inline std::string NoiseBytes(size_t n)
 {
-    std::vector<std::string> args = {"decrypt-equals", ""};
-    char two[3];
-    for (const char* p = text; *p; ++p)
+    std::string bytes(n, '\0');
+    unsigned long long x = 0x9E3779B97F4A7C15ull;
+    for (size_t i = 0; i < n; ++i)
     {
-        snprintf(two, sizeof two, "%02x", static_cast<unsigned char>(*p));
-        args[1] += two;
+        x ^= x << 13;
+        x ^= x >> 7;
+        x ^= x << 17;
+        bytes[i] = static_cast<char>(x >> 56);
     }
-    for (int code : codes)
-        args.push_back(std::to_string(code));
-    ChildProcess child(args);
-    return child.WaitExit(MustHappenMs());
+    return bytes;
+}
+
+// The exit code of a child command run under the code page of a locale ("ja-JP": 932), or -1 if
+// it did not end in time: a copy of the child program runs beside a manifest that asks for that
+// code page (honoured from Windows 11 on). It finds the libraries in its current directory, the
+// program's own.
+inline long RunInCodePage(const char* locale, const std::vector<std::string>& args)
+{
+    TempDir dir("cp");
+    const std::string exe = dir / "child.exe";
+    const std::string manifest =
+        std::string("<assembly manifestVersion=\"1.0\" xmlns=\"urn:schemas-microsoft-com:asm.v1\">"
+                    "<assemblyIdentity type=\"win32\" name=\"weft.child\" version=\"1.0.0.0\"/>"
+                    "<application xmlns=\"urn:schemas-microsoft-com:asm.v3\"><windowsSettings><activeCodePage "
+                    "xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">") +
+        locale + "</activeCodePage></windowsSettings></application></assembly>";
+    if (!CopyFileA((ExeDir() + "weft_testchild.exe").c_str(), exe.c_str(), FALSE) ||
+        !WriteBytes(exe + ".manifest", manifest))
+        return -2;
+    std::string command = "\"" + exe + "\"";
+    for (const std::string& arg : args)
+        command += " \"" + arg + "\"";
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION child = {};
+    if (!CreateProcessA(exe.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, ExeDir().c_str(), &startup,
+                        &child))
+        return -3;
+    CloseHandle(child.hThread);
+    DWORD code = 0;
+    const bool ended = WaitForSingleObject(child.hProcess, MustHappenMs()) == WAIT_OBJECT_0;
+    if (!ended)
+        TerminateProcess(child.hProcess, 1);
+    WaitForSingleObject(child.hProcess, INFINITE);
+    GetExitCodeProcess(child.hProcess, &code);
+    CloseHandle(child.hProcess);
+    return ended ? static_cast<long>(code) : -1;
 }
 }  // namespace weft::test

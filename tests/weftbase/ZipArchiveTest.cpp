@@ -46,18 +46,17 @@ std::string Names(const std::string& path)
     return all;
 }
 
-// Files other than the given ones in the folder: left-over temporary files show up here.
-int FilesIn(const std::string& dir)
+// The files in the folder, and the bytes of the last: left-over temporary files show up here.
+int FilesIn(const std::string& dir, DWORD* lastSize = nullptr)
 {
     WIN32_FIND_DATAA data;
     HANDLE find = FindFirstFileA((dir + "*.*").c_str(), &data);
     int n = 0;
-    if (find == INVALID_HANDLE_VALUE)
-        return 0;
-    do
-        n += (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) ? 0 : 1;
-    while (FindNextFileA(find, &data));
-    FindClose(find);
+    for (bool more = find != INVALID_HANDLE_VALUE; more; more = FindNextFileA(find, &data))
+        if (!(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && ++n && lastSize)
+            *lastSize = data.nFileSizeLow | data.nFileSizeHigh;
+    if (find != INVALID_HANDLE_VALUE)
+        FindClose(find);
     return n;
 }
 }  // namespace
@@ -103,7 +102,7 @@ TEST(ZipArchiveTest, ListNamesAreRelativeToTheBaseFolderAndRepeatsAreNumbered)
     EXPECT_EQ("X.TXT.bak|x (2).txt|x (3).txt|x (4).txt|x.txt|", Names(output));
 }
 
-TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndTheRestIsStillPacked)
+TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndOnlyAWrittenArchiveReplacesTheOutput)
 {
     TempDir dir("zip");
     ASSERT_TRUE(WriteBytes(dir / "good.txt", "good"));
@@ -117,12 +116,7 @@ TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndTheRestIsStillPacked)
     EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), dir.Path().c_str(), ""));
     EXPECT_EQ("good.txt|", Names(output));
     CloseHandle(lock);
-    EXPECT_EQ(3, FilesIn(dir.Path()));
-}
-
-TEST(ZipArchiveTest, OnlyASuccessfulArchiveReplacesTheOutput)
-{
-    TempDir dir("zip");
+    ASSERT_TRUE(DeleteFileA((dir / "locked.txt").c_str()) && DeleteFileA(output.c_str()));
     ASSERT_TRUE(DirUtils::CreateDirectoryPath((dir / "empty\\").c_str()));
     // Nothing to pack gives a valid archive without entries, in place of a 0-byte file.
     const std::string none = dir / "none.zip";
@@ -134,16 +128,32 @@ TEST(ZipArchiveTest, OnlyASuccessfulArchiveReplacesTheOutput)
     ASSERT_EQ(22u, bytes.size());
     EXPECT_EQ(0x06054b50u, Get(bytes, 0, 4));
 
-    const std::string output = dir / "keep.zip";
-    ASSERT_TRUE(WriteBytes(output, "precious"));
-    EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), (dir / "no such dir").c_str(), ""));
-    EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), "", ""));
-    EXPECT_EQ("precious", ReadBytes(output));
+    const std::string keep = dir / "keep.zip";
+    ASSERT_TRUE(WriteBytes(keep, "precious"));
+    EXPECT_FALSE(DirUtils::CreateZipFile(keep.c_str(), (dir / "no such dir").c_str(), ""));
+    EXPECT_FALSE(DirUtils::CreateZipFile(keep.c_str(), "", ""));
+    EXPECT_EQ("precious", ReadBytes(keep));
     // The output names a folder: the archive cannot be moved there, and nothing is left over.
     ASSERT_TRUE(DirUtils::CreateDirectoryPath((dir / "folder.zip\\").c_str()));
     EXPECT_FALSE(FileUtils::CreateZipFile((dir / "folder.zip").c_str(), TextArray(), ""));
     EXPECT_FALSE(FileUtils::CreateZipFile((dir / "missing\\out.zip").c_str(), TextArray(), ""));
     EXPECT_FALSE(FileUtils::CreateZipFile("", TextArray(), ""));
     EXPECT_FALSE(FileUtils::CreateZipFile(nullptr, TextArray(), nullptr));
-    EXPECT_EQ(2, FilesIn(dir.Path()));
+    EXPECT_EQ(3, FilesIn(dir.Path()));  // good.txt, none.zip, keep.zip: no temporary file stays
+}
+
+TEST(ZipArchiveTest, AnArchiveCutShortByTheEndOfItsProcessLeavesNoTemporaryFile)
+{
+    TempDir dir("zip");
+    const std::string out = dir / "out\\";
+    ASSERT_TRUE(DirUtils::CreateDirectoryPath(out.c_str()) && DirUtils::CreateDirectoryPath((dir / "src").c_str()));
+    ASSERT_TRUE(WriteBytes(dir / "src\\noise.bin", weft::test::NoiseBytes(16 << 20)));
+    weft::test::ChildProcess child({"zip-dir", out + "cut.zip", dir / "src"});
+    // The end comes once the archive has had its first write, long before its last.
+    DWORD size = 0;
+    ASSERT_TRUE(weft::test::WaitUntil([&] { return FilesIn(out, &size) == 1 && size > 0; },
+                                      weft::test::MustHappenMs()));
+    child.Kill();
+    EXPECT_TRUE(weft::test::WaitUntil([&out] { return FilesIn(out) == 0; }, weft::test::MustHappenMs()));
+    EXPECT_FALSE(Exists(out + "cut.zip"));
 }

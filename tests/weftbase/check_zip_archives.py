@@ -25,16 +25,10 @@ def fail(message):
     print("FAIL: " + message)
 
 
-def unzip_test(path, empty=False):
+def unzip_test(path):
     run = subprocess.run(["unzip", "-tq", path], capture_output=True, text=True, errors="replace")
-    output = run.stdout + run.stderr
-    if empty:
-        # Info-ZIP answers 1 and a warning for an archive without entries: that is its verdict
-        # of a valid empty archive.
-        if run.returncode != 1 or "zipfile is empty" not in output:
-            fail("%s: unzip -t on an empty archive gave %d: %s" % (path, run.returncode, output.strip()))
-    elif run.returncode != 0:
-        fail("%s: unzip -t gave %d: %s" % (path, run.returncode, output.strip()))
+    if run.returncode != 0:
+        fail("%s: unzip -t gave %d: %s" % (path, run.returncode, (run.stdout + run.stderr).strip()))
 
 
 def dos_time(seconds):
@@ -81,14 +75,31 @@ def check_entry(archive, z, info, disk_path):
         fail("%s: empty %s is not stored" % (archive, name))
 
 
+def check_local_headers(archive, z):
+    """Each entry's local header says what its central entry says (sizes in the ZIP64 field)."""
+    with open(archive, "rb") as f:
+        for info in z.infolist():
+            f.seek(info.header_offset)
+            fields = struct.unpack("<IHHHHHIIIHH", f.read(30))
+            name, extra = f.read(fields[9]), f.read(fields[10])
+            sizes = fields[7:9]
+            if sizes == (0xFFFFFFFF, 0xFFFFFFFF) and extra[:2] == b"\x01\x00":
+                sizes = struct.unpack("<QQ", extra[4:20])[::-1]
+            y, mo, d, h, mi, sec = info.date_time
+            central = (0x04034B50, info.flag_bits, info.compress_type, (h << 11) | (mi << 5) | (sec // 2),
+                       ((y - 1980) << 9) | (mo << 5) | d, info.CRC, info.compress_size, info.file_size,
+                       info.filename.encode("utf-8" if info.flag_bits & 0x800 else "cp437"))
+            local = fields[0:1] + fields[2:7] + tuple(sizes) + (name,)
+            if local != central:
+                fail("%s: %s has the local header %s, the central entry %s" % (archive, info.filename, local, central))
+
+
 def check_archive(archive, expected):
     """expected maps each archive name to its path on disk."""
-    unzip_test(archive, empty=not expected)
+    unzip_test(archive)
     try:
         with zipfile.ZipFile(archive) as z:
-            bad = z.testzip()
-            if bad is not None:
-                fail("%s: zipfile finds %s corrupt" % (archive, bad))
+            check_local_headers(archive, z)
             names = [i.filename for i in z.infolist()]
             if len(names) != len(set(names)) or set(names) != set(expected):
                 fail("%s: names %s, expected %s" % (archive, sorted(names), sorted(expected)))
@@ -100,26 +111,20 @@ def check_archive(archive, expected):
 
 
 def check(folder):
-    manifest = dict(line.rstrip("\n").split("\t") for line in open(os.path.join(folder, "manifest.txt")))
-    for archive, result in manifest.items():
-        if archive.endswith(".zip") and result != "1":
-            fail("%s: CreateZipFile gave false" % archive)
+    for line in open(os.path.join(folder, "manifest.txt")):
+        if not line.endswith("\t1\n"):
+            fail("%s: CreateZipFile gave false" % line.split("\t")[0])
     src = os.path.join(folder, "src")
     tree = tree_entries(src)
-    if manifest.get("nonascii") == "present":
-        if not any(any(ord(c) > 127 for c in n) for n in tree):
-            fail("the source tree has no name outside ASCII")
-    else:
-        print("NOTE: the system code page has no accented letters; no such name was tested")
+    deep = "long/" + ("d" * 60 + "/") * 4 + "leaf.txt"
+    if len(os.path.join(os.path.abspath(src), deep)) < 260:
+        fail("%s is not beyond the narrow calls' reach" % deep)
     for needed in ("large text.txt", "large noise.bin", "empty.txt", "empty dir/", "random.bin", "plain.txt",
-                   "with space/name with spaces.txt"):
+                   "with space/name with spaces.txt", "caf\u00e9 \u540d\u524d.txt", deep):
         if needed not in tree:
             fail("the source tree lacks %s" % needed)
 
     check_archive(os.path.join(folder, "tree.zip"), tree)
-    rooted = {"root folder/": src}
-    rooted.update({"root folder/" + n: p for n, p in tree.items()})
-    check_archive(os.path.join(folder, "rooted.zip"), rooted)
     check_archive(os.path.join(folder, "list.zip"), {
         "plain.txt": os.path.join(src, "plain.txt"),
         "sub/": os.path.join(src, "sub"),
@@ -136,23 +141,13 @@ def check(folder):
         if methods.get(name) != method:
             fail("tree.zip: %s has method %s, expected %d" % (name, methods.get(name), method))
 
-    for empty in ("empty.zip", "emptylist.zip"):
-        path = os.path.join(folder, empty)
-        if os.path.getsize(path) != 22:
-            fail("%s: %d bytes, an archive without entries has 22" % (empty, os.path.getsize(path)))
-        check_archive(path, {})
-
     many = os.path.join(folder, "many.zip")
-    count = 65540
-    expected = {"empty.txt": os.path.join(src, "empty.txt")}
-    expected.update({"empty (%d).txt" % n: os.path.join(src, "empty.txt") for n in range(2, count + 1)})
     unzip_test(many)
     with zipfile.ZipFile(many) as z:
-        infos = z.infolist()
-        if len(infos) != count or {i.filename for i in infos} != set(expected):
-            fail("many.zip: %d entries, expected %d with the numbered names" % (len(infos), count))
-        if any(i.file_size for i in infos):
-            fail("many.zip: an entry is not empty")
+        check_local_headers(many, z)
+        if sorted(i.filename for i in z.infolist() if i.file_size == 0) != sorted(
+                ["empty.txt"] + ["empty (%d).txt" % n for n in range(2, 65541)]):
+            fail("many.zip: the entries are not 65,540 empty ones with the numbered names")
     with open(many, "rb") as f:
         f.seek(-22, os.SEEK_END)
         eocd = f.read(22)
@@ -174,44 +169,25 @@ def check_big(folder):
     size = (4 << 30) + (1 << 20) + 7
     unzip_test(archive)
     with zipfile.ZipFile(archive) as z:
+        check_local_headers(archive, z)
+        noise = z.getinfo("noise.bin")
+        if noise.compress_type != zipfile.ZIP_STORED or noise.file_size != size:
+            fail("big.zip: noise.bin has method %d and size %d" % (noise.compress_type, noise.file_size))
+        if z.getinfo("small.txt").header_offset <= 0xFFFFFFFF:
+            fail("big.zip: small.txt does not lie past 4 GiB")
         info = z.getinfo("huge.bin")
         if info.file_size != size:
             fail("big.zip: huge.bin has size %d, expected %d" % (info.file_size, size))
-        # One pass through the entry: zipfile checks the CRC at its end; the marks before and
-        # after the 4 GiB line must be where they were written.
-        places = (0, 1 << 20, (4 << 30) - 3, (4 << 30) + 16, size - 5)
-        marks = {at: b"WEFT" + bytes([at & 0x7F]) for at in places}
-        found = {}
-        offset = 0
-        tail = b""
+        # The marks before and after the 4 GiB line are where they were written (unzip -t has
+        # checked every entry's CRC).
         with z.open(info) as f:
-            while True:
-                chunk = f.read(8 << 20)
-                if not chunk:
-                    break
-                window = tail + chunk
-                base = offset - len(tail)
-                for at, mark in marks.items():
-                    if base <= at and at + 5 <= base + len(window):
-                        found[at] = window[at - base:at - base + 5]
-                offset += len(chunk)
-                tail = window[-8:]
-        if offset != size:
-            fail("big.zip: read %d bytes of huge.bin" % offset)
-        for at, mark in marks.items():
-            if found.get(at) != mark:
-                fail("big.zip: at %d found %r, expected %r" % (at, found.get(at), mark))
+            for at in (0, 1 << 20, (4 << 30) - 3, (4 << 30) + 16, size - 5):
+                f.seek(at)
+                if f.read(5) != b"WEFT" + bytes([at & 0x7F]):
+                    fail("big.zip: huge.bin lacks its mark at %d" % at)
         small = z.read("small.txt")
         if small != open(os.path.join(folder, "small.txt"), "rb").read():
             fail("big.zip: small.txt, which lies past 4 GiB of data, differs")
-        with open(archive, "rb") as f:
-            f.seek(info.header_offset)
-            header = f.read(30)
-            name_len, extra_len = struct.unpack("<HH", header[26:30])
-            f.seek(name_len, os.SEEK_CUR)
-            extra = f.read(extra_len)
-        if struct.unpack("<II", header[18:26]) != (0xFFFFFFFF, 0xFFFFFFFF) or extra[:2] != b"\x01\x00":
-            fail("big.zip: the local header of huge.bin has no ZIP64 sizes")
     return 0
 
 
