@@ -32,13 +32,14 @@ void Append(const std::string& path, int n)
 }
 
 // Makes changes until the monitor answers, since its handles are armed some time after the
-// constructor returns; gives the first message.
+// constructor returns; gives the first message. Each try waits twice as long as the one before,
+// so that a slow answer is seldom followed by a second change that would answer later.
 std::optional<OwnerWindow::Message> Prime(OwnerWindow& owner, const TempDir& dir, const Change& change, int& n)
 {
-    for (const double end = OwnerWindow::NowMs() + MustHappenMs(); OwnerWindow::NowMs() < end;)
+    for (DWORD wait = Scaled(50); wait < 2 * MustHappenMs(); wait *= 2)
     {
         change(dir, n++);
-        if (auto m = owner.Next(Scaled(100)))
+        if (auto m = owner.Next(wait))
             return m;
     }
     return std::nullopt;
@@ -124,8 +125,8 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
     double last = 0;
     for (int i = 0; i < 5; ++i)
     {
-        Append(file, i);  // the first makes the file (name), each one grows it (size)
         last = OwnerWindow::NowMs();
+        Append(file, i);  // the first makes the file (name), each one grows it (size)
     }
     const auto m = owner.Next();
     ASSERT_TRUE(m.has_value());
@@ -148,8 +149,8 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilTheNextChange)
 {
     const unsigned long d = Scaled(100);
     ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, d, true));
+    const double start = OwnerWindow::NowMs();  // before the change: its notification comes during it
     NewFile(dir, k++);
-    const double start = OwnerWindow::NowMs();
     const unsigned long at[] = {1, 2, 3, 5, 8};
     for (unsigned long step : at)
     {
@@ -158,8 +159,8 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilTheNextChange)
         EXPECT_EQ(step == 1 ? FILE_NOTIFY_CHANGE_FILE_NAME : 0u, m->wParam) << "at " << step << "d";
         EXPECT_TRUE(NotBefore(m->atMs, start, step * d)) << "at " << step << "d";
     }
-    NewFile(dir, k++);
     const double change = OwnerWindow::NowMs();
+    NewFile(dir, k++);
     const auto settled = owner.Next();
     const auto polled = owner.Next();
     ASSERT_TRUE(settled.has_value() && polled.has_value());
@@ -185,7 +186,7 @@ TEST_F(DirMonitorThreadTest, ResetProgDelayAndSetMsgDelayTakeEffectAtTheNextWait
     EXPECT_TRUE(NotBefore(kept->atMs, reset, 2 * d)) << "ResetProgDelay cut the running wait short";
     EXPECT_LT(after->atMs - kept->atMs, 2.5 * d) << "the wait after ResetProgDelay was not d";
     monitor->SetMsgDelay(NoDelay);
-    ASSERT_TRUE(owner.Next().has_value());  // the wait running when the delay went
+    owner.Next(3 * d);  // the wait running when the delay went, unless it had not begun
     EXPECT_TRUE(owner.NothingWithin(4 * d)) << "without a delay the thread must wait without limit";
 }
 
