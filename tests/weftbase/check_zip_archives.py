@@ -91,7 +91,8 @@ def check_local_headers(archive, z):
                        info.filename.encode("utf-8" if info.flag_bits & 0x800 else "cp437"))
             local = fields[0:1] + fields[2:7] + tuple(sizes) + (name,)
             if local != central:
-                fail("%s: %s has the local header %s, the central entry %s" % (archive, info.filename, local, central))
+                fail(("%s: %s has the local header %r, the central entry %r" % (archive, info.filename, local,
+                                                                                 central))[:400])
 
 
 def check_archive(archive, expected):
