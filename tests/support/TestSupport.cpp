@@ -117,16 +117,21 @@ std::string ExeDir()
     return dir.substr(0, dir.find_last_of('\\') + 1);
 }
 
-ChildProcess::ChildProcess(const std::vector<std::string>& args)
+ChildProcess::ChildProcess(const std::vector<std::string>& args) : ChildProcess(std::string(), args)
 {
-    std::string exe = ExeDir() + "weft_testchild.exe";
+}
+
+ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& args)
+{
+    const std::string exe = program.empty() ? ExeDir() + "weft_testchild.exe" : program;
     std::string cmd = "\"" + exe + "\"";
     for (const std::string& a : args)
         cmd += " \"" + a + "\"";
     STARTUPINFOA si = {};
     si.cb = sizeof si;
     PROCESS_INFORMATION pi = {};
-    if (CreateProcessA(exe.c_str(), cmd.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
+    if (CreateProcessA(exe.c_str(), cmd.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                       program.empty() ? nullptr : ExeDir().c_str(), &si, &pi))
     {
         CloseHandle(pi.hThread);
         m_process = pi.hProcess;

@@ -77,6 +77,9 @@ class ChildProcess
 {
 public:
     explicit ChildProcess(const std::vector<std::string>& args);
+    // Another copy of the child program, started in the test programs' folder so that it finds
+    // the libraries there.
+    ChildProcess(const std::string& program, const std::vector<std::string>& args);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;

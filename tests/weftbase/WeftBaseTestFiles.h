@@ -124,23 +124,7 @@ inline long RunInCodePage(const char* locale, const std::vector<std::string>& ar
     if (!CopyFileA((ExeDir() + "weft_testchild.exe").c_str(), exe.c_str(), FALSE) ||
         !WriteBytes(exe + ".manifest", manifest))
         return -2;
-    std::string command = "\"" + exe + "\"";
-    for (const std::string& arg : args)
-        command += " \"" + arg + "\"";
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION child = {};
-    if (!CreateProcessA(exe.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, ExeDir().c_str(), &startup,
-                        &child))
-        return -3;
-    CloseHandle(child.hThread);
-    DWORD code = 0;
-    const bool ended = WaitForSingleObject(child.hProcess, MustHappenMs()) == WAIT_OBJECT_0;
-    if (!ended)
-        TerminateProcess(child.hProcess, 1);
-    WaitForSingleObject(child.hProcess, INFINITE);
-    GetExitCodeProcess(child.hProcess, &code);
-    CloseHandle(child.hProcess);
-    return ended ? static_cast<long>(code) : -1;
+    ChildProcess child(exe, args);
+    return child.Started() ? child.WaitExit(MustHappenMs()) : -3;
 }
 }  // namespace weft::test
