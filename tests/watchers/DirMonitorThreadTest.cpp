@@ -45,11 +45,25 @@ std::optional<OwnerWindow::Message> Prime(OwnerWindow& owner, const TempDir& dir
     return std::nullopt;
 }
 
-// Shows the bits collected so far, which nothing else announces.
+// Shows the bits collected so far, which nothing else announces, and counts the time-outs
+// whose next wait has been worked out (the message goes before that).
 struct DirProbe : DirMonitorThread
 {
-    using DirMonitorThread::DirMonitorThread;
+    DirProbe(const CString& dir, bool subtree, unsigned long filter, unsigned int msg, HWND wnd, unsigned long delay,
+             __int64 lParam, bool progressive)
+        : DirMonitorThread(dir, subtree, filter, msg, wnd, delay, lParam, progressive, HeldBack())
+    {
+        ReleaseThread();
+    }
+    ~DirProbe() override { StopThread(); }
+    unsigned long DoTimeout() override
+    {
+        const unsigned long next = DirMonitorThread::DoTimeout();
+        ++timeouts;
+        return next;
+    }
     using DirMonitorThread::GetNotificationsReceived;
+    std::atomic<int> timeouts{0};
 };
 }  // namespace
 
@@ -178,6 +192,7 @@ TEST_F(DirMonitorThreadTest, ResetProgDelayAndSetMsgDelayTakeEffectAtTheNextWait
     ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, d, true));
     NewFile(dir, k++);
     ASSERT_TRUE(owner.Next() && owner.Next() && owner.Next() && owner.Next());  // d, 2d, 3d, 5d: multiplier 3
+    ASSERT_TRUE(WaitUntil([&] { return monitor->timeouts == 4; }, MustHappenMs())) << "the wait of 3d never began";
     const double reset = OwnerWindow::NowMs();
     monitor->ResetProgDelay();
     const auto kept = owner.Next();   // the running wait of 3d ends at 8d
