@@ -21,6 +21,7 @@
 #include "watchers/DirMonitorThread.h"
 #include "watchers/FileMonitorThread.h"
 #include "watchers/DrivesChangeThread.h"
+#include "watchers/RegMonitorThread.h"
 
 #include "jobs/ZipThread.h"
 
