@@ -211,19 +211,17 @@ void RegMonitorThread::GetKeySnapshot(RegKeySnapshot& snapshot) const
     if (m_bSubtree)
         RegistryUtils::GetSubKeys(m_hRoot, m_strKey, keys, true);
     keys.Insert(0, m_strKey);
-    TextArray names;
+    TextArray names, texts;
     for (unsigned long long k = 0; k < keys.GetCount(); ++k)
     {
         const CString key = keys.GetCopyAt(k);
-        RegistryUtils::GetKeyValues(m_hRoot, key, names);
+        // Each value's name and text in one pass over the key: what listing the names and then
+        // reading each by name gives, at a quarter of the registry calls.
+        RegistryUtils::GetKeyValueTexts(m_hRoot, key, names, texts, false);
         ValueList values;
         values.reserve(static_cast<size_t>(names.GetCount()));
         for (unsigned long long n = 0; n < names.GetCount(); ++n)
-        {
-            CString name = names.GetCopyAt(n);
-            CString text = RegistryUtils::GetKeyValue(m_hRoot, key, name, false);
-            values.emplace_back(std::move(name), std::move(text));
-        }
+            values.emplace_back(names.GetCopyAt(n), texts.GetCopyAt(n));
         snapshot.emplace(key, std::move(values));  // a path already there keeps its entry
     }
 }

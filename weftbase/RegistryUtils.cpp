@@ -1,5 +1,6 @@
 #include "weftbase/RegistryUtils.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace
@@ -111,6 +112,47 @@ CString TextOf(const unsigned char* data, unsigned long size)
         ++n;
     return CString(reinterpret_cast<const char*>(data), static_cast<int>(n));
 }
+
+// Calls found(name, length, type, data, size) for each value of root\key in the registry's
+// order; the data only when withData is true (else null and 0). False if the key cannot be
+// opened or the listing fails part-way.
+template <class Found>
+bool ListValues(HKEY root, const char* key, bool withData, Found found)
+{
+    OpenKey open(root, key);
+    if (!open.Get())
+        return false;
+    DWORD longestName = 0, longestData = 0;
+    if (::RegQueryInfoKeyA(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName,
+                           &longestData, nullptr, nullptr) != ERROR_SUCCESS)
+        longestName = 16383, longestData = 256;
+    std::vector<char> name(longestName + 2);
+    std::vector<unsigned char> data(withData ? longestData + 2 : 0);
+    int retries = 0;
+    for (DWORD i = 0;; ++i)
+    {
+        DWORD length = static_cast<DWORD>(name.size()), size = static_cast<DWORD>(data.size()), type = REG_NONE;
+        const LONG code = ::RegEnumValueA(open.Get(), i, name.data(), &length, nullptr, &type,
+                                          withData ? data.data() : nullptr, withData ? &size : nullptr);
+        if (code == ERROR_NO_MORE_ITEMS)
+            break;
+        if (code == ERROR_MORE_DATA && ++retries < 8)
+        {
+            // A longer name or larger data arrived meanwhile: make room and read this index again.
+            // A name has at most 16383 characters, two bytes each in a double-byte code page.
+            name.resize(std::max<size_t>(name.size(), 32770));
+            if (withData)
+                data.resize(std::max<size_t>(data.size() * 2, static_cast<size_t>(size) + 256));
+            --i;
+            continue;
+        }
+        if (code != ERROR_SUCCESS)
+            return false;
+        retries = 0;
+        found(name.data(), static_cast<int>(length), type, withData ? data.data() : nullptr, withData ? size : 0);
+    }
+    return true;
+}
 }  // namespace
 
 bool RegistryUtils::GetSubKeys(HKEY root, const char* key, TextArray& subKeys, bool recursive)
@@ -127,32 +169,20 @@ bool RegistryUtils::GetSubKeys(HKEY root, const char* key, TextArray& subKeys, b
 bool RegistryUtils::GetKeyValues(HKEY root, const char* key, TextArray& names)
 {
     names.RemoveAll();
-    OpenKey open(root, key);
-    if (!open.Get())
-        return false;
-    DWORD longest = 0;
-    if (::RegQueryInfoKeyA(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest,
-                           nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-        longest = 16383;
-    std::vector<char> name(longest + 2);
-    for (DWORD i = 0;; ++i)
-    {
-        DWORD length = static_cast<DWORD>(name.size());
-        const LONG code = ::RegEnumValueA(open.Get(), i, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
-        if (code == ERROR_NO_MORE_ITEMS)
-            break;
-        if (code == ERROR_MORE_DATA)
-        {
-            // A value with a longer name arrived meanwhile: make room and read this index again.
-            name.resize(name.size() * 2 + 16384);
-            --i;
-            continue;
-        }
-        if (code != ERROR_SUCCESS)
-            return false;
-        names.Add(CString(name.data(), static_cast<int>(length)));
-    }
-    return true;
+    return ListValues(root, key, false, [&](const char* name, int length, unsigned long, const unsigned char*,
+                                            unsigned long) { names.Add(CString(name, length)); });
+}
+
+bool RegistryUtils::GetKeyValueTexts(HKEY root, const char* key, TextArray& names, TextArray& texts, bool expand)
+{
+    names.RemoveAll();
+    texts.RemoveAll();
+    return ListValues(root, key, true,
+                      [&](const char* name, int length, unsigned long type, const unsigned char* data,
+                          unsigned long size) {
+                          names.Add(CString(name, length));
+                          texts.Add(FormatValue(type, data, size, expand));
+                      });
 }
 
 CString RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bool expand)

@@ -35,6 +35,10 @@ public:
     // default value, when set, has the empty name. False, with the list empty, if the key
     // cannot be opened; false too if the listing fails part-way, with the names read so far.
     static bool GetKeyValues(HKEY root, const char* key, TextArray& names);
+    // Both at once, read in one pass over the key: the names as GetKeyValues gives them and, at
+    // the same index, each value's text as GetKeyValue would give it. Both lists are replaced;
+    // false as for GetKeyValues, with what was read so far.
+    static bool GetKeyValueTexts(HKEY root, const char* key, TextArray& names, TextArray& texts, bool expand);
     // The value as text (see above); expand true expands the environment variables of a
     // REG_EXPAND_SZ value. The empty text if the key or value is missing.
     static CString GetKeyValue(HKEY root, const char* key, const char* name, bool expand);

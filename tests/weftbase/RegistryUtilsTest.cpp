@@ -127,6 +127,14 @@ TEST_F(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
     ASSERT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, m_key.c_str(), names));
     names.Find(longName.c_str(), false, found);
     EXPECT_TRUE(found);
+    // The one-pass listing gives the same names, each with the text that reading it by name gives.
+    TextArray oneNames, oneTexts;
+    ASSERT_TRUE(RegistryUtils::GetKeyValueTexts(HKEY_CURRENT_USER, m_key.c_str(), oneNames, oneTexts, true));
+    EXPECT_EQ(Join(names), Join(oneNames));
+    for (unsigned long long i = 0; i < names.GetCount(); ++i)
+        EXPECT_EQ(Value(names.GetCopyAt(i), true), oneTexts.GetCopyAt(i)) << names.GetCopyAt(i);
+    EXPECT_FALSE(RegistryUtils::GetKeyValueTexts(HKEY_CURRENT_USER, Path("none"), oneNames, oneTexts, false));
+    EXPECT_TRUE(oneNames.IsEmpty() && oneTexts.IsEmpty());
     EXPECT_EQ(CString(), Value("missing"));
     EXPECT_EQ(CString(), RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, Path("none"), "x", false));
     EXPECT_EQ(CString(), RegistryUtils::GetKeyValue(nullptr, nullptr, nullptr, false));
