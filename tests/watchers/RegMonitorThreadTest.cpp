@@ -101,7 +101,7 @@ TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
     using Values = std::vector<std::pair<CString, CString>>;
     Values many, manyChanged;
     for (int i = 0; i < 40; ++i)
-        many.emplace_back(std::to_string(i).c_str(), "v");
+        many.emplace_back(std::to_string(i).c_str(), std::to_string(i * i).c_str());
     manyChanged = many;
     manyChanged[33].second = "w";
     manyChanged.erase(manyChanged.begin() + 20);
