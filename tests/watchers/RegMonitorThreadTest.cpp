@@ -2,12 +2,12 @@
 
 #include "module/CodedTexts.h"
 #include "support/OwnerWindow.h"
+#include "weftbase/WeftBaseTestFiles.h"
 
-#include <fstream>
 #include <mutex>
-#include <sstream>
 
 using namespace weft::test;
+using Lines = std::vector<std::string>;
 
 namespace
 {
@@ -17,10 +17,9 @@ const unsigned short RegWParam = 0xBEEF;
 // A record as "action key name=value", the form of the tables below.
 std::string Text(const RegChangeNotification& r)
 {
-    std::string text = std::to_string(static_cast<int>(r.GetAction())) + " " + r.GetKey().GetString();
-    if (!r.GetValueName().IsEmpty() || !r.GetValue().IsEmpty())
-        text += std::string(" ") + r.GetValueName().GetString() + "=" + r.GetValue().GetString();
-    return text;
+    const bool value = !r.GetValueName().IsEmpty() || !r.GetValue().IsEmpty();
+    return std::to_string(static_cast<int>(r.GetAction())) + " " + r.GetKey().GetString() +
+           (value ? std::string(" ") + r.GetValueName().GetString() + "=" + r.GetValue().GetString() : "");
 }
 
 struct RegProbe : RegMonitorThread
@@ -43,9 +42,9 @@ protected:
         RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
         RegDeleteKeyA(HKEY_CURRENT_USER, key.c_str());
     }
-    void Set(const char* sub, const char* name, const std::string& text, DWORD type = REG_SZ)
+    void Set(const char* sub, const char* name, const std::string& data, DWORD type = REG_SZ)
     {
-        RegSetKeyValueA(hKey, sub, name, type, text.data(), static_cast<DWORD>(text.size()));
+        RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size()));
     }
     // Starts a monitor and waits until its baseline is taken: changes until one is told.
     ::testing::AssertionResult Watch(bool subtree)
@@ -59,23 +58,21 @@ protected:
         }
         return ::testing::AssertionFailure() << "the monitor never answered a change";
     }
-    // The next n records, as text, after checking the fields that the text leaves out.
-    std::vector<std::string> Records(size_t n)
+    // The next n records as text, each checked for a time since the test began.
+    Lines Records(size_t n)
     {
-        std::vector<std::string> texts;
         if (!owner.WaitForCount(taken + n))
             return {"only " + std::to_string(owner.Count() - taken) + " records"};
         std::lock_guard<std::mutex> hold(lock);
-        for (; n > 0; --n, ++taken)
+        Lines texts;
+        for (DateTime at; n > 0; --n, ++taken)
         {
-            DateTime at;
             got[taken].GetDatetime(at);
             EXPECT_TRUE(at >= started && at.IsValid());
             texts.push_back(Text(got[taken]));
         }
         return texts;
     }
-    std::string Path(const char* sub) const { return key + "\\" + sub; }
 
     const std::string key = "Software\\" + UniqueName("regmon");
     HKEY hKey = nullptr;
@@ -84,12 +81,10 @@ protected:
     std::vector<RegChangeNotification> got;
     size_t taken = 0;
     OwnerWindow owner{[this](const OwnerWindow::Message& m) {
-        auto* record = reinterpret_cast<RegChangeNotification*>(m.lParam);
-        EXPECT_EQ(RegMsg, m.msg);
-        EXPECT_EQ(RegWParam, m.wParam);
+        EXPECT_TRUE(m.msg == RegMsg && m.wParam == RegWParam);
         std::lock_guard<std::mutex> hold(lock);
-        got.push_back(*record);
-        delete record;
+        got.push_back(*reinterpret_cast<RegChangeNotification*>(m.lParam));
+        delete reinterpret_cast<RegChangeNotification*>(m.lParam);
     }};
     std::unique_ptr<RegMonitorThread> monitor;
 };
@@ -98,25 +93,22 @@ protected:
 // order, removed values; names and paths compared with case.
 TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
 {
-    using Values = std::vector<std::pair<CString, CString>>;
-    Values many, manyChanged;
+    std::vector<std::pair<CString, CString>> many, changed;
     for (int i = 0; i < 40; ++i)
         many.emplace_back(std::to_string(i).c_str(), std::to_string(i * i).c_str());
-    manyChanged = many;
-    manyChanged[33].second = "w";
-    manyChanged.erase(manyChanged.begin() + 20);
+    changed = many;
+    changed[33].second = "w";
+    changed.erase(changed.begin() + 20);
     const struct
     {
         RegKeySnapshot before, after;
-        std::vector<std::string> records;
+        Lines records;
     } cases[] = {
-        {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {}}},
-         {{"A", {{"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}},
+        {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {}}}, {{"A", {{"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}},
          {"1 A\\C", "3 A\\C z=4", "2 A\\B", "5 A x=2", "3 A y=3", "4 A w="}},
         {{{"A", {}}, {"A\\old", {{"v", "1"}}}}, {{"A", {}}, {"A\\new", {{"v", "1"}}}}, {"1 A\\new", "3 A\\new v=1", "2 A\\old"}},
         {{{"A", {{"x", "1"}}}}, {{"A", {{"X", "1"}}}}, {"3 A X=1", "4 A x="}},
-        {{{"A", {{"x", "1"}}}, {"a", {}}}, {{"A", {{"x", "1"}}}, {"a", {}}}, {}},
-        {{{"K", many}}, {{"K", manyChanged}}, {"5 K 33=w", "4 K 20="}},
+        {{{"K", many}}, {{"K", changed}}, {"5 K 33=w", "4 K 20="}},
     };
     RegProbe probe(nullptr, "", false, RegMsg, owner.Handle(), RegWParam);
     for (const auto& c : cases)
@@ -136,7 +128,6 @@ TEST_F(RegMonitorThreadTest, RecordsAreLessOrGreaterOnlyWhenEveryFieldIs)
         return r;
     };
     const RegChangeNotification low = with(RegChangeNotification(), 1, "a");
-    EXPECT_EQ(RegChange::None, RegChangeNotification().GetAction());
     for (const auto& same : {with(low, 2, "b"), with(low, 2, "0"), with(low, 0, "b")})
         EXPECT_FALSE(low < same || same > low || low == same) << Text(same) << ": a field not less, the time";
     DateTime a, b;
@@ -145,10 +136,7 @@ TEST_F(RegMonitorThreadTest, RecordsAreLessOrGreaterOnlyWhenEveryFieldIs)
     ASSERT_TRUE(WaitUntil([&] { later = with(RegChangeNotification(), 1, "a"); later.GetDatetime(b); return b > a; }, Scaled(3000)));
     EXPECT_FALSE(later == low || later < low || later > low) << "records differing in time alone";
     later = with(later, 2, "b");
-    EXPECT_TRUE(low < later && later > low && !(later < low) && !(low > later));
-    RegChangeNotification copy(later);
-    copy = *&copy;
-    EXPECT_TRUE(copy == later && !(copy == low));
+    EXPECT_TRUE(low < later && later > low && !(later < low) && !(low > later) && RegChangeNotification(later) == later);
 }
 
 // Made during a pause, so that one comparison sees all: a new tree with every value type, then
@@ -157,32 +145,29 @@ TEST_F(RegMonitorThreadTest, ANewTreeComesKeyByKeyWithItsValuesAsTextAndGoesWith
 {
     ASSERT_TRUE(Watch(true));
     monitor->Pause();
-    const std::pair<DWORD, std::string> values[] = {
-        {REG_SZ, std::string("text\0", 5)}, {REG_EXPAND_SZ, std::string("%TEMP%\\x\0", 9)},
-        {REG_MULTI_SZ, std::string("a\0b\0\0", 5)}, {REG_DWORD, std::string("\x2a\0\0\0", 4)},
-        {REG_DWORD_BIG_ENDIAN, std::string("\0\0\1\0", 4)}, {REG_QWORD, std::string(8, '\xff')},
-        {REG_BINARY, std::string("\x0a\xff\0", 3)}, {REG_NONE, ""}};
-    char name[] = "a";
-    for (const auto& [type, data] : values)
-        Set("N", name, data, type), ++name[0];
+    const std::string n = key + "\\N";
+    const std::tuple<DWORD, std::string, std::string> values[] = {
+        {REG_SZ, std::string("text\0", 5), "text"}, {REG_EXPAND_SZ, std::string("%TEMP%\\x\0", 9), "%TEMP%\\x"},
+        {REG_MULTI_SZ, std::string("a\0b\0\0", 5), "a\nb"}, {REG_DWORD, std::string("\x2a\0\0\0", 4), "42"},
+        {REG_DWORD_BIG_ENDIAN, std::string("\0\0\1\0", 4), "256"}, {REG_QWORD, std::string(8, '\xff'), "18446744073709551615"},
+        {REG_BINARY, std::string("\x0a\xff\0", 3), "0a ff 00"}, {REG_NONE, "", ""}};
+    Lines expected{"1 " + n};
+    for (char name[] = "a"; const auto& [type, data, text] : values)
+        Set("N", name, data, type), expected.push_back("3 " + n + " " + name + "=" + text), ++name[0];
     Set("N\\s\\t", "", "x");
     monitor->Resume();
-    const std::string n = Path("N");
-    EXPECT_EQ(std::vector<std::string>({"1 " + n, "3 " + n + " a=text", "3 " + n + " b=%TEMP%\\x", "3 " + n + " c=a\nb",
-                                        "3 " + n + " d=42", "3 " + n + " e=256", "3 " + n + " f=18446744073709551615",
-                                        "3 " + n + " g=0a ff 00", "3 " + n + " h=", "1 " + n + "\\s",
-                                        "1 " + n + "\\s\\t", "3 " + n + "\\s\\t =x"}),
-              Records(12));
+    expected.insert(expected.end(), {"1 " + n + "\\s", "1 " + n + "\\s\\t", "3 " + n + "\\s\\t =x"});
+    EXPECT_EQ(expected, Records(12));
     monitor->Pause();
     RegDeleteTreeA(hKey, "N");
     RegDeleteKeyA(hKey, "N");
     monitor->Resume();
-    EXPECT_EQ(std::vector<std::string>({"2 " + n, "2 " + n + "\\s", "2 " + n + "\\s\\t"}), Records(3));
+    EXPECT_EQ(Lines({"2 " + n, "2 " + n + "\\s", "2 " + n + "\\s\\t"}), Records(3));
     EXPECT_TRUE(owner.NothingWithin(Scaled(100)));
 }
 
 // Net changes of nothing, a new type with the same text, and a subkey of a key watched alone
-// make no record: the next one is the change that follows them.
+// make no record: the next one is the change that follows them, here from another process.
 TEST_F(RegMonitorThreadTest, WhatTheTextsDoNotShowSendsNothing)
 {
     Set(nullptr, "v", "1");
@@ -194,20 +179,15 @@ TEST_F(RegMonitorThreadTest, WhatTheTextsDoNotShowSendsNothing)
     Set(nullptr, "w", std::string("\7\0\0\0", 4), REG_DWORD);
     Set("sub", "x", "1");
     monitor->Resume();
-    Set(nullptr, "marker", "m");
-    EXPECT_EQ(std::vector<std::string>({"3 " + key + " marker=m"}), Records(1));
+    char system[MAX_PATH] = {};
+    GetSystemDirectoryA(system, MAX_PATH);
+    ChildProcess reg(std::string(system) + "\\reg.exe", {"add", "HKCU\\" + key, "/v", "by", "/d", "child", "/f"});
+    EXPECT_EQ(0, reg.WaitExit(MustHappenMs()));
+    EXPECT_EQ(Lines({"3 " + key + " by=child"}), Records(1));
 }
 
-TEST_F(RegMonitorThreadTest, AChangeByAnotherProcessIsTold)
-{
-    ASSERT_TRUE(Watch(true));
-    ChildProcess child({"reg-set", key + "\\by child", "name", "from child"});
-    EXPECT_EQ(0, child.WaitExit(MustHappenMs()));
-    EXPECT_EQ(std::vector<std::string>({"1 " + Path("by child"), "3 " + Path("by child") + " name=from child"}), Records(2));
-}
-
-// Deleting the watched key tells its values and subkeys as gone, and the arming that follows
-// fails, which ends the thread with the error told.
+// Deleting the watched key tells its values as gone, and the arming that follows fails, which
+// ends the thread with the error told.
 TEST_F(RegMonitorThreadTest, DeletingTheWatchedKeyEndsTheWatchWithTheError)
 {
     ASSERT_TRUE(Watch(false));
@@ -217,7 +197,7 @@ TEST_F(RegMonitorThreadTest, DeletingTheWatchedKeyEndsTheWatchWithTheError)
     monitor->Resume();
     if (!owner.WaitForCount(taken + 1, MustNotHappenMs()))
         GTEST_SKIP() << "Wine does not signal the deletion of a watched key";
-    EXPECT_EQ(std::vector<std::string>({"4 " + key + " primer="}), Records(1));
+    EXPECT_EQ(Lines({"4 " + key + " primer="}), Records(1));
     ASSERT_TRUE(WaitUntil([&] { return !monitor->GetErrorMsg().IsEmpty(); }, MustHappenMs()));
     EXPECT_EQ(StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(ERROR_KEY_DELETED),
               monitor->GetErrorMsg());
@@ -227,49 +207,37 @@ TEST_F(RegMonitorThreadTest, DeletingTheWatchedKeyEndsTheWatchWithTheError)
 // number sends nothing, and a stop leaves no error. No handle stays open.
 TEST_F(RegMonitorThreadTest, RefusalsAndSilentMonitorsLeaveTheirTextsAndNoHandle)
 {
-    const CString badKey = StringUtils::DecryptText(CodedTexts::RegBadKeyText);
+    const CString bad = StringUtils::DecryptText(CodedTexts::RegBadKeyText);
     const CString lead = StringUtils::DecryptText(CodedTexts::RegErrorLeadText);
     const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
-    const struct
-    {
-        HKEY root;
-        CString key, error;
-        const char* line;
-    } cases[] = {
-        {nullptr, "Software", badKey, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
-        {HKEY_CURRENT_USER, "", badKey, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
-        {HKEY_LOCAL_MACHINE, "Hardware", badKey, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
-        {HKEY_LOCAL_MACHINE, "X\\" + prefix, badKey, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
-        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", lead + SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND), "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
-        {reinterpret_cast<HKEY>(0x1230), "Software", lead + SystemUtils::GetLastError(ERROR_INVALID_HANDLE), "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
+    const char *const empty = "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}", *const local = "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}",
+                      *const open = "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}";
+    const std::tuple<HKEY, CString, CString, const char*> cases[] = {
+        {nullptr, "Software", bad, empty},
+        {HKEY_CURRENT_USER, "", bad, empty},
+        {HKEY_LOCAL_MACHINE, "Hardware", bad, local},
+        {HKEY_LOCAL_MACHINE, "X\\" + prefix, bad, local},
+        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", lead + SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND), open},
+        {reinterpret_cast<HKEY>(0x1230), "Software", lead + SystemUtils::GetLastError(ERROR_INVALID_HANDLE), open},
         {HKEY_CURRENT_USER, key.c_str(), "", nullptr},
     };
-    const std::string logPath = ExeDir() + UniqueName("regmon") + ".log";
-    std::string expectedLog;
-    {
-        AppLogger log(logPath.c_str());
-        AppLogger::m_pInstance = &log;
-        EXPECT_TRUE(LeaksNoHandles([&] {
-            expectedLog.clear();
-            for (const auto& c : cases)
-            {
-                RegMonitorThread refused(c.root, c.key, true, RegMsg, nullptr, 1), noMsg(c.root, c.key, true, 0, owner.Handle(), 1);
-                HKEY root = nullptr;
-                EXPECT_EQ(c.key, refused.GetKey(root));
-                EXPECT_EQ(c.root, root);
-                Set(nullptr, "v", UniqueName("v"));
-                refused.Stop(MustHappenMs());
-                EXPECT_EQ(c.error, refused.GetErrorMsg()) << c.key;
-                expectedLog += c.line ? std::string(c.line) + "\r\n" + c.line + "\r\n" : "";
-            }
-        }));
-        AppLogger::m_pInstance = nullptr;
-    }
-    std::ifstream file(logPath, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    file.close();
-    DeleteFileA(logPath.c_str());
-    EXPECT_EQ(expectedLog + expectedLog, text.str());
+    TempDir dir("regmon");
+    std::string expected;
+    AppLogger log((dir / "log").c_str());
+    AppLogger::m_pInstance = &log;
+    EXPECT_TRUE(LeaksNoHandles([&] {
+        for (const auto& [root, path, error, line] : cases)
+        {
+            RegMonitorThread refused(root, path, true, RegMsg, nullptr, 1), noMsg(root, path, true, 0, owner.Handle(), 1);
+            HKEY given = nullptr;
+            EXPECT_TRUE(refused.GetKey(given) == path && given == root);
+            Set(nullptr, "v", UniqueName("v"));
+            refused.Stop(MustHappenMs());
+            EXPECT_EQ(error, refused.GetErrorMsg()) << path;
+            expected += line ? std::string(line) + "\r\n" + line + "\r\n" : "";
+        }
+    }));
+    AppLogger::m_pInstance = nullptr;
+    EXPECT_EQ(expected, ReadBytes(dir / "log"));
     EXPECT_TRUE(owner.NothingWithin(Scaled(100)));
 }
