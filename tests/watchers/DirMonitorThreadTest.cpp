@@ -241,7 +241,12 @@ TEST(FileMonitorThreadTest, TellsItsFilesChangesAndNotItsNeighbours)
     EXPECT_FALSE(monitor.DoesFileExist());
     EXPECT_STREQ(file.c_str(), monitor.GetFile());
     int k = 0;
-    const auto created = Prime(owner, dir, [&](const TempDir&, int) { WriteBytes(file, "hello"); }, k);
+    // The file comes whole, by a rename: a write after the creation could be told apart from it.
+    TempDir staging("filestage");
+    const auto created = Prime(owner, dir, [&](const TempDir&, int n) {
+        WriteBytes(staging / "next", std::string(n + 1, 'x'));
+        MoveFileExA((staging / "next").c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING);
+    }, k);
     ASSERT_TRUE(created.has_value());
     EXPECT_EQ(DirLParam, created->lParam);
     EXPECT_TRUE(monitor.DoesFileExist());
