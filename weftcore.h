@@ -23,6 +23,9 @@
 #include "watchers/DrivesChangeThread.h"
 #include "watchers/RegMonitorThread.h"
 
+#include "jobs/DirSummaryThread.h"
+#include "jobs/FileDeleteThread.h"
+#include "jobs/FindFileThread.h"
 #include "jobs/ZipThread.h"
 
 #include "weftbase/WeftBase.h"

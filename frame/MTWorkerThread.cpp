@@ -28,7 +28,7 @@ MTWorkerThread::MTWorkerThread(unsigned int (*threadFunc)(void*), void* param, u
 
 MTWorkerThread::MTWorkerThread(const MTWorkerThread& other)
     : MTKernel(other), m_state(other.m_state.load()), m_threadId(other.m_threadId), m_pThread(other.m_pThread),
-      m_evStop(other.m_evStop)
+      m_evStop(other.m_evStop), m_bStopRequested(other.m_bStopRequested.load())
 {
 }
 
@@ -39,6 +39,7 @@ MTWorkerThread& MTWorkerThread::operator=(const MTWorkerThread& other)
     m_threadId = other.m_threadId;
     m_pThread = other.m_pThread;
     m_evStop = other.m_evStop;
+    m_bStopRequested = other.m_bStopRequested.load();
     return *this;
 }
 
@@ -85,6 +86,7 @@ void MTWorkerThread::Stop()
 {
     if (m_state == Paused)
         Resume();
+    m_bStopRequested.store(true, std::memory_order_release);
     m_evStop.Set();
 }
 
@@ -107,6 +109,11 @@ bool MTWorkerThread::IsPaused() const
 bool MTWorkerThread::IsStopped()
 {
     return m_evStop.IsSet();
+}
+
+bool MTWorkerThread::IsStopRequested() const
+{
+    return m_bStopRequested.load(std::memory_order_acquire);
 }
 
 void MTWorkerThread::AddStopEvent(MTWaitableCollection* collection) const

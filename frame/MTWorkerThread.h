@@ -46,6 +46,10 @@ public:
     bool IsPaused() const;
     // A stop was requested; says nothing about whether the thread has ended.
     bool IsStopped();
+    // Whether Stop was called on this object, without a kernel call: for a worker thread that
+    // tests for a stop at every item of a long walk. The stop event is shared with copies, this
+    // flag is not, so it is for owners that never copy their worker.
+    bool IsStopRequested() const;
     // Appends the stop event; nothing (and no report) for a null pointer or a full collection.
     void AddStopEvent(MTWaitableCollection* collection) const;
 
@@ -67,4 +71,6 @@ protected:
     MTEvent m_evStop;
     // True from a self-suspending thread's marking of the pause until it runs again.
     std::atomic<bool> m_bSelfSuspending{false};
+    // Set by Stop before the stop event.
+    std::atomic<bool> m_bStopRequested{false};
 };

@@ -103,3 +103,20 @@ bool ReadyThreadSupport::IsPaused(const MTWorkerThread* worker)
 {
     return worker != nullptr && worker->IsPaused();
 }
+
+void ReadyThreadSupport::ServeRequests(MTWorkerThread* worker, void* work, bool (*doWork)(void*), void* self)
+{
+    MTWaitableCollection waits;
+    worker->AddStopEvent(&waits);
+    waits.AddObject(work);
+    while (waits.Wait(false, INFINITE) == WAIT_OBJECT_0 + 1)
+    {
+        if (!doWork(self))
+            return;
+    }
+}
+
+bool ReadyThreadSupport::StopRequested(const MTWorkerThread* worker)
+{
+    return worker == nullptr || worker->IsStopRequested();
+}

@@ -48,6 +48,15 @@ public:
     // window's queue in order with its other posted messages. Returns as NotifyOwner does.
     static bool PostToOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow);
 
+    // Worker thread of a job that serves requests, after AwaitWorker: waits without limit on the
+    // stop event (index 0, which wins) and work (index 1), and calls doWork(self) at each wake by
+    // work. Returns at a stop, a failed or abandoned wait, or when doWork gives false.
+    static void ServeRequests(MTWorkerThread* worker, void* work, bool (*doWork)(void*), void* self);
+
+    // Worker thread, at every item of a long walk: no worker, or a stop was asked for. Reads a
+    // flag of the worker, not its event, so that the test costs no kernel call.
+    static bool StopRequested(const MTWorkerThread* worker);
+
     // Owner's thread, the bounded stop: nothing without a worker. Else the worker's Stop
     // (which resumes a paused thread, then sets the stop event), a wait of timeout ms on the
     // thread handle, and TerminateThread with exit code 0 if, and only if, that wait timed out.

@@ -1,0 +1,223 @@
+#include "jobs/FindFileThread.h"
+
+#include "locks/MTAutoLock.h"
+#include "watchers/ReadyThreadSupport.h"
+#include "weftbase/DirUtils.h"
+#include "weftbase/FileUtils.h"
+#include "weftbase/StringUtils.h"
+
+#include <atomic>
+#include <cstring>
+#include <vector>
+
+namespace
+{
+// The restart flag is written under the mutex and read at every entry without it.
+bool LoadFlag(const bool& flag)
+{
+    return std::atomic_ref<bool>(const_cast<bool&>(flag)).load(std::memory_order_acquire);
+}
+
+void StoreFlag(bool& flag, bool value)
+{
+    std::atomic_ref<bool>(flag).store(value, std::memory_order_release);
+}
+
+bool IsDots(const char* name)
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+}  // namespace
+
+FindFileThread::FindFileThread(unsigned int msg, HWND wnd, __int64 lParam, int entriesPerPause)
+    : m_bRecurse(true), m_bStopDirAtMatch(false), m_bMatchOption(true), m_bRestart(false), m_nEntriesSincePause(0),
+      m_nEntriesPerPause(entriesPerPause), m_nMsg(msg), m_hWnd(wnd), m_lParam(lParam), m_pWorker(nullptr),
+      m_pMutex(nullptr), m_evWork(false, false, nullptr, nullptr)
+{
+    m_pMutex = new MTMutex(false, "wl_fft_mutex", nullptr);
+    ReadyThreadSupport::StartWorker(m_pWorker, FindFileThreadFunc, this);
+}
+
+FindFileThread::~FindFileThread()
+{
+    ReadyThreadSupport::DestroyWorker(m_pWorker);
+    delete m_pMutex;
+    m_pMutex = nullptr;
+}
+
+void FindFileThread::SetPriority(int priority)
+{
+    ReadyThreadSupport::SetPriority(m_pWorker, priority);
+}
+
+int FindFileThread::GetPriority()
+{
+    return ReadyThreadSupport::GetPriority(m_pWorker);
+}
+
+void FindFileThread::DoFind(const CString& dir, const TextArray& specsA, const TextArray& specsB,
+                            const TextArray& skipDirs, bool recurse, bool matchOption, bool stopDirAtMatch)
+{
+    {
+        MTAutoLock hold(m_pMutex);
+        StoreFlag(m_bRestart, true);
+        m_bRecurse = recurse;
+        m_bStopDirAtMatch = recurse && stopDirAtMatch;
+        m_bMatchOption = matchOption;
+        m_strDir = dir;
+        m_specsA = specsA;
+        m_specsB = specsB;
+        m_skipDirs = skipDirs;
+        DirUtils::EnsureTrailingBackslash(m_strDir);
+        if (!DirUtils::IsDir(dir, true) || !DirUtils::DoesDirExist(dir))
+        {
+            // m_bRestart stays set, so that a running scan gives way.
+            m_strDir.Empty();
+            m_results.RemoveAll();
+            return;
+        }
+    }
+    m_evWork.Set();
+}
+
+void FindFileThread::Stop(unsigned long timeout)
+{
+    ReadyThreadSupport::StopWorker(m_pWorker, timeout);
+}
+
+bool FindFileThread::IsValidIndex(unsigned __int64 index) const
+{
+    MTAutoLock hold(m_pMutex);
+    return index < m_results.GetCount();
+}
+
+CString FindFileThread::GetFileAtIndex(unsigned __int64 index) const
+{
+    if (m_pMutex == nullptr)
+        return CString();
+    MTAutoLock hold(m_pMutex);
+    return m_results.GetCopyAt(index);
+}
+
+unsigned int FindFileThread::FindFileThreadFunc(void* self)
+{
+    FindFileThread* finder = static_cast<FindFileThread*>(self);
+    if (finder == nullptr)
+        return 0;
+    ReadyThreadSupport::ServeRequests(ReadyThreadSupport::AwaitWorker(finder->m_pWorker), finder->m_evWork.GetHandle(),
+                                      [](void* p) { return static_cast<FindFileThread*>(p)->DoWork(); }, finder);
+    return 0;
+}
+
+bool FindFileThread::DoWork()
+{
+    for (;;)
+    {
+        {
+            MTAutoLock hold(m_pMutex);
+            StoreFlag(m_bRestart, false);
+            m_results.RemoveAll();
+            if (m_strDir.IsEmpty())
+                return true;
+            // The search's own copy: DoFind may replace the request meanwhile.
+            m_run.dir = m_strDir;
+            m_run.specsA = m_specsA;
+            m_run.specsB = m_specsB;
+            m_run.skipDirs = m_skipDirs;
+            m_run.recurse = m_bRecurse;
+            m_run.stopDirAtMatch = m_bStopDirAtMatch;
+            m_run.matchOption = m_bMatchOption;
+        }
+        if (m_pWorker == nullptr || m_pWorker->IsStopped())
+            return false;
+        if (!ThreadDoSearch())
+            return false;
+        if (!LoadFlag(m_bRestart))
+            return true;
+    }
+}
+
+bool FindFileThread::ThreadDoSearch()
+{
+    if (!DirUtils::IsDir(m_run.dir, true) || !DirUtils::DoesDirExist(m_run.dir))
+        return true;
+    ThreadDoSearchImpl(m_run.dir);
+    if (ReadyThreadSupport::StopRequested(m_pWorker))
+        return false;
+    MTAutoLock hold(m_pMutex);
+    // The count plus 1 lies above the last index, so the owner tells the end from a result.
+    const WPARAM end = static_cast<WPARAM>((m_results.GetCount() + 1) & 0xFFFF);
+    ReadyThreadSupport::NotifyOwner(m_hWnd, m_nMsg, end, m_lParam, true);
+    return true;
+}
+
+bool FindFileThread::MustLeave() const
+{
+    return ReadyThreadSupport::StopRequested(m_pWorker) || LoadFlag(m_bRestart);
+}
+
+void FindFileThread::Report(const CString& path)
+{
+    MTAutoLock hold(m_pMutex);
+    const unsigned long long index = m_results.Add(path);
+    ReadyThreadSupport::NotifyOwner(m_hWnd, m_nMsg, static_cast<WPARAM>(index), m_lParam, true);
+}
+
+void FindFileThread::ThreadDoSearchImpl(const CString& path)
+{
+    if (path.Compare(m_run.dir) != 0 &&
+        FileUtils::MatchFileSpec(path, false, m_run.specsA, m_run.specsB, m_run.matchOption))
+        Report(path);
+    WIN32_FIND_DATAA entry;
+    HANDLE find = ::FindFirstFileA(path + "*.*", &entry);
+    if (find == INVALID_HANDLE_VALUE)
+        return;
+    std::vector<CString> deferred;
+    bool leftEarly = false;  // a stop, a new request, or a match that ends this directory
+    do
+    {
+        if (MustLeave())
+        {
+            leftEarly = true;
+            break;
+        }
+        if (m_nEntriesPerPause >= 1 && m_nEntriesSincePause >= m_nEntriesPerPause)
+        {
+            ::Sleep(25);
+            m_nEntriesSincePause = 0;
+        }
+        ++m_nEntriesSincePause;
+        if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        {
+            if (!m_run.recurse || IsDots(entry.cFileName))
+                continue;
+            CString sub = path + entry.cFileName;
+            DirUtils::EnsureTrailingBackslash(sub);
+            bool skipped = false;
+            m_run.skipDirs.Find(sub, false, skipped);
+            if (skipped)
+                continue;
+            if (m_run.stopDirAtMatch)
+                deferred.push_back(sub);
+            else
+                ThreadDoSearchImpl(sub);
+            continue;
+        }
+        const CString full = StringUtils::Trim(path + entry.cFileName);
+        if (!FileUtils::MatchFileSpec(full, true, m_run.specsA, m_run.specsB, m_run.matchOption))
+            continue;
+        Report(full);
+        if (m_run.stopDirAtMatch)
+        {
+            leftEarly = true;
+            break;
+        }
+    } while (::FindNextFileA(find, &entry));
+    if (!leftEarly)
+    {
+        // Deferred subdirectories (empty unless stopping at a match), the last met first.
+        for (auto it = deferred.rbegin(); it != deferred.rend(); ++it)
+            ThreadDoSearchImpl(*it);
+    }
+    ::FindClose(find);
+}

@@ -1,0 +1,95 @@
+// A file search over a directory tree in the background. Each match is appended to a result list
+// and told to the owner window by its index; a last message ends the search.
+//
+//   FindFileThread finder(WM_APP + 6, hWnd, 0, 0);
+//   finder.DoFind("C:\\src", Texts({"*.cpp;*.h"}), Texts({"*_old.*"}), Texts({"C:\\src\\build\\"}),
+//                 true, true, false);
+//   // WM_APP + 6 with wParam i: finder.IsValidIndex(i) -> finder.GetFileAtIndex(i) is a match;
+//   // otherwise the search has ended, wParam being the count plus 1 (low 16 bits).
+//
+// Matching. FileUtils::MatchFileSpec(path, isFile, specsA, specsB, matchOption) judges every
+// file and (with recursion) every directory below the root; directories stand in the results
+// with their trailing backslash. The root itself is never a result. skipDirs holds full
+// directory paths with their trailing backslash, neither entered nor tested. stopDirAtMatch
+// (with recursion only): a directory yields at most its first matching file and then none of
+// its subdirectories; without a match its subdirectories are searched after its entries, the
+// last met first. Otherwise results come depth first in the file system's order.
+//
+// Requests. A new DoFind replaces the request: a running search gives way at its next entry,
+// ends with its last message, and the results are emptied for the new one. A request made
+// during a search makes that search run once more after it. A DoFind with a path that is not a
+// directory cancels. entriesPerPause N above 0 sleeps 25 ms after every N entries.
+//
+// Threads: the owner's threads call the members; all objects of all processes share one named
+// mutex, held for single updates and for each message, never across a directory read.
+#pragma once
+
+#include "frame/MTEvent.h"
+#include "frame/MTMutex.h"
+#include "frame/MTWorkerThread.h"
+#include "weftbase/TextArray.h"
+
+#include <afx.h>
+
+class WEFTCORE_API FindFileThread
+{
+public:
+    FindFileThread(unsigned int msg, HWND wnd, __int64 lParam, int entriesPerPause);
+    FindFileThread(const FindFileThread&) = delete;
+    FindFileThread& operator=(const FindFileThread&) = delete;
+    ~FindFileThread();
+
+    void SetPriority(int priority);
+    // 0 without a thread.
+    int GetPriority();
+    void DoFind(const CString& dir, const TextArray& specsA, const TextArray& specsB, const TextArray& skipDirs,
+                bool recurse, bool matchOption, bool stopDirAtMatch);
+    // The bounded stop; a second call returns at once. The thread never runs again; the results
+    // stay readable.
+    void Stop(unsigned long timeout);
+
+    bool IsValidIndex(unsigned __int64 index) const;
+    // The empty text out of range.
+    CString GetFileAtIndex(unsigned __int64 index) const;
+
+protected:
+    // One wake of the thread; false ends it.
+    bool DoWork();
+    // One search with its last message; false means stopped.
+    bool ThreadDoSearch();
+    // The scan of one directory, path with its trailing backslash.
+    void ThreadDoSearchImpl(const CString& path);
+
+private:
+    static unsigned int FindFileThreadFunc(void* self);
+    // Under the mutex: appends the result and tells its index.
+    void Report(const CString& path);
+    bool MustLeave() const;
+
+    bool m_bRecurse;
+    bool m_bStopDirAtMatch;
+    bool m_bMatchOption;
+    bool m_bRestart;
+    int m_nEntriesSincePause;
+    int m_nEntriesPerPause;
+    unsigned int m_nMsg;
+    HWND m_hWnd;
+    __int64 m_lParam;
+    MTWorkerThread* m_pWorker;
+    MTMutex* m_pMutex;
+    MTEvent m_evWork;
+    CString m_strDir;
+    TextArray m_specsA;
+    TextArray m_specsB;
+    TextArray m_results;
+    TextArray m_skipDirs;
+
+    // The request of the search under way, copied under the mutex when it starts.
+    struct Request
+    {
+        CString dir;
+        TextArray specsA, specsB, skipDirs;
+        bool recurse = true, stopDirAtMatch = false, matchOption = true;
+    };
+    Request m_run;
+};
