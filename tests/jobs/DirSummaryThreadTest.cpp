@@ -72,7 +72,7 @@ TEST_F(DirSummaryThreadTest, TotalsDatesAndTextsOfATreeAndOfAnEmptyDirectory)
     EXPECT_EQ(CString("0 bytes"), summary.GetDirUsesSpace());
     CString same((root + "EMPTY\\").c_str());
     summary.SetDir(same);
-    EXPECT_TRUE(owner.NothingWithin());
+    EXPECT_FALSE(owner.Next(MustNotHappenMs()).has_value());
     summary.GatherInfo();
     EXPECT_TRUE(Completed());
 }
@@ -103,6 +103,6 @@ TEST_F(DirSummaryThreadTest, BadDirectoriesGiveInertObjectsOrCancel)
         DirSummaryThread noWindow(root.c_str(), SumMsg, nullptr, 0, 0), noMsg(root.c_str(), 0, owner.Handle(), 0, 0);
         noWindow.GatherInfo();
         noMsg.GatherInfo();
-        EXPECT_TRUE(owner.NothingWithin());
+        EXPECT_FALSE(owner.Next(MustNotHappenMs()).has_value());
     }));
 }

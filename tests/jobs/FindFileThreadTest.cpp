@@ -56,6 +56,7 @@ TEST_F(FindFileThreadTest, MatchesComeInWalkOrderWithTheirIndexesThenTheEnd)
         {root, true, false, {"a.txt", "d\\c.txt", "d\\e\\f.TXT", "d\\obj\\", "obj\\", "s\\k\\l\\o.txt", "s\\m\\deep\\n.txt", "s\\m\\m.txt"}},
         {root, false, true, {"a.txt"}},
         {root + "s", true, true, {"s\\k\\l\\o.txt", "s\\m\\m.txt"}},
+        {root + "obj", true, false, {}},  // a root that would match
     };
     FindFileThread finder(FindMsg, owner.Handle(), FindLParam, 0);
     for (const auto& c : cases)
@@ -71,7 +72,7 @@ TEST_F(FindFileThreadTest, MatchesComeInWalkOrderWithTheirIndexesThenTheEnd)
         EXPECT_FALSE(finder.IsValidIndex(c.expected.size()));
         EXPECT_EQ(CString(), finder.GetFileAtIndex(c.expected.size()));
     }
-    EXPECT_TRUE(owner.NothingWithin(Scaled(100)));
+    EXPECT_FALSE(owner.Next(Scaled(100)).has_value());
 }
 
 // A new request during a paced search: the old one gives way with its last message, then the
@@ -92,13 +93,14 @@ TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSile
     while ((m = owner.Next()) && m->wParam == count)
         ++count;
     ASSERT_TRUE(m && m->wParam == count + 1) << "the old search's last message";
+    EXPECT_LT(count, 40u) << "the old search did not give way";
     for (int run = 0; run < 2; ++run)
     {
         Lines found = Results(finder, 2);
         std::sort(found.begin(), found.end());
         EXPECT_EQ(Lines({root + "new\\1.txt", root + "new\\2.txt"}), found) << "run " << run;
     }
-    EXPECT_TRUE(owner.NothingWithin(Scaled(100)));
+    EXPECT_FALSE(owner.Next(Scaled(100)).has_value());
     // Whichever of a and b comes first, the other's 41 paced entries remain when the stop comes.
     const size_t before = owner.Count();
     finder.DoFind((root + "deep").c_str(), Texts({"*.txt"}), TextArray(), TextArray(), true, true, false);
@@ -121,7 +123,7 @@ TEST_F(FindFileThreadTest, BadRequestsCancelAndSilentFindersSendNothing)
         stopped.Stop(MustHappenMs());
         for (FindFileThread* f : {&noWindow, &noMsg, &stopped})
             f->DoFind(root.c_str(), Texts({"*"}), TextArray(), TextArray(), true, true, false);
-        EXPECT_TRUE(owner.NothingWithin());
+        EXPECT_TRUE(owner.StaysAt(0));
         EXPECT_FALSE(stopped.IsValidIndex(0));
     }));
 }

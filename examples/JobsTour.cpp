@@ -1,0 +1,106 @@
+// Tour: a directory summary and a file search over a small temporary tree; and the "summary"
+// and "find" tools.
+#include "TourSteps.h"
+#include "TourWindow.h"
+
+#include "weftcore.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace
+{
+const UINT SummaryMsg = WM_APP + 60;
+const UINT FindMsg = WM_APP + 61;
+
+void PrintSummary(const DirSummaryThread& s)
+{
+    weft::tour::Say("%llu files, %s (%s of the drive); newest %s, oldest %s",
+                    static_cast<unsigned long long>(s.GetFileCount()), s.GetDirUsesSpace().GetString(),
+                    s.GetDirUsesSpacePercent().GetString(), s.GetNewestFileDate().Format().GetString(),
+                    s.GetOldestFileDate().Format().GetString());
+    weft::tour::Say("drive: %s, %s free (%s)", s.GetDriveTotalSpace().GetString(), s.GetDriveFreeSpace().GetString(),
+                    s.GetDriveFreeSpacePercent().GetString());
+}
+
+// Runs a summary of dir and prints it.
+void Summarise(const std::string& dir)
+{
+    weft::tour::TourWindow window([](unsigned long long, UINT, WPARAM, LPARAM) {});
+    DirSummaryThread summary(dir.c_str(), SummaryMsg, window.Handle(), 0, 0);
+    summary.GatherInfo();
+    window.PumpUntil(1, INFINITE);
+    PrintSummary(summary);
+}
+
+// Searches dir for the patterns, printing each result as it arrives; gives the count.
+unsigned long long Find(const std::string& dir, const char* patterns)
+{
+    std::unique_ptr<FindFileThread> finder;
+    unsigned long long count = 0;
+    bool ended = false;
+    weft::tour::TourWindow window([&](unsigned long long atMs, UINT, WPARAM wParam, LPARAM) {
+        if (!finder->IsValidIndex(wParam))
+        {
+            ended = true;  // the end: the count plus 1
+            return;
+        }
+        weft::tour::Say("%6llu ms  %llu: %s", atMs, static_cast<unsigned long long>(wParam),
+                        finder->GetFileAtIndex(wParam).GetString());
+        count = wParam + 1;
+    });
+    finder = std::make_unique<FindFileThread>(FindMsg, window.Handle(), 0, 0);
+    TextArray specs, none;
+    specs.Add(patterns);
+    finder->DoFind(dir.c_str(), specs, none, none, true, true, false);
+    while (!ended)
+        window.PumpUntil(0x7FFFFFFF, 100);
+    return count;
+}
+}  // namespace
+
+WEFT_TOUR_STEP(JobsTour, 50, "Directory summary and file search over a temporary tree")
+{
+    using weft::tour::Say;
+    char temp[MAX_PATH + 1] = {};
+    GetTempPathA(MAX_PATH, temp);
+    const std::string dir = std::string(temp) + "weft_tour_jobs_" + std::to_string(GetCurrentProcessId()) + "\\";
+    for (const char* sub : {"", "src\\", "src\\util\\", "docs\\"})
+        CreateDirectoryA((dir + sub).c_str(), nullptr);
+    for (const char* file : {"src\\main.cpp", "src\\main.h", "src\\util\\text.cpp", "docs\\readme.txt", "notes.txt"})
+    {
+        HANDLE h = CreateFileA((dir + file).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        DWORD written = 0;
+        WriteFile(h, file, static_cast<DWORD>(std::strlen(file)), &written, nullptr);
+        CloseHandle(h);
+    }
+    Say("summary of %s", dir.c_str());
+    Summarise(dir);
+    Say("search for *.cpp;*.h");
+    Say("%llu found", Find(dir, "*.cpp;*.h"));
+    DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
+}
+
+WEFT_TOUR_TOOL(SummaryTool, "summary", "DIR   files, bytes, dates and drive figures of the tree DIR")
+{
+    if (args.empty() || !DirUtils::DoesDirExist(args[0].c_str()))
+    {
+        std::printf("usage: weft_tour summary DIR (an existing directory)\n");
+        return 2;
+    }
+    Summarise(args[0]);
+    return 0;
+}
+
+WEFT_TOUR_TOOL(FindTool, "find", "DIR PATTERN   files below DIR matching PATTERN (\"*.cpp;*.h\"), as they are found")
+{
+    if (args.size() < 2 || !DirUtils::DoesDirExist(args[0].c_str()))
+    {
+        std::printf("usage: weft_tour find DIR PATTERN (an existing directory)\n");
+        return 2;
+    }
+    std::printf("%llu found\n", Find(args[0], args[1].c_str()));
+    return 0;
+}
