@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+using weft::bench::Median;
 using weft::bench::NowSeconds;
 
 namespace
@@ -82,12 +83,6 @@ void RawWalk(HKEY parent, const char* path, size_t& count)
         RawWalk(h, name, count);
     }
     RegCloseKey(h);
-}
-
-double Median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
 }
 }  // namespace
 

@@ -15,6 +15,7 @@
 #include <system_error>
 #include <vector>
 
+using weft::bench::Median;
 using weft::bench::NowSeconds;
 
 namespace
@@ -49,12 +50,6 @@ void RawWalk(const std::string& path, size_t& entries)
             RawWalk(path + e.cFileName + "\\", entries);
     } while (FindNextFileA(find, &e));
     FindClose(find);
-}
-
-double Median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
 }
 }  // namespace
 

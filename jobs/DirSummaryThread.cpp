@@ -250,6 +250,12 @@ void DirSummaryThread::DoDirAnalysisImpl(const CString& path)
     ::FindClose(find);
 }
 
+CString DirSummaryThread::Locked(const CString& text) const
+{
+    MTAutoLock hold(m_pMutex);
+    return text;
+}
+
 bool DirSummaryThread::IsGatheringInfo() const
 {
     MTAutoLock hold(m_pMutex);
@@ -278,30 +284,25 @@ DateTime DirSummaryThread::GetOldestFileDate() const
 
 CString DirSummaryThread::GetDriveTotalSpace() const
 {
-    MTAutoLock hold(m_pMutex);
-    return m_strDriveTotal;
+    return Locked(m_strDriveTotal);
 }
 
 CString DirSummaryThread::GetDriveFreeSpace() const
 {
-    MTAutoLock hold(m_pMutex);
-    return m_strDriveFree;
+    return Locked(m_strDriveFree);
 }
 
 CString DirSummaryThread::GetDriveFreeSpacePercent() const
 {
-    MTAutoLock hold(m_pMutex);
-    return m_strDriveFreePercent;
+    return Locked(m_strDriveFreePercent);
 }
 
 CString DirSummaryThread::GetDirUsesSpace() const
 {
-    MTAutoLock hold(m_pMutex);
-    return m_strDirUses;
+    return Locked(m_strDirUses);
 }
 
 CString DirSummaryThread::GetDirUsesSpacePercent() const
 {
-    MTAutoLock hold(m_pMutex);
-    return m_strDirUsesPercent;
+    return Locked(m_strDirUsesPercent);
 }

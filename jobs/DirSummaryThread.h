@@ -80,6 +80,8 @@ private:
     // A checkpoint of a run: gives 1 to go on, 0 for a stop, -1 for a new request.
     int Checkpoint();
     CString PercentText(double value) const;
+    // A copy of one of the texts, made under the mutex.
+    CString Locked(const CString& text) const;
 
     bool m_bRestart;
     bool m_bGathering;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 namespace weft::bench
@@ -53,6 +54,11 @@ Comparison Compare(const std::function<double(int)>& raw, const std::function<do
         ratios.push_back(libraryTime / rawTime);
     }
     return {Quantile(r, 0.5), Quantile(l, 0.5), Quantile(ratios, 0.5), Quantile(ratios, 0.25), Quantile(ratios, 0.75)};
+}
+
+double Median(std::vector<double> values)
+{
+    return Quantile(std::move(values), 0.5);
 }
 
 void Report(const char* name, const Comparison& c, double goalRatio)

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace weft::bench
 {
@@ -28,6 +29,9 @@ struct Comparison
 // set-up and tear-down).
 Comparison Compare(const std::function<double(int)>& raw, const std::function<double(int)>& library, int ops,
                    int rounds);
+
+// The median of the values.
+double Median(std::vector<double> values);
 
 // Prints one result line: name, both times per operation and the ratio against the goal.
 void Report(const char* name, const Comparison& c, double goalRatio);
