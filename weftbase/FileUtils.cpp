@@ -162,26 +162,23 @@ bool FileUtils::MatchFileSpec(const char* path, bool isFile, const TextArray& in
     return !MatchesAny(excludeSpecs, isFile, full, name, ignoreCase);
 }
 
-bool FileUtils::MatchWildcard(const char* text, const char* pattern, bool ignoreCase)
+namespace
 {
-    if (!text || !pattern)
-        return false;
-    const std::wstring textChars = Folded(text, ignoreCase);
-    const std::wstring patternChars = Folded(pattern, ignoreCase);
-    const wchar_t* t = textChars.c_str();
-    const wchar_t* p = patternChars.c_str();
-    // Greedy scan that returns to the last '*' on a mismatch: linear for one star, and never
-    // worse than text length times pattern length.
-    const wchar_t* star = nullptr;
-    const wchar_t* resume = nullptr;
+// Greedy scan that returns to the last '*' on a mismatch: linear for one star, and never worse
+// than text length times pattern length. fold gives the character as compared.
+template <class Char, class Fold>
+bool Glob(const Char* t, const Char* p, Fold fold)
+{
+    const Char* star = nullptr;
+    const Char* resume = nullptr;
     while (*t)
     {
-        if (*p == L'*')
+        if (*p == '*')
         {
             star = p++;
             resume = t;
         }
-        else if (*p && (*p == L'?' || *p == *t))
+        else if (*p && (*p == '?' || fold(*p) == fold(*t)))
         {
             ++p;
             ++t;
@@ -194,9 +191,35 @@ bool FileUtils::MatchWildcard(const char* text, const char* pattern, bool ignore
         else
             return false;
     }
-    while (*p == L'*')
+    while (*p == '*')
         ++p;
     return *p == 0;
+}
+
+bool IsAscii(const char* text)
+{
+    for (; *text; ++text)
+        if (static_cast<unsigned char>(*text) >= 0x80)
+            return false;
+    return true;
+}
+}  // namespace
+
+bool FileUtils::MatchWildcard(const char* text, const char* pattern, bool ignoreCase)
+{
+    if (!text || !pattern)
+        return false;
+    // Plain ASCII, the common case, is compared in place; anything else as UTF-16, so that '?'
+    // takes a whole character and accented letters fold too.
+    if (IsAscii(text) && IsAscii(pattern))
+        return Glob(text, pattern, [ignoreCase](char c) {
+            if (c == '/')
+                return '\\';
+            return ignoreCase && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+        });
+    const std::wstring textChars = Folded(text, ignoreCase);
+    const std::wstring patternChars = Folded(pattern, ignoreCase);
+    return Glob(textChars.c_str(), patternChars.c_str(), [](wchar_t c) { return c; });
 }
 
 CString FileUtils::ParseFileNameFromPath(const char* path, bool withExtension)
