@@ -12,6 +12,9 @@
 #include "locks/MTCritSec.h"
 #include "locks/Lockable.h"
 #include "locks/MTAutoLock.h"
+#include "locks/MTCondition.h"
+#include "locks/MTMonitor.h"
+#include "locks/MultiReaderWriter.h"
 
 #include "ipc/MTSharedMemory.h"
 #include "ipc/MTMailbox.h"
@@ -27,5 +30,7 @@
 #include "jobs/FileDeleteThread.h"
 #include "jobs/FindFileThread.h"
 #include "jobs/ZipThread.h"
+
+#include "app/SingleAdminGate.h"
 
 #include "weftbase/WeftBase.h"
