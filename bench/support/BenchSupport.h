@@ -33,6 +33,7 @@ Comparison Compare(const std::function<double(int)>& raw, const std::function<do
 // The median of the values.
 double Median(std::vector<double> values);
 
-// Prints one result line: name, both times per operation and the ratio against the goal.
+// Prints one result line: name, both times per operation and the ratio against the goal; a goal
+// of 0 prints the ratio alone, for a peer that the design does not aim to match.
 void Report(const char* name, const Comparison& c, double goalRatio);
 }  // namespace weft::bench

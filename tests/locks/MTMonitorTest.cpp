@@ -91,7 +91,7 @@ TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
 
 // A condition that turns true between the waiter's own test and its wait is found by the scan
 // of its own leave: the wait returns with the monitor. A null condition gives false; neither
-// changes the status.
+// changes the status, and a Leave without Enter leaves the monitor free.
 TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
 {
     MTMonitor monitor;
@@ -107,6 +107,11 @@ TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
     });
     JoinAll(threads, finished);
     EXPECT_EQ(0u, monitor.GetStatus());
+    monitor.Leave();  // without Enter: the lock is already free and stays usable
+    threads.clear();
+    threads.emplace_back([&] { monitor.Enter(), monitor.Leave(), ++finished; });
+    finished = 0;
+    JoinAll(threads, finished);
 }
 
 // Producers and consumers on a bounded buffer, each waiting for room or for an item: every item
