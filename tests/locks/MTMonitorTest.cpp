@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 #include <pthread.h>
@@ -17,18 +18,12 @@ using namespace weft::test;
 
 namespace
 {
-struct FlagCondition : MTCondition
+// A condition whose test is the function given.
+struct Test : MTCondition
 {
-    explicit FlagCondition(const bool& flag) : m_flag(flag) {}
-    bool IsSatisfied() override { return m_flag; }
-    const bool& m_flag;
-};
-
-// False when the waiter tests it, true from the monitor's scan on.
-struct TurnsTrue : MTCondition
-{
-    bool IsSatisfied() override { return ++m_calls > 1; }
-    int m_calls = 0;
+    explicit Test(std::function<bool()> test) : m_test(std::move(test)) {}
+    bool IsSatisfied() override { return m_test(); }
+    std::function<bool()> m_test;
 };
 
 // Waits for the threads to finish; a thread still blocked in the monitor then is a failure, and
@@ -60,7 +55,7 @@ TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
     for (int i = 0; i < 3; ++i)
     {
         threads.emplace_back([&, i] {
-            FlagCondition condition(ok[i]);
+            Test condition([&, i] { return ok[i]; });
             monitor.Enter();
             ready.Set();
             EXPECT_TRUE(monitor.WaitForCondition(&condition));
@@ -98,7 +93,8 @@ TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
     std::vector<std::thread> threads;
     std::atomic<int> finished{0};
     threads.emplace_back([&] {
-        TurnsTrue condition;
+        int calls = 0;
+        Test condition([&] { return ++calls > 1; });  // false to the waiter, true to its scan
         monitor.Enter();
         EXPECT_FALSE(monitor.WaitForCondition(nullptr));
         EXPECT_TRUE(monitor.WaitForCondition(&condition));
@@ -121,9 +117,7 @@ TEST(MTMonitorTest, ProducersAndConsumersOnABoundedBufferLoseAndRepeatNothing)
     constexpr int Producers = 3, PerProducer = 2000, Capacity = 4;
     MTMonitor monitor;
     std::deque<int> buffer;
-    struct : MTCondition { std::deque<int>* b; bool IsSatisfied() override { return b->size() < Capacity; } } room;
-    struct : MTCondition { std::deque<int>* b; bool IsSatisfied() override { return !b->empty(); } } item;
-    room.b = item.b = &buffer;
+    Test room([&] { return buffer.size() < Capacity; }), item([&] { return !buffer.empty(); });
     std::vector<int> taken(Producers * PerProducer, 0);
     std::vector<std::thread> threads;
     std::atomic<int> finished{0};
