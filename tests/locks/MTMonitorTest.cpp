@@ -19,9 +19,9 @@ using namespace weft::test;
 namespace
 {
 // A condition whose test is the function given.
-struct Test : MTCondition
+struct Holds : MTCondition
 {
-    explicit Test(std::function<bool()> test) : m_test(std::move(test)) {}
+    explicit Holds(std::function<bool()> test) : m_test(std::move(test)) {}
     bool IsSatisfied() override { return m_test(); }
     std::function<bool()> m_test;
 };
@@ -55,7 +55,7 @@ TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
     for (int i = 0; i < 3; ++i)
     {
         threads.emplace_back([&, i] {
-            Test condition([&, i] { return ok[i]; });
+            Holds condition([&, i] { return ok[i]; });
             monitor.Enter();
             ready.Set();
             EXPECT_TRUE(monitor.WaitForCondition(&condition));
@@ -94,7 +94,7 @@ TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
     std::atomic<int> finished{0};
     threads.emplace_back([&] {
         int calls = 0;
-        Test condition([&] { return ++calls > 1; });  // false to the waiter, true to its scan
+        Holds condition([&] { return ++calls > 1; });  // false to the waiter, true to its scan
         monitor.Enter();
         EXPECT_FALSE(monitor.WaitForCondition(nullptr));
         EXPECT_TRUE(monitor.WaitForCondition(&condition));
@@ -117,7 +117,7 @@ TEST(MTMonitorTest, ProducersAndConsumersOnABoundedBufferLoseAndRepeatNothing)
     constexpr int Producers = 3, PerProducer = 2000, Capacity = 4;
     MTMonitor monitor;
     std::deque<int> buffer;
-    Test room([&] { return buffer.size() < Capacity; }), item([&] { return !buffer.empty(); });
+    Holds room([&] { return buffer.size() < Capacity; }), item([&] { return !buffer.empty(); });
     std::vector<int> taken(Producers * PerProducer, 0);
     std::vector<std::thread> threads;
     std::atomic<int> finished{0};
