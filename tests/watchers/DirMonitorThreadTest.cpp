@@ -243,18 +243,25 @@ TEST(FileMonitorThreadTest, TellsItsFilesChangesAndNotItsNeighbours)
     int k = 0;
     // The file comes whole, by a rename: a write after the creation could be told apart from it.
     TempDir staging("filestage");
-    const auto created = Prime(owner, dir, [&](const TempDir&, int n) {
-        WriteBytes(staging / "next", std::string(n + 1, 'x'));
+    auto replace = [&](size_t size, const FILETIME* written) {
+        WriteBytes(staging / "next", std::string(size, 'x'));
+        HANDLE next = CreateFileA((staging / "next").c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        SetFileTime(next, nullptr, nullptr, written);
+        CloseHandle(next);
         MoveFileExA((staging / "next").c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING);
-    }, k);
+    };
+    const auto created = Prime(owner, dir, [&](const TempDir&, int n) { replace(n + 1, nullptr); }, k);
     ASSERT_TRUE(created.has_value());
     EXPECT_EQ(DirLParam, created->lParam);
     EXPECT_TRUE(monitor.DoesFileExist());
     for (int i = 0; i < 3; ++i)
         NewFile(dir, k++);
     EXPECT_TRUE(owner.NothingWithin()) << "a neighbour's change was told";
-    Append(file, 3);
-    ASSERT_TRUE(owner.Next().has_value()) << "a write that grew the file was not told";
+    // Grown with its date kept, so that only the size tells.
+    WIN32_FILE_ATTRIBUTE_DATA before = {};
+    GetFileAttributesExA(file.c_str(), GetFileExInfoStandard, &before);
+    replace(before.nFileSizeLow + 7, &before.ftLastWriteTime);
+    ASSERT_TRUE(owner.Next().has_value()) << "a file that grew was not told";
     EXPECT_TRUE(owner.NothingWithin()) << "one write gave more than one message";
     DeleteFileA(file.c_str());
     ASSERT_TRUE(owner.Next().has_value()) << "the deletion was not told";
