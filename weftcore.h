@@ -32,5 +32,6 @@
 #include "jobs/ZipThread.h"
 
 #include "app/SingleAdminGate.h"
+#include "app/SingleInstanceApp.h"
 
 #include "weftbase/WeftBase.h"

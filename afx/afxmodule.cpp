@@ -1,8 +1,12 @@
-// The framework's process-wide state lives here, in one module.
+// The framework's process-wide state lives here, in one module, with the slot of each
+// thread's own state.
 #include "afxdllx.h"
+#include "afxstat_.h"
 
 namespace
 {
+DWORD g_threadStateSlot = TLS_OUT_OF_INDEXES;
+
 struct ModuleState : AFX_MODULE_STATE
 {
     ModuleState() { InitializeCriticalSection(&m_lockLibraries); }
@@ -15,6 +19,51 @@ ModuleState g_moduleState;
 AFX_MODULE_STATE* AFXAPI AfxGetModuleState()
 {
     return &g_moduleState;
+}
+
+AFX_THREAD_STATE* AfxGetThreadState()
+{
+    auto* state = static_cast<AFX_THREAD_STATE*>(::TlsGetValue(g_threadStateSlot));
+    if (!state)
+    {
+        state = new AFX_THREAD_STATE;
+        ::TlsSetValue(g_threadStateSlot, state);
+    }
+    return state;
+}
+
+namespace
+{
+void FreeThreadState()
+{
+    if (g_threadStateSlot == TLS_OUT_OF_INDEXES)
+        return;
+    if (auto* state = static_cast<AFX_THREAD_STATE*>(::TlsGetValue(g_threadStateSlot)))
+    {
+        state->FreeTemporaryMap();
+        delete state;
+        ::TlsSetValue(g_threadStateSlot, nullptr);
+    }
+}
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE /*hInstance*/, DWORD reason, LPVOID /*reserved*/)
+{
+    switch (reason)
+    {
+    case DLL_PROCESS_ATTACH:
+        g_threadStateSlot = ::TlsAlloc();
+        return g_threadStateSlot != TLS_OUT_OF_INDEXES;
+    case DLL_THREAD_DETACH:
+        FreeThreadState();
+        break;
+    case DLL_PROCESS_DETACH:
+        FreeThreadState();
+        if (g_threadStateSlot != TLS_OUT_OF_INDEXES)
+            ::TlsFree(g_threadStateSlot);
+        break;
+    }
+    return TRUE;
 }
 
 BOOL AFXAPI AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE hModule)

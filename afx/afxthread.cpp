@@ -1,13 +1,24 @@
 // CWinThread and the thread entry of the framework.
-#include "afxwin.h"
+#include "afxstat_.h"
 
 #include <process.h>
 
-namespace
+const AFX_MSGMAP* PASCAL CCmdTarget::GetThisMessageMap()
 {
-// The thread object of each framework thread; one slot for the process.
-DWORD g_tlsThread = TlsAlloc();
-}  // namespace
+    static const AFX_MSGMAP_ENTRY entries[] = {{0, 0, 0, 0, 0, nullptr}};
+    static const AFX_MSGMAP messageMap = {nullptr, &entries[0]};
+    return &messageMap;
+}
+
+const AFX_MSGMAP* CCmdTarget::GetMessageMap() const
+{
+    return GetThisMessageMap();
+}
+
+IMPLEMENT_DYNAMIC(CWinThread, CObject)
+
+BEGIN_MESSAGE_MAP(CWinThread, CCmdTarget)
+END_MESSAGE_MAP()
 
 CWinThread::CWinThread() = default;
 
@@ -42,13 +53,13 @@ BOOL CWinThread::CreateThread(DWORD dwCreateFlags, UINT nStackSize, LPSECURITY_A
 unsigned __stdcall CWinThread::ThreadEntry(void* pThis)
 {
     CWinThread* self = static_cast<CWinThread*>(pThis);
-    TlsSetValue(g_tlsThread, self);
+    AfxGetThreadState()->m_pCurrentWinThread = self;
     UINT code;
     if (self->m_pfnThreadProc)
         code = self->m_pfnThreadProc(self->m_pThreadParams);
     else
         code = self->InitInstance() ? static_cast<UINT>(self->Run()) : static_cast<UINT>(self->ExitInstance());
-    TlsSetValue(g_tlsThread, nullptr);
+    AfxGetThreadState()->m_pCurrentWinThread = nullptr;
     self->Delete();
     return code;
 }
@@ -80,18 +91,32 @@ BOOL CWinThread::InitInstance()
 
 int CWinThread::Run()
 {
-    MSG msg;
-    while (::GetMessageA(&msg, nullptr, 0, 0) > 0)
+    while (::GetMessageA(&m_msgCur, nullptr, 0, 0) > 0)
     {
-        ::TranslateMessage(&msg);
-        ::DispatchMessageA(&msg);
+        if (PreTranslateMessage(&m_msgCur))
+            continue;
+        ::TranslateMessage(&m_msgCur);
+        ::DispatchMessageA(&m_msgCur);
+        if (!::PeekMessageA(&m_msgCur, nullptr, 0, 0, PM_NOREMOVE))
+            OnIdle(0);
     }
     return ExitInstance();
 }
 
+BOOL CWinThread::PreTranslateMessage(MSG* /*pMsg*/)
+{
+    return FALSE;
+}
+
+BOOL CWinThread::OnIdle(LONG /*lCount*/)
+{
+    AfxGetThreadState()->FreeTemporaryMap();
+    return FALSE;
+}
+
 int CWinThread::ExitInstance()
 {
-    return 0;
+    return m_msgCur.message == WM_QUIT ? static_cast<int>(m_msgCur.wParam) : 0;
 }
 
 void CWinThread::Delete()
@@ -115,15 +140,32 @@ CWinThread* AFXAPI AfxBeginThread(AFX_THREADPROC pfnThreadProc, LPVOID pParam, i
     return thread;
 }
 
+CWinThread* AFXAPI AfxBeginThread(CRuntimeClass* pThreadClass, int nPriority, UINT nStackSize, DWORD dwCreateFlags,
+                                  LPSECURITY_ATTRIBUTES lpSecurityAttrs)
+{
+    CWinThread* thread = pThreadClass ? static_cast<CWinThread*>(pThreadClass->CreateObject()) : nullptr;
+    if (!thread)
+        AfxThrowMemoryException();
+    if (!thread->CreateThread(dwCreateFlags | CREATE_SUSPENDED, nStackSize, lpSecurityAttrs))
+    {
+        thread->Delete();
+        return nullptr;
+    }
+    thread->SetThreadPriority(nPriority);
+    if (!(dwCreateFlags & CREATE_SUSPENDED))
+        thread->ResumeThread();
+    return thread;
+}
+
 CWinThread* AFXAPI AfxGetThread()
 {
-    return static_cast<CWinThread*>(TlsGetValue(g_tlsThread));
+    return AfxGetThreadState()->m_pCurrentWinThread;
 }
 
 void AFXAPI AfxEndThread(UINT nExitCode, BOOL bDelete)
 {
     CWinThread* self = AfxGetThread();
-    TlsSetValue(g_tlsThread, nullptr);
+    AfxGetThreadState()->m_pCurrentWinThread = nullptr;
     if (self && bDelete)
         self->Delete();
     _endthreadex(nExitCode);

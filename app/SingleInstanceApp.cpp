@@ -1,0 +1,109 @@
+#include "app/SingleInstanceApp.h"
+
+#include "app/SingleAppMonitor.h"
+#include "module/CodedTexts.h"
+#include "weftbase/StringUtils.h"
+
+#include <atomic>
+
+BEGIN_MESSAGE_MAP(SingleInstanceApp, CWinApp)
+END_MESSAGE_MAP()
+
+SingleInstanceApp::SingleInstanceApp(bool usePathName)
+    : CWinApp(nullptr), m_bUsePathName(usePathName), m_nSpecialCommandID(0), m_pInstanceEvent(nullptr),
+      m_pShutdownEvent(nullptr), m_pMonitorThread(nullptr)
+{
+}
+
+SingleInstanceApp::~SingleInstanceApp()
+{
+    bool threadEnded = true;
+    if (m_pShutdownEvent)
+    {
+        // The thread object deletes itself as the thread ends, closing m_hThread; so the handle
+        // is copied while the thread still waits, and the wait uses the copy.
+        HANDLE thread = nullptr;
+        if (m_pMonitorThread && m_pMonitorThread->m_hThread &&
+            !::DuplicateHandle(::GetCurrentProcess(), m_pMonitorThread->m_hThread, ::GetCurrentProcess(), &thread,
+                               SYNCHRONIZE, FALSE, 0))
+            threadEnded = false;
+        m_pShutdownEvent->SetEvent();
+        if (thread)
+        {
+            ::WaitForSingleObject(thread, INFINITE);
+            ::CloseHandle(thread);
+        }
+        // A thread that cannot be waited for may still use the events: they are left to it.
+        if (threadEnded)
+            delete m_pShutdownEvent;
+        m_pShutdownEvent = nullptr;
+    }
+    if (m_pInstanceEvent)
+    {
+        if (threadEnded)
+            delete m_pInstanceEvent;
+        m_pInstanceEvent = nullptr;
+    }
+    m_pMonitorThread = nullptr;
+}
+
+BOOL SingleInstanceApp::InitInstance()
+{
+    DWORD opened = 0;
+    try
+    {
+        const CString name =
+            m_bUsePathName ? GetUniqueAppPathName() : CString(AfxGetModuleState()->m_lpszCurrentAppName);
+        m_pInstanceEvent = new CEvent(FALSE, FALSE, name, nullptr);
+        opened = ::GetLastError();
+    }
+    catch (CResourceException* e)
+    {
+        e->Delete();
+        m_pInstanceEvent = nullptr;
+        return 0;
+    }
+    if (opened == ERROR_ALREADY_EXISTS)
+    {
+        m_pInstanceEvent->SetEvent();
+        return 0;
+    }
+    try
+    {
+        m_pShutdownEvent = new CEvent(FALSE, FALSE, nullptr, nullptr);
+    }
+    catch (CResourceException* e)
+    {
+        e->Delete();
+        m_pShutdownEvent = nullptr;
+        return 0;
+    }
+    try
+    {
+        m_pMonitorThread = AfxBeginThread(RUNTIME_CLASS(CSingleAppMonitor), 0, 0, 0, nullptr);
+    }
+    catch (CMemoryException* e)
+    {
+        e->Delete();
+        m_pMonitorThread = nullptr;
+    }
+    return 1;
+}
+
+void SingleInstanceApp::SetSpecialCommandID(unsigned int id)
+{
+    std::atomic_ref<unsigned int>(m_nSpecialCommandID).store(id);
+}
+
+CString SingleInstanceApp::GetUniqueAppPathName()
+{
+    // One character beyond the size passed, so that a cut path is always terminated.
+    char buffer[MAX_PATH + 1] = {};
+    ::GetModuleFileNameA(m_hInstance, buffer, MAX_PATH);
+    CString name(buffer);
+    name.Replace(":", "_");
+    name.Replace(" ", "_");
+    name.Replace("\\", "_");
+    name.Replace(StringUtils::DecryptText(CodedTexts::SingleInstanceStripText), "");
+    return name;
+}
