@@ -8,16 +8,15 @@ namespace weft::test
 {
 enum SingleAppReport : UINT
 {
-    ReportInit = WM_APP + 1,  // wParam: what SingleInstanceApp::InitInstance gave
-    ReportReady,              // wParam: the main thread's id; lParam: the main window or 0
-    ReportActivated,          // lParam: the window of the application that became active
-    ReportCommand,            // wParam, lParam: those of the WM_COMMAND that arrived
-    ReportRestored,           // lParam: the window that left the minimised state
+    ReportStarted = WM_APP + 1,  // wParam: the first instance's main thread, 0 for a later one; lParam: its main window
+    ReportActivated,             // lParam: the window of the application that became active
+    ReportCommand,               // wParam, lParam: those of the WM_COMMAND that arrived
+    ReportRestored,              // lParam: the window that left the minimised state
 };
 
 enum SingleAppOrder : UINT
 {
-    OrderMakeWindow = WM_APP + 50,  // makes the visible main window now, then reports ready
+    OrderMakeWindow = WM_APP + 50,  // makes the visible main window now, then reports started again
     OrderQuit,                      // ends the message loop; the exit code is FirstInstanceExit
 };
 

@@ -4,6 +4,7 @@
 #include "support/OwnerWindow.h"
 #include "weftbase/WeftBaseTestFiles.h"
 
+#include <algorithm>
 #include <memory>
 
 using namespace weft::test;
@@ -15,35 +16,55 @@ constexpr UINT TakeForeground = WM_APP + 99;
 class SingleInstanceAppTest : public ::testing::Test
 {
 protected:
-    // The owner window's thread answers TakeForeground by bringing a window of its own to the
-    // front, so that an activation of the application afterwards is its monitor's doing.
-    SingleInstanceAppTest()
-        : m_owner([this](const OwnerWindow::Message& m) {
-              if (m.msg != TakeForeground)
-                  return;
-              if (!m_decoy)
-                  m_decoy = CreateWindowExA(0, "STATIC", "decoy", WS_POPUP | WS_VISIBLE, 0, 0, 50, 50, nullptr,
-                                            nullptr, nullptr, nullptr);
-              SetForegroundWindow(m_decoy);
-          })
+    struct First
     {
-    }
+        ChildProcess* process;
+        DWORD thread;
+        HWND window;
+    };
 
-    // A copy of the application, as dir\<name>.exe.
-    std::string Copy(const std::string& dir, const std::string& name)
+    // A copy of the application, as dir\<unique name>.exe, or with the name given.
+    std::string Copy(const std::string& dir, std::string name = "")
     {
         CreateDirectoryA((m_dir / dir).c_str(), nullptr);
-        const std::string exe = m_dir / (dir + "\\" + name + ".exe");
+        const std::string exe = m_dir / (dir + "\\" + (name.empty() ? UniqueName("app") : name) + ".exe");
         EXPECT_TRUE(CopyFileA((ExeDir() + "weft_single_app.exe").c_str(), exe.c_str(), FALSE));
         return exe;
     }
 
-    ChildProcess& Start(const std::string& exe, std::vector<std::string> args = {})
+    // Starts an instance and waits for its start report (passing over others).
+    First Start(const std::string& exe, std::vector<std::string> args = {})
     {
         args.insert(args.begin(), {"--report", std::to_string(reinterpret_cast<UINT_PTR>(m_owner.Handle()))});
         m_started.push_back(std::make_unique<ChildProcess>(exe, args));
-        EXPECT_TRUE(m_started.back()->Started()) << exe;
-        return *m_started.back();
+        auto started = Await(ReportStarted);
+        m_mark = m_owner.Count();
+        return {m_started.back().get(), started ? static_cast<DWORD>(started->wParam) : 0,
+                started ? reinterpret_cast<HWND>(started->lParam) : nullptr};
+    }
+
+    First StartFirst(const std::string& exe, std::vector<std::string> args = {})
+    {
+        const First first = Start(exe, args);
+        EXPECT_NE(0u, first.thread) << exe << " did not start as the first instance";
+        return first;
+    }
+
+    // Brings a window of the test to the front (so that a later activation of the application is
+    // its monitor's doing), then starts a later instance and waits for it to give up.
+    void StartLater(const std::string& exe, std::vector<std::string> args = {})
+    {
+        PostMessageA(m_owner.Handle(), TakeForeground, 0, 0);
+        Await(TakeForeground);
+        const First later = Start(exe, args);
+        EXPECT_EQ(0u, later.thread);
+        EXPECT_EQ(LaterInstanceExit, later.process->WaitExit(MustHappenMs())) << exe;
+    }
+
+    void Quit(const First& first)
+    {
+        EXPECT_TRUE(PostThreadMessageA(first.thread, OrderQuit, 0, 0));
+        EXPECT_EQ(FirstInstanceExit, first.process->WaitExit(MustHappenMs()));
     }
 
     // The next report of the kind, passing over others; nothing if it did not come in time.
@@ -56,58 +77,32 @@ protected:
         return std::nullopt;
     }
 
-    struct First
+    // True if a report of the kind comes after the last start, within the must-not window.
+    bool Comes(UINT kind) const
     {
-        ChildProcess* process = nullptr;
-        DWORD thread = 0;
-        HWND window = nullptr;
-    };
-
-    // A first instance, once it has reported ready. Reports before it are passed over.
-    First StartFirst(const std::string& exe, std::vector<std::string> args = {})
-    {
-        First first{&Start(exe, args)};
-        auto init = Await(ReportInit);
-        EXPECT_TRUE(init && init->wParam == 1) << exe << " did not start as the first instance";
-        if (auto ready = Await(ReportReady))
-        {
-            first.thread = static_cast<DWORD>(ready->wParam);
-            first.window = reinterpret_cast<HWND>(ready->lParam);
-        }
-        m_mark = m_owner.Count();
-        return first;
+        return WaitUntil([&] {
+            const auto all = m_owner.Messages();
+            return std::any_of(all.begin() + static_cast<std::ptrdiff_t>(m_mark), all.end(), [&](auto& m) { return m.msg == kind; });
+        }, MustNotHappenMs());
     }
 
-    // Starts a later instance and waits for it to give up; then the foreground is the decoy's.
-    void StartLater(const std::string& exe, std::vector<std::string> args = {})
+    static ::testing::AssertionResult EventExists(const std::string& name)
     {
-        PostMessageA(m_owner.Handle(), TakeForeground, 0, 0);
-        Await(TakeForeground);
-        EXPECT_EQ(LaterInstanceExit, Start(exe, args).WaitExit(MustHappenMs())) << exe;
-        auto init = Await(ReportInit);
-        EXPECT_TRUE(init && init->wParam == 0);
-    }
-
-    void Quit(const First& first)
-    {
-        EXPECT_TRUE(PostThreadMessageA(first.thread, OrderQuit, 0, 0));
-        EXPECT_EQ(FirstInstanceExit, first.process->WaitExit(MustHappenMs()));
-    }
-
-    // True if a report of the kind came after the last first instance was ready.
-    bool Reported(UINT kind) const
-    {
-        const auto all = m_owner.Messages();
-        for (size_t i = m_mark; i < all.size(); ++i)
-            if (all[i].msg == kind)
-                return true;
-        return false;
+        HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, name.c_str());
+        if (!event)
+            return ::testing::AssertionFailure() << "no event " << name;
+        CloseHandle(event);
+        return ::testing::AssertionSuccess();
     }
 
     TempDir m_dir{"single"};
-    HWND m_decoy = nullptr;
     size_t m_mark = 0;
-    OwnerWindow m_owner;
+    HWND m_decoy = nullptr;
+    OwnerWindow m_owner{[this](const OwnerWindow::Message& m) {
+        if (m.msg == TakeForeground && (m_decoy || (m_decoy = CreateWindowExA(0, "STATIC", "", WS_POPUP | WS_VISIBLE, 0,
+                                                                              0, 9, 9, nullptr, nullptr, nullptr, nullptr))))
+            SetForegroundWindow(m_decoy);
+    }};
     std::vector<std::unique_ptr<ChildProcess>> m_started;
 };
 
@@ -122,8 +117,7 @@ TEST_F(SingleInstanceAppTest, ALaterStartEndsAndTheFirstActivatesAsItsWindowAsks
         const char* mode;
         unsigned command;
         Target activated;
-        bool commandSent;
-        bool restored;
+        bool commandSent, restored;
     } cases[] = {
         {"visible", 7, Main, false, false},   {"hidden", 7, None, true, false},   {"hidden", 0, None, false, false},
         {"minimised", 7, Main, false, true},  {"dialog", 7, Popup, false, false},
@@ -131,35 +125,29 @@ TEST_F(SingleInstanceAppTest, ALaterStartEndsAndTheFirstActivatesAsItsWindowAsks
     for (const auto& c : cases)
     {
         SCOPED_TRACE(std::string(c.mode) + " " + std::to_string(c.command));
-        const std::string exe = Copy(c.mode + std::to_string(c.command), UniqueName("app"));
+        const std::string exe = Copy(c.mode + std::to_string(c.command));
         const First first = StartFirst(exe, {"--mode", c.mode, "--command", std::to_string(c.command)});
-        const HWND window = first.window;
-        ASSERT_NE(nullptr, window);
+        ASSERT_NE(nullptr, first.window);
         StartLater(exe);
         if (c.commandSent)
         {
             auto command = Await(ReportCommand);
-            ASSERT_TRUE(command);
-            EXPECT_EQ(c.command, command->wParam);
-            EXPECT_EQ(0, command->lParam);
+            EXPECT_TRUE(command && command->wParam == c.command && command->lParam == 0);
         }
         if (c.activated != None)
         {
             auto active = Await(ReportActivated);
-            ASSERT_TRUE(active);
-            const HWND target = reinterpret_cast<HWND>(active->lParam);
-            const bool expected = c.activated == Main ? target == window
-                                                      : target != window && GetWindow(target, GW_OWNER) == window;
-            EXPECT_TRUE(expected) << "activated " << target << ", main window " << window;
+            const HWND target = active ? reinterpret_cast<HWND>(active->lParam) : nullptr;
+            EXPECT_TRUE(c.activated == Main ? target == first.window
+                                            : target != first.window && GetWindow(target, GW_OWNER) == first.window);
         }
         if (c.restored)
         {
-            EXPECT_TRUE(Await(ReportRestored));
-            EXPECT_FALSE(IsIconic(window));
+            EXPECT_TRUE(Await(ReportRestored) && !IsIconic(first.window));
         }
         if (!c.commandSent)
         {
-            EXPECT_FALSE(WaitUntil([&] { return Reported(ReportCommand); }, MustNotHappenMs()));
+            EXPECT_FALSE(Comes(ReportCommand));
         }
         Quit(first);
     }
@@ -172,23 +160,22 @@ TEST_F(SingleInstanceAppTest, TheMonitorWaitsOnAfterAWakeItCannotServe)
     for (const char* mode : {"none", "detached"})
     {
         SCOPED_TRACE(mode);
-        const std::string exe = Copy(mode, UniqueName("app"));
-        const First first = StartFirst(exe, {"--mode", mode});
+        const std::string exe = Copy(mode);
+        First first = StartFirst(exe, {"--mode", mode});
         StartLater(exe);
         ASSERT_TRUE(PostThreadMessageA(first.thread, OrderMakeWindow, 0, 0));
-        auto ready = Await(ReportReady);
-        ASSERT_TRUE(ready && ready->lParam != 0);
+        auto made = Await(ReportStarted);
+        ASSERT_TRUE(made && made->lParam != 0);
         StartLater(exe);
         auto active = Await(ReportActivated);
-        ASSERT_TRUE(active);
-        EXPECT_EQ(ready->lParam, active->lParam);
+        EXPECT_TRUE(active && active->lParam == made->lParam);
         Quit(first);
     }
 }
 
 // The instance event is named after the application (here the program's file name), or after
-// the program's path with ':', blanks and backslashes made '_' and ".exe" removed. Once the
-// first instance has ended, the next start is a first one again.
+// the program's path with ':', blanks and backslashes made '_' and ".exe" removed, case kept.
+// Once the first instance has ended, the next start is a first one again.
 TEST_F(SingleInstanceAppTest, InstancesAreNamedAfterTheApplicationOrItsPath)
 {
     const std::string name = UniqueName("app");
@@ -196,56 +183,35 @@ TEST_F(SingleInstanceAppTest, InstancesAreNamedAfterTheApplicationOrItsPath)
 
     // One name: the copies exclude each other, until the first ends.
     const First first = StartFirst(a);
-    HANDLE named = OpenEventA(SYNCHRONIZE, FALSE, name.c_str());
-    EXPECT_NE(nullptr, named) << name;
-    if (named)
-        CloseHandle(named);
+    EXPECT_TRUE(EventExists(name));
     StartLater(b);
     Quit(first);
     const First byName = StartFirst(b);
 
-    // Path names: both copies run, beside the one named after the application.
-    const First pathA = StartFirst(a, {"--path"});
-    const First pathB = StartFirst(b, {"--path"});
-    std::string expected = a.substr(0, a.size() - 4);
-    for (char& ch : expected)
-        if (ch == ':' || ch == ' ' || ch == '\\')
-            ch = '_';
-    named = OpenEventA(SYNCHRONIZE, FALSE, expected.c_str());
-    EXPECT_NE(nullptr, named) << expected;
-    if (named)
-        CloseHandle(named);
-    StartLater(a, {"--path"});
-    for (const First& f : {byName, pathA, pathB})
-        Quit(f);
-}
-
-// The same program started through a path in other case is another instance.
-TEST_F(SingleInstanceAppTest, APathInOtherCaseIsAnotherInstance)
-{
-    const std::string exe = Copy("case", UniqueName("app"));
-    std::string upper = exe;
+    // Path names: both copies run beside it, and so does a's path in capitals.
+    std::string upper = a, expected = a.substr(0, a.size() - 4);
     CharUpperBuffA(upper.data(), static_cast<DWORD>(upper.size()));
-    const First first = StartFirst(exe, {"--path"});
-    const First second = StartFirst(upper, {"--path"});
-    Quit(first);
-    Quit(second);
+    for (char& ch : expected)
+        ch = ch == ':' || ch == ' ' || ch == '\\' ? '_' : ch;
+    const First running[] = {byName, StartFirst(a, {"--path"}), StartFirst(b, {"--path"}), StartFirst(upper, {"--path"})};
+    EXPECT_TRUE(EventExists(expected));
+    StartLater(a, {"--path"});
+    for (const First& f : running)
+        Quit(f);
 }
 
 // No usable name: an empty one names no event, so every start is a first one; a name taken by
 // a kernel object of another kind gives no event, and the start ends as a later one would.
 TEST_F(SingleInstanceAppTest, AnEmptyOrTakenNameDoesNotExclude)
 {
-    const std::string exe = Copy("bad", UniqueName("app"));
-    const First one = StartFirst(exe, {"--name", ""});
-    const First two = StartFirst(exe, {"--name", ""});
-    const std::string taken = UniqueName("taken");
+    const std::string exe = Copy("bad"), taken = UniqueName("taken");
+    const First running[] = {StartFirst(exe, {"--name", ""}), StartFirst(exe, {"--name", ""})};
     HANDLE mutex = CreateMutexA(nullptr, FALSE, taken.c_str());
-    EXPECT_EQ(LaterInstanceExit, Start(exe, {"--name", taken}).WaitExit(MustHappenMs()));
-    auto init = Await(ReportInit);
-    EXPECT_TRUE(init && init->wParam == 0);
+    const First refused = Start(exe, {"--name", taken});
+    EXPECT_EQ(0u, refused.thread);
+    EXPECT_EQ(LaterInstanceExit, refused.process->WaitExit(MustHappenMs()));
     CloseHandle(mutex);
-    Quit(one);
-    Quit(two);
+    for (const First& f : running)
+        Quit(f);
 }
 }  // namespace

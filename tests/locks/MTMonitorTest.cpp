@@ -105,8 +105,8 @@ TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
     EXPECT_EQ(0u, monitor.GetStatus());
     monitor.Leave();  // without Enter: the lock is already free and stays usable
     threads.clear();
-    threads.emplace_back([&] { monitor.Enter(), monitor.Leave(), ++finished; });
     finished = 0;
+    threads.emplace_back([&] { monitor.Enter(), monitor.Leave(), ++finished; });
     JoinAll(threads, finished);
 }
 

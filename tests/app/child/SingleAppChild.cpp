@@ -14,88 +14,65 @@ using namespace weft::test;
 
 namespace
 {
-std::string Option(const char* name, const char* fallback = "")
-{
-    for (int i = 1; i + 1 < __argc; ++i)
-        if (std::string(__argv[i]) == name)
-            return __argv[i + 1];
-    return fallback;
-}
-
-bool Flag(const char* name)
+const char* Option(const char* name, const char* fallback = nullptr)
 {
     for (int i = 1; i < __argc; ++i)
         if (std::string(__argv[i]) == name)
-            return true;
-    return false;
+            return i + 1 < __argc ? __argv[i + 1] : "";
+    return fallback;
 }
-
-HWND g_report = reinterpret_cast<HWND>(std::strtoull(Option("--report", "0").c_str(), nullptr, 10));
 
 void Report(UINT what, WPARAM wParam, LPARAM lParam)
 {
-    ::PostMessageA(g_report, what, wParam, lParam);
+    ::PostMessageA(reinterpret_cast<HWND>(std::strtoull(Option("--report", "0"), nullptr, 10)), what, wParam, lParam);
 }
 
 LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)
 {
     static bool minimised = false;
-    switch (msg)
-    {
-    case WM_ACTIVATE:
-        if (LOWORD(wParam) != WA_INACTIVE)
-            Report(ReportActivated, 0, reinterpret_cast<LPARAM>(wnd));
-        break;
-    case WM_COMMAND:
+    if (msg == WM_ACTIVATE && LOWORD(wParam) != WA_INACTIVE)
+        Report(ReportActivated, 0, reinterpret_cast<LPARAM>(wnd));
+    else if (msg == WM_COMMAND)
         Report(ReportCommand, wParam, lParam);
-        return 0;
-    case WM_SIZE:
-        if (wParam == SIZE_MINIMIZED)
-            minimised = true;
-        else if (wParam == SIZE_RESTORED && minimised)
-        {
-            minimised = false;
-            Report(ReportRestored, 0, reinterpret_cast<LPARAM>(wnd));
-        }
-        break;
-    }
+    else if (msg == WM_SIZE && wParam == SIZE_RESTORED && minimised)
+        Report(ReportRestored, 0, reinterpret_cast<LPARAM>(wnd));
+    if (msg == WM_SIZE)
+        minimised = wParam == SIZE_MINIMIZED;
     return ::DefWindowProcA(wnd, msg, wParam, lParam);
 }
 
-HWND MakeWindow(const char* title, DWORD style, HWND owner)
+HWND MakeWindow(DWORD style, HWND owner)
 {
     WNDCLASSA wc = {};
     wc.lpfnWndProc = WindowProc;
-    wc.hInstance = ::GetModuleHandleA(nullptr);
     wc.lpszClassName = "WeftSingleAppChild";
     ::RegisterClassA(&wc);
-    return ::CreateWindowExA(0, wc.lpszClassName, title, style, 10, 10, 240, 120, owner, nullptr, wc.hInstance,
-                             nullptr);
+    return ::CreateWindowExA(0, wc.lpszClassName, "", style, 10, 10, 240, 120, owner, nullptr, nullptr, nullptr);
 }
 
 class ChildApp : public SingleInstanceApp
 {
 public:
-    ChildApp() : SingleInstanceApp(Flag("--path"))
+    ChildApp() : SingleInstanceApp(Option("--path") != nullptr)
     {
-        if (Flag("--name"))
-            m_pszAppName = ::_strdup(Option("--name").c_str());
+        if (const char* name = Option("--name"))
+            m_pszAppName = ::_strdup(name);
     }
 
     BOOL InitInstance() override
     {
         m_bFirst = SingleInstanceApp::InitInstance() != 0;
-        Report(ReportInit, m_bFirst, ::GetCurrentProcessId());
-        if (!m_bFirst)
-            return FALSE;
-        SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command", "0").c_str())));
-        const std::string mode = Option("--mode", "visible");
-        if (mode == "detached")
-            m_pMainWnd = new CWnd;
-        if (mode != "none" && mode != "detached")
-            Show(mode);
-        Report(ReportReady, ::GetCurrentThreadId(), reinterpret_cast<LPARAM>(m_pMainWnd ? m_pMainWnd->m_hWnd : nullptr));
-        return TRUE;
+        if (m_bFirst)
+        {
+            SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command", "0"))));
+            const std::string mode = Option("--mode", "visible");
+            if (mode == "detached")
+                m_pMainWnd = new CWnd;
+            else if (mode != "none")
+                Show(mode);
+        }
+        Started();
+        return m_bFirst;
     }
 
     BOOL PreTranslateMessage(MSG* msg) override
@@ -105,7 +82,7 @@ public:
         if (msg->message == OrderMakeWindow)
         {
             Show("visible");
-            Report(ReportReady, ::GetCurrentThreadId(), reinterpret_cast<LPARAM>(m_pMainWnd->m_hWnd));
+            Started();
         }
         else if (msg->message == OrderQuit)
             ::PostQuitMessage(FirstInstanceExit);
@@ -115,25 +92,29 @@ public:
     int ExitInstance() override
     {
         delete m_pMainWnd;
-        m_pMainWnd = nullptr;
         return m_bFirst ? CWinApp::ExitInstance() : LaterInstanceExit;
     }
 
 private:
+    void Started()
+    {
+        Report(ReportStarted, m_bFirst ? ::GetCurrentThreadId() : 0,
+               reinterpret_cast<LPARAM>(m_pMainWnd ? m_pMainWnd->m_hWnd : nullptr));
+    }
+
     void Show(const std::string& mode)
     {
-        HWND main = MakeWindow("weft single-instance test", WS_OVERLAPPEDWINDOW, nullptr);
+        HWND main = MakeWindow(WS_OVERLAPPEDWINDOW, nullptr);
         if (!m_pMainWnd)
             m_pMainWnd = new CWnd;
         m_pMainWnd->Attach(main);
-        if (mode == "hidden")
-            return;
-        ::ShowWindow(main, mode == "minimised" ? SW_SHOWMINIMIZED : SW_SHOW);
+        if (mode != "hidden")
+            ::ShowWindow(main, mode == "minimised" ? SW_SHOWMINIMIZED : SW_SHOW);
         if (mode == "dialog")
         {
             // As a modal dialog leaves it: the owner disabled, the dialog its last active popup.
             ::EnableWindow(main, FALSE);
-            ::ShowWindow(MakeWindow("dialog", WS_POPUP | WS_CAPTION, main), SW_SHOW);
+            ::ShowWindow(MakeWindow(WS_POPUP | WS_CAPTION, main), SW_SHOW);
         }
     }
 
