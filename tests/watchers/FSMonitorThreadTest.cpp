@@ -34,7 +34,11 @@ bool Bounded(const std::function<void()>& fn, DWORD ms)
 class FSMonitorThreadTest : public ::testing::Test
 {
 protected:
-    void Watch(bool subtree) { monitor = std::make_unique<FSMonitorThread>(dir.Path().c_str(), FsMsg, owner.Handle(), subtree, FsWParam); }
+    // The folder named without its backslash, which the monitor adds.
+    void Watch(bool subtree)
+    {
+        monitor = std::make_unique<FSMonitorThread>(dir.Path().substr(0, dir.Path().size() - 1).c_str(), FsMsg, owner.Handle(), subtree, FsWParam);
+    }
     void Write(const std::string& name, const char* text = "x") { WriteBytes(dir / name, text); }
     static std::wstring Long(const std::string& path) { return L"\\\\?\\" + std::wstring(path.begin(), path.end()); }
     // The records up to the first that reads last, markers and repeats of one modification left out.
