@@ -67,7 +67,7 @@ protected:
         EXPECT_TRUE(m.msg == FsMsg && m.wParam == FsWParam && at.IsValid());
         const std::string path = record->GetPath().GetString();
         std::lock_guard<std::mutex> hold(lock);
-        got.push_back(std::to_string(record->GetAction()) + " " + (path.starts_with(dir.Path()) ? path.substr(dir.Path().size()) : path));
+        got.push_back(std::to_string(record->GetAction()) + " " + (path.starts_with(dir.Path()) ? path.substr(dir.Path().size()) : "elsewhere " + path));
         delete record;
     }};
     std::unique_ptr<FSMonitorThread> monitor;  // ends before the folder goes
