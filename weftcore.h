@@ -24,6 +24,8 @@
 #include "watchers/DirMonitorThread.h"
 #include "watchers/FileMonitorThread.h"
 #include "watchers/DrivesChangeThread.h"
+#include "watchers/FSChangeNotification.h"
+#include "watchers/FSMonitorThread.h"
 #include "watchers/RegMonitorThread.h"
 
 #include "jobs/DirSummaryThread.h"

@@ -1,6 +1,7 @@
 // A message-only window on the tour's own thread, which pumps it while it waits. Messages sent
 // by the watcher threads with SendNotifyMessageA are handled inside PeekMessage; each one from
-// WM_APP upwards goes to the handler, with the milliseconds since the window was made.
+// WM_APP upwards goes to the handler, with the milliseconds since the window was made; registered
+// messages (0xC000 upwards) too when the window is made for them.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +15,8 @@ class TourWindow
 public:
     using Handler = std::function<void(unsigned long long atMs, UINT msg, WPARAM wParam, LPARAM lParam)>;
 
-    explicit TourWindow(Handler handler) : m_handler(std::move(handler))
+    explicit TourWindow(Handler handler, bool registered = false)
+        : m_handler(std::move(handler)), m_bRegistered(registered)
     {
         WNDCLASSEXA wc = {};
         wc.cbSize = sizeof wc;
@@ -53,7 +55,7 @@ private:
     static LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)
     {
         auto* self = reinterpret_cast<TourWindow*>(GetWindowLongPtrA(wnd, GWLP_USERDATA));
-        if (self != nullptr && msg >= WM_APP && msg <= 0xBFFF)
+        if (self != nullptr && msg >= WM_APP && (msg <= 0xBFFF || self->m_bRegistered))
         {
             ++self->m_nCount;
             self->m_handler(self->Elapsed(), msg, wParam, lParam);
@@ -63,6 +65,7 @@ private:
     }
 
     Handler m_handler;
+    bool m_bRegistered;
     HWND m_hWnd;
     int m_nCount = 0;
     unsigned long long m_nStart;

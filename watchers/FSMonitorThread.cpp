@@ -1,0 +1,285 @@
+#include "watchers/FSMonitorThread.h"
+
+#include "watchers/ReadyThreadSupport.h"
+#include "weftbase/AppLogger.h"
+#include "weftbase/DirUtils.h"
+#include "weftbase/FileUtils.h"
+#include "weftbase/SystemUtils.h"
+
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <string>
+
+namespace
+{
+const char* const LogDirTooShort = "{34F67251-9B1F-4110-AF4E-E1E9EEB02231}";
+const char* const LogDirMissing = "{D4E5489A-8B06-4535-8D48-8A72C172B127}";
+const char* const LogFileTooShort = "{15FAC0C8-60A5-4BA7-98CC-FD0405879D51}";
+const char* const LogFileDirMissing = "{87512771-E8B7-4CF6-8292-42E9654F14EA}";
+const char* const LogEventFailed = "{F56856F2-83B0-43BF-94D1-5893C200AE32}";
+const char* const LogResetFailed = "{688F718F-19F6-40AF-B8F2-736B9E51A86E}";
+
+constexpr unsigned long ChangeBufferSize = 0x400;
+constexpr int NameBufferSize = 0x104;
+constexpr unsigned long FileFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_ATTRIBUTES |
+                                     FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
+constexpr unsigned long TreeFilter = FileFilter | FILE_NOTIFY_CHANGE_DIR_NAME;
+constexpr unsigned long EntryHeader = offsetof(FILE_NOTIFY_INFORMATION, FileName);
+// How long a stop waits for the thread before it cancels again.
+constexpr unsigned long CancelSlice = 10;
+
+void Log(const char* line)
+{
+    if (AppLogger::m_pInstance != nullptr)
+        AppLogger::m_pInstance->AddLine(line);
+}
+
+void LogWithError(const char* line)
+{
+    const CString error = SystemUtils::GetLastError(0);
+    Log((CString(line) + error).GetString());
+}
+
+// The narrow form of an entry's name. It goes through the fixed buffer; a name whose narrow form
+// does not fit there is converted whole instead of cut, so that no record names the wrong file.
+CString Narrow(const wchar_t* text, int length, char* buffer)
+{
+    if (length == 0)
+        return CString();
+    const int written = ::WideCharToMultiByte(CP_ACP, 0, text, length, buffer, NameBufferSize, nullptr, nullptr);
+    if (written > 0)
+        return CString(buffer, written);
+    const int needed = ::WideCharToMultiByte(CP_ACP, 0, text, length, nullptr, 0, nullptr, nullptr);
+    if (needed <= 0)
+        return CString();
+    std::string whole(static_cast<size_t>(needed), '\0');
+    ::WideCharToMultiByte(CP_ACP, 0, text, length, whole.data(), needed, nullptr, nullptr);
+    return CString(whole);
+}
+}  // namespace
+
+FSMonitorThread::FSMonitorThread(const CString& path, unsigned int msg, HWND const wnd, bool subtree,
+                                 unsigned short wParam)
+    : m_bSingleFile(false), m_bSubtree(subtree), m_wParam(wParam), m_nMsg(msg), m_hWnd(wnd), m_pWorker(nullptr),
+      m_strPath(path)
+{
+    if (m_strPath.GetLength() < 3)
+    {
+        Log(LogDirTooShort);
+        return;
+    }
+    if (!DirUtils::DoesDirExist(m_strPath))
+    {
+        Log(LogDirMissing);
+        return;
+    }
+    m_hDir = ::CreateFileA(m_strPath, FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                           nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    DirUtils::EnsureTrailingBackslash(m_strPath);
+    ReadyThreadSupport::StartWorker(m_pWorker, FSMonitorThreadFunc, this);
+}
+
+FSMonitorThread::FSMonitorThread(const CString& path, unsigned int msg, HWND const wnd, unsigned short wParam)
+    : m_bSingleFile(true), m_bSubtree(false), m_wParam(wParam), m_nMsg(msg), m_hWnd(wnd), m_pWorker(nullptr),
+      m_strPath(path)
+{
+    if (m_strPath.GetLength() < 3)
+    {
+        Log(LogFileTooShort);
+        return;
+    }
+    if (!DirUtils::DoesDirExist(DirUtils::ParseParentDir(path)))
+    {
+        Log(LogFileDirMissing);
+        return;
+    }
+    m_hDir = ::CreateFileA(DirUtils::ParsePathFromFile(m_strPath), FILE_LIST_DIRECTORY,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    ReadyThreadSupport::StartWorker(m_pWorker, FSMonitorThreadFunc, this);
+}
+
+FSMonitorThread::~FSMonitorThread()
+{
+    if (m_pWorker != nullptr)
+        EndThread(INFINITE);
+    ReadyThreadSupport::DeleteWorker(m_pWorker);
+    m_hWnd = nullptr;
+}
+
+CString FSMonitorThread::GetPath() const
+{
+    return m_strPath;
+}
+
+void FSMonitorThread::SetPriority(int priority)
+{
+    ReadyThreadSupport::SetPriority(m_pWorker, priority);
+}
+
+int FSMonitorThread::GetPriority() const
+{
+    return ReadyThreadSupport::GetPriority(m_pWorker);
+}
+
+void FSMonitorThread::Pause()
+{
+    ReadyThreadSupport::Pause(m_pWorker);
+}
+
+bool FSMonitorThread::IsPaused() const
+{
+    return ReadyThreadSupport::IsPaused(m_pWorker);
+}
+
+void FSMonitorThread::Resume()
+{
+    ReadyThreadSupport::Resume(m_pWorker);
+}
+
+void FSMonitorThread::Stop(unsigned long timeout)
+{
+    if (m_pWorker == nullptr)
+        return;
+    if (!EndThread(timeout))
+        ::TerminateThread(m_pWorker->GetHandle(), 0);
+}
+
+void FSMonitorThread::CancelRead()
+{
+    if (m_hDir.IsValid())
+        ::CancelIoEx(m_hDir, nullptr);
+}
+
+bool FSMonitorThread::EndThread(unsigned long timeout)
+{
+    // The cancel goes first, so that a thread held in a read comes back and sees the stop.
+    CancelRead();
+    m_pWorker->Stop();
+    // A read issued between that cancel and the stop event would stay pending on a quiet
+    // directory: each slice without an end cancels again. The thread tests for the stop after
+    // each read it issues and before the next, so once the stop is set one more read at most
+    // can begin, and the next cancel ends it.
+    const ULONGLONG start = ::GetTickCount64();
+    for (;;)
+    {
+        unsigned long slice = CancelSlice;
+        if (timeout != INFINITE)
+        {
+            const ULONGLONG spent = ::GetTickCount64() - start;
+            const unsigned long left = spent >= timeout ? 0 : static_cast<unsigned long>(timeout - spent);
+            slice = left < slice ? left : slice;
+        }
+        // Only a time-out means a thread still running; a failed wait (no thread) is passed over.
+        if (::WaitForSingleObject(m_pWorker->GetHandle(), slice) != WAIT_TIMEOUT)
+            return true;
+        if (timeout != INFINITE && ::GetTickCount64() - start >= timeout)
+            return false;
+        CancelRead();
+    }
+}
+
+unsigned int FSMonitorThread::FSMonitorThreadFunc(void* self)
+{
+    FSMonitorThread* monitor = static_cast<FSMonitorThread*>(self);
+    if (monitor == nullptr)
+        return 0;
+    ReadyThreadSupport::AwaitWorker(monitor->m_pWorker);
+    monitor->DoWork();
+    return 0;
+}
+
+bool FSMonitorThread::Read(void* buffer, bool subtree, unsigned long filter, OVERLAPPED& overlapped)
+{
+    return ::ReadDirectoryChangesW(m_hDir, buffer, ChangeBufferSize, subtree ? TRUE : FALSE, filter, nullptr,
+                                   &overlapped, nullptr) != FALSE;
+}
+
+void FSMonitorThread::DoWork()
+{
+    OVERLAPPED overlapped;
+    std::memset(&overlapped, 0, sizeof overlapped);
+    overlapped.hEvent = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (overlapped.hEvent == nullptr)
+    {
+        LogWithError(LogEventFailed);
+        return;
+    }
+    const bool subtree = m_bSubtree && !m_bSingleFile;
+    const unsigned long filter = subtree ? TreeFilter : FileFilter;
+    alignas(DWORD) char changes[ChangeBufferSize];
+    char name[NameBufferSize];
+    std::memset(name, 0, sizeof name);
+    const CString wanted = m_bSingleFile ? FileUtils::ParseFileNameFromPath(m_strPath, true) : CString();
+
+    bool reading = Read(changes, subtree, filter, overlapped);
+    while (reading && !ReadyThreadSupport::StopRequested(m_pWorker))
+    {
+        DWORD bytes = 0;
+        const BOOL done = ::GetOverlappedResult(m_hDir, &overlapped, &bytes, TRUE);
+        const DWORD error = done ? ERROR_SUCCESS : ::GetLastError();
+        if (done && bytes > 0)
+            Walk(changes, bytes, wanted, name);
+        else if ((done || error == ERROR_NOTIFY_ENUM_DIR) && !ReadyThreadSupport::StopRequested(m_pWorker))
+        {
+            // The system dropped changes it could not hold: the owner must look again.
+            if (MayTell())
+                Tell(FILE_ACTION_MODIFIED, m_strPath);
+        }
+        // A cancelled or failed read is passed over: the next read tells whether the handle lives.
+        if (ReadyThreadSupport::StopRequested(m_pWorker))
+            break;
+        if (!::ResetEvent(overlapped.hEvent))
+        {
+            LogWithError(LogResetFailed);
+            break;
+        }
+        if (ReadyThreadSupport::StopRequested(m_pWorker))
+            break;
+        reading = Read(changes, subtree, filter, overlapped);
+    }
+    ::CloseHandle(overlapped.hEvent);
+}
+
+void FSMonitorThread::Walk(const char* changes, unsigned long bytes, const CString& wanted, char* name) const
+{
+    if (bytes > ChangeBufferSize)
+        bytes = ChangeBufferSize;
+    // Every entry, its name included, must lie within the bytes delivered.
+    for (unsigned long offset = 0; offset <= bytes && bytes - offset >= EntryHeader;)
+    {
+        const auto* entry = reinterpret_cast<const FILE_NOTIFY_INFORMATION*>(changes + offset);
+        if (entry->FileNameLength > bytes - offset - EntryHeader)
+            return;
+        const CString converted = Narrow(entry->FileName, static_cast<int>(entry->FileNameLength / 2), name);
+        if (MayTell())
+        {
+            if (!m_bSingleFile)
+                Tell(entry->Action, m_strPath + converted);
+            else if (wanted.Compare(converted) == 0)
+                Tell(entry->Action, m_strPath);
+        }
+        std::memset(name, 0, NameBufferSize);
+        if (entry->NextEntryOffset == 0)
+            return;
+        offset += entry->NextEntryOffset;
+    }
+}
+
+bool FSMonitorThread::MayTell() const
+{
+    return m_hWnd != nullptr && ::IsWindow(m_hWnd) && m_nMsg != 0;
+}
+
+void FSMonitorThread::Tell(unsigned long action, const CString& path) const
+{
+    FSChangeNotification* record = new (std::nothrow) FSChangeNotification();
+    if (record == nullptr)
+        return;  // this change is skipped, the next one still goes
+    record->SetAction(action);
+    record->SetPath(path);
+    // The window was tested for this change; a send that fails now reaches nobody.
+    if (!ReadyThreadSupport::NotifyOwner(m_hWnd, m_nMsg, m_wParam, reinterpret_cast<LPARAM>(record), false))
+        delete record;
+}
