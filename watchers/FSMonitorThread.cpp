@@ -154,9 +154,10 @@ void FSMonitorThread::CancelRead()
 
 bool FSMonitorThread::EndThread(unsigned long timeout)
 {
-    // The cancel goes first, so that a thread held in a read comes back and sees the stop.
-    CancelRead();
+    // The stop is asked before the read is cancelled: a cancelled read that completes as success
+    // with no bytes (as under Wine) is then never taken for dropped changes.
     m_pWorker->Stop();
+    CancelRead();
     // A read issued between that cancel and the stop event would stay pending on a quiet
     // directory: each slice without an end cancels again. The thread tests for the stop after
     // each read it issues and before the next, so once the stop is set one more read at most

@@ -22,9 +22,13 @@ WEFT_CHILD_COMMAND(DefineDrive, "define-drive")
     drive.type = args.size() > 1 ? DRIVE_FIXED : DRIVE_NO_ROOT_DIR;
     drive.size = offsetof(decltype(drive), folder);
     if (args.size() > 1 && args[1].size() < MAX_PATH)
-        std::memcpy(drive.folder, args[1].c_str(), args[1].size() + 1), drive.folderOffset = static_cast<USHORT>(drive.size),
-            drive.size += static_cast<ULONG>(args[1].size() + 1);
-    HANDLE manager = CreateFileW(L"\\\\.\\MountPointManager", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+    {
+        std::memcpy(drive.folder, args[1].c_str(), args[1].size() + 1);
+        drive.folderOffset = static_cast<USHORT>(drive.size);
+        drive.size += static_cast<ULONG>(args[1].size() + 1);
+    }
+    HANDLE manager = CreateFileW(L"\\\\.\\MountPointManager", GENERIC_READ | GENERIC_WRITE,
+                                 FILE_SHARE_READ | FILE_SHARE_WRITE,
                                  nullptr, OPEN_EXISTING, 0, nullptr);
     const DWORD defineHostDrive = CTL_CODE('m', 32, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
     const bool done = DeviceIoControl(manager, defineHostDrive, &drive, drive.size, nullptr, 0, nullptr, nullptr);

@@ -14,7 +14,8 @@ const __int64 DriveLParam = -0x5A5A5A5ALL;
 
 struct DrivesProbe : DrivesChangeThread
 {
-    using DrivesChangeThread::DrivesChangeThread, DrivesChangeThread::DoWork, DrivesChangeThread::m_drives, DrivesChangeThread::m_nPeriod;
+    using DrivesChangeThread::DrivesChangeThread, DrivesChangeThread::DoWork;
+    using DrivesChangeThread::m_drives, DrivesChangeThread::m_nPeriod;
 };
 
 // A free drive letter, defined by the child program on new host folders with a volume label each.
@@ -47,8 +48,13 @@ Lines Told(OwnerWindow& owner)
     Lines told;
     owner.Flush();
     while (const auto m = owner.Next(0))
-        told.push_back(std::string(m->msg == DrivesChangeThread::MSG_DCT_DRIVEADDED ? "added " : m->msg == DrivesChangeThread::MSG_DCT_DRIVEREMOVED ? "removed "
-                        : m->msg == DrivesChangeThread::MSG_DCT_DRIVECHANGED ? "changed " : "other ") + char(m->wParam) + (m->lParam == DriveLParam ? "" : " and another lParam"));
+    {
+        const char* kind = m->msg == DrivesChangeThread::MSG_DCT_DRIVEADDED     ? "added "
+                           : m->msg == DrivesChangeThread::MSG_DCT_DRIVEREMOVED ? "removed "
+                           : m->msg == DrivesChangeThread::MSG_DCT_DRIVECHANGED ? "changed "
+                                                                                : "other ";
+        told.push_back(kind + std::string(1, char(m->wParam)) + (m->lParam == DriveLParam ? "" : " and another lParam"));
+    }
     return told;
 }
 }  // namespace
@@ -63,7 +69,8 @@ TEST(DrivesChangeThreadTest, ADriveComingAndGoingIsToldAfterASilentStart)
     EXPECT_TRUE(owner.NothingWithin()) << "the first passes told the drives present";
     if (!drive.Define("one"))
         GTEST_SKIP() << "this system's mount manager defines no drive on a host folder";
-    ASSERT_TRUE(owner.WaitForCount(1) && drive.Define(nullptr) && owner.WaitForCount(2) && owner.NothingWithin(Scaled(200)));
+    ASSERT_TRUE(owner.WaitForCount(1) && drive.Define(nullptr) && owner.WaitForCount(2));
+    ASSERT_TRUE(owner.NothingWithin(Scaled(200)));
     EXPECT_EQ(Lines({"added " + std::string(1, drive.letter), "removed " + std::string(1, drive.letter)}), Told(owner));
 }
 
@@ -95,7 +102,8 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
             watcher->m_drives = before;
             watcher->DoWork();
             EXPECT_EQ(watcher == &probe ? told : Lines{}, Told(owner));
-            EXPECT_TRUE(baseline.size() == watcher->m_drives.size() && first.m_strDrive == watcher->m_drives[key].m_strDrive);
+            EXPECT_EQ(baseline.size(), watcher->m_drives.size());
+            EXPECT_EQ(first.m_strDrive, watcher->m_drives[key].m_strDrive);
         }
     HostDrive drive;
     if (!drive.Define("one"))
