@@ -17,7 +17,7 @@ CWinApp::CWinApp(LPCSTR lpszAppName)
     m_hThread = ::GetCurrentThread();
     m_nThreadID = ::GetCurrentThreadId();
     AfxGetModuleState()->m_pCurrentWinApp = this;
-    AfxGetThreadState()->m_pCurrentWinThread = this;
+    AfxSetThread(this);
 }
 
 CWinApp::~CWinApp()
@@ -28,9 +28,8 @@ CWinApp::~CWinApp()
         state->m_pCurrentWinApp = nullptr;
         state->m_lpszCurrentAppName = nullptr;
     }
-    AFX_THREAD_STATE* thread = AfxGetThreadState();
-    if (thread->m_pCurrentWinThread == this)
-        thread->m_pCurrentWinThread = nullptr;
+    if (AfxGetThread() == this)
+        AfxSetThread(nullptr);
     std::free(const_cast<char*>(m_pszAppName));
     std::free(const_cast<char*>(m_pszExeName));
     // The pseudo handle of the current thread is not closed.

@@ -1,10 +1,11 @@
-// The framework's process-wide state lives here, in one module, with the slot of each
+// The framework's process-wide state lives here, in one module, with the slots of each
 // thread's own state.
 #include "afxdllx.h"
 #include "afxstat_.h"
 
 namespace
 {
+DWORD g_threadSlot = TLS_OUT_OF_INDEXES;
 DWORD g_threadStateSlot = TLS_OUT_OF_INDEXES;
 
 struct ModuleState : AFX_MODULE_STATE
@@ -21,10 +22,20 @@ AFX_MODULE_STATE* AFXAPI AfxGetModuleState()
     return &g_moduleState;
 }
 
-AFX_THREAD_STATE* AfxGetThreadState()
+CWinThread* AFXAPI AfxGetThread()
+{
+    return static_cast<CWinThread*>(::TlsGetValue(g_threadSlot));
+}
+
+void AfxSetThread(CWinThread* thread)
+{
+    ::TlsSetValue(g_threadSlot, thread);
+}
+
+AFX_THREAD_STATE* AfxGetThreadState(bool create)
 {
     auto* state = static_cast<AFX_THREAD_STATE*>(::TlsGetValue(g_threadStateSlot));
-    if (!state)
+    if (!state && create)
     {
         state = new AFX_THREAD_STATE;
         ::TlsSetValue(g_threadStateSlot, state);
@@ -47,20 +58,25 @@ void FreeThreadState()
 }
 }  // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE /*hInstance*/, DWORD reason, LPVOID /*reserved*/)
+extern "C" BOOL WINAPI DllMain(HINSTANCE /*hInstance*/, DWORD reason, LPVOID reserved)
 {
     switch (reason)
     {
     case DLL_PROCESS_ATTACH:
+        g_threadSlot = ::TlsAlloc();
         g_threadStateSlot = ::TlsAlloc();
-        return g_threadStateSlot != TLS_OUT_OF_INDEXES;
+        return g_threadSlot != TLS_OUT_OF_INDEXES && g_threadStateSlot != TLS_OUT_OF_INDEXES;
     case DLL_THREAD_DETACH:
         FreeThreadState();
         break;
     case DLL_PROCESS_DETACH:
+        // At the end of the process the other threads are gone, perhaps holding the heap: nothing
+        // is freed then. On an unload, the calling thread's state goes with the slots.
+        if (reserved)
+            break;
         FreeThreadState();
-        if (g_threadStateSlot != TLS_OUT_OF_INDEXES)
-            ::TlsFree(g_threadStateSlot);
+        ::TlsFree(g_threadSlot);
+        ::TlsFree(g_threadStateSlot);
         break;
     }
     return TRUE;

@@ -53,13 +53,13 @@ BOOL CWinThread::CreateThread(DWORD dwCreateFlags, UINT nStackSize, LPSECURITY_A
 unsigned __stdcall CWinThread::ThreadEntry(void* pThis)
 {
     CWinThread* self = static_cast<CWinThread*>(pThis);
-    AfxGetThreadState()->m_pCurrentWinThread = self;
+    AfxSetThread(self);
     UINT code;
     if (self->m_pfnThreadProc)
         code = self->m_pfnThreadProc(self->m_pThreadParams);
     else
         code = self->InitInstance() ? static_cast<UINT>(self->Run()) : static_cast<UINT>(self->ExitInstance());
-    AfxGetThreadState()->m_pCurrentWinThread = nullptr;
+    AfxSetThread(nullptr);
     self->Delete();
     return code;
 }
@@ -110,7 +110,8 @@ BOOL CWinThread::PreTranslateMessage(MSG* /*pMsg*/)
 
 BOOL CWinThread::OnIdle(LONG /*lCount*/)
 {
-    AfxGetThreadState()->FreeTemporaryMap();
+    if (AFX_THREAD_STATE* state = AfxGetThreadState(false))
+        state->FreeTemporaryMap();
     return FALSE;
 }
 
@@ -157,15 +158,10 @@ CWinThread* AFXAPI AfxBeginThread(CRuntimeClass* pThreadClass, int nPriority, UI
     return thread;
 }
 
-CWinThread* AFXAPI AfxGetThread()
-{
-    return AfxGetThreadState()->m_pCurrentWinThread;
-}
-
 void AFXAPI AfxEndThread(UINT nExitCode, BOOL bDelete)
 {
     CWinThread* self = AfxGetThread();
-    AfxGetThreadState()->m_pCurrentWinThread = nullptr;
+    AfxSetThread(nullptr);
     if (self && bDelete)
         self->Delete();
     _endthreadex(nExitCode);

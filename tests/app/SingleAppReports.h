@@ -9,7 +9,6 @@ namespace weft::test
 enum SingleAppReport : UINT
 {
     ReportStarted = WM_APP + 1,  // wParam: the first instance's main thread, 0 for a later one; lParam: its main window
-    ReportActivated,             // lParam: the window of the application that became active
     ReportCommand,               // wParam, lParam: those of the WM_COMMAND that arrived
     ReportRestored,              // lParam: the window that left the minimised state
 };

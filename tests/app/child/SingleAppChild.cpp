@@ -30,9 +30,7 @@ void Report(UINT what, WPARAM wParam, LPARAM lParam)
 LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)
 {
     static bool minimised = false;
-    if (msg == WM_ACTIVATE && LOWORD(wParam) != WA_INACTIVE)
-        Report(ReportActivated, 0, reinterpret_cast<LPARAM>(wnd));
-    else if (msg == WM_COMMAND)
+    if (msg == WM_COMMAND)
         Report(ReportCommand, wParam, lParam);
     else if (msg == WM_SIZE && wParam == SIZE_RESTORED && minimised)
         Report(ReportRestored, 0, reinterpret_cast<LPARAM>(wnd));
