@@ -110,20 +110,21 @@ std::string UnixName(const std::string& path)
     return result;
 }
 
-// Info-ZIP zip -6 of the tree, run natively in the tree's folder. Gives the seconds from start
-// to end of its process, or -1 if it could not run.
+// Info-ZIP zip -6 of the tree, run natively; the file names are unique, so paths are left out
+// (-j). Gives the seconds from start to end of its process, or -1 if it could not run.
 double ZipNatively(const std::string& tree, const std::string& out)
 {
     DeleteFileA(out.c_str());
-    const std::string zip = UnixName("Z:\\usr\\bin\\zip"), target = UnixName(out);
-    if (zip.empty() || target.empty())
+    const std::string zip = UnixName("Z:\\usr\\bin\\zip"), shell = UnixName("Z:\\bin\\sh"), target = UnixName(out), source = UnixName(tree);
+    if (zip.empty() || shell.empty() || target.empty() || source.empty())
         return -1;
-    std::string command = zip + " -q -r -6 " + target + " .";
+    // Through a shell, so that the native process gets standard streams of its own.
+    std::string command = shell + " -c \"" + zip + " -q -r -j -6 " + target + " " + source + " </dev/null >/dev/null 2>&1\"";
     STARTUPINFOA si = {};
     si.cb = sizeof si;
     PROCESS_INFORMATION pi = {};
     const double start = NowSeconds();
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, tree.c_str(), &si, &pi))
+    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
         return -1;
     WaitForSingleObject(pi.hProcess, INFINITE);
     const double took = NowSeconds() - start;
@@ -131,6 +132,8 @@ double ZipNatively(const std::string& tree, const std::string& out)
     GetExitCodeProcess(pi.hProcess, &code);
     CloseHandle(pi.hProcess);
     CloseHandle(pi.hThread);
+    if (code != 0)
+        std::fprintf(stderr, "native zip: exit code %lu\n", code);
     return code == 0 && FileUtils::DoesFileExist(out.c_str()) ? took : -1;
 }
 }  // namespace
