@@ -12,13 +12,13 @@ namespace
 {
 // Packs dir (or the list, with dir as its base) into out with ZipThread, telling every second
 // that the job still runs, then its outcome. Gives the job's result.
-bool Pack(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
+bool Pack(bool isDir, const std::string& out, const std::string& dir, const TextArray& files, const char* extra = "")
 {
     using weft::tour::Say;
     weft::tour::TourWindow window([](unsigned long long, UINT, WPARAM, LPARAM) {});
     ZipThread zip;
     Say("packing %s into %s", dir.c_str(), out.c_str());
-    zip.Start(isDir, out.c_str(), dir.c_str(), "", files, 0, window.Handle(), 0);
+    zip.Start(isDir, out.c_str(), dir.c_str(), extra, files, 0, window.Handle(), 0);
     // The end message is posted: it waits in the queue for this loop.
     MSG msg = {};
     while (!PeekMessageA(&msg, window.Handle(), ZipThread::MSG_ZIPTHREAD_DONE, ZipThread::MSG_ZIPTHREAD_DONE, PM_REMOVE))
@@ -57,14 +57,14 @@ WEFT_TOUR_STEP(ZipTour, 52, "Zip job: a temporary tree packed in the background"
     DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
 }
 
-WEFT_TOUR_TOOL(ZipTool, "zip", "DIR OUT.zip   packs the tree DIR into OUT.zip in the background")
+WEFT_TOUR_TOOL(ZipTool, "zip", "DIR OUT.zip [ROOT]   packs the tree DIR into OUT.zip in the background, under ROOT/ if given")
 {
-    if (args.size() != 2)
+    if (args.size() < 2 || args.size() > 3)
     {
-        std::printf("usage: weft_tour zip DIR OUT.zip\n");
+        std::printf("usage: weft_tour zip DIR OUT.zip [ROOT]\n");
         return 2;
     }
-    return Pack(true, args[1], args[0], TextArray()) ? 0 : 1;
+    return Pack(true, args[1], args[0], TextArray(), args.size() == 3 ? args[2].c_str() : "") ? 0 : 1;
 }
 
 WEFT_TOUR_TOOL(OpenTool, "open", "FILE-OR-ADDRESS [ARGUMENT]   launches through the shell, at most about 3.5 s")
