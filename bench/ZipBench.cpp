@@ -110,31 +110,54 @@ std::string UnixName(const std::string& path)
     return result;
 }
 
-// Info-ZIP zip -6 of the tree, run natively; the file names are unique, so paths are left out
-// (-j). Gives the seconds from start to end of its process, or -1 if it could not run.
+// The first bytes of a small file; empty if it cannot be read.
+std::string ReadText(const std::string& path)
+{
+    char text[16] = {};
+    DWORD got = 0;
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return std::string();
+    ReadFile(file, text, sizeof text - 1, &got, nullptr);
+    CloseHandle(file);
+    return std::string(text, got);
+}
+
+// Info-ZIP zip -6 of the tree, run natively by a shell. A native process started from Wine is
+// not one that a wait on its handle follows to its end, so the shell writes zip's exit code to a
+// file as its last step, and the time runs until that file appears. Gives the seconds, or -1 if
+// zip could not run or failed. Real paths are given: the prefix's "dosdevices/c:" link would
+// read to zip as a drive name.
 double ZipNatively(const std::string& tree, const std::string& out)
 {
+    const std::string done = out + ".done";
     DeleteFileA(out.c_str());
-    const std::string zip = UnixName("Z:\\usr\\bin\\zip"), shell = UnixName("Z:\\bin\\sh"), target = UnixName(out), source = UnixName(tree);
-    if (zip.empty() || shell.empty() || target.empty() || source.empty())
+    DeleteFileA(done.c_str());
+    const std::string zip = UnixName("Z:\\usr\\bin\\zip"), target = UnixName(out), source = UnixName(tree),
+                      marker = UnixName(done);
+    if (zip.empty() || target.empty() || source.empty() || marker.empty())
         return -1;
-    // Through a shell, so that the native process gets standard streams of its own.
-    std::string command = shell + " -c \"" + zip + " -q -r -j -6 " + target + " " + source + " </dev/null >/dev/null 2>&1\"";
+    std::string command = "sh -c \"cd \\\"$(realpath '" + source + "')\\\" && " + zip + " -q -r -6 \\\"$(realpath -m '" +
+                          target + "')\\\" . </dev/null >/dev/null 2>&1; echo $? > '" + marker + "'\"";
     STARTUPINFOA si = {};
     si.cb = sizeof si;
     PROCESS_INFORMATION pi = {};
     const double start = NowSeconds();
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
+    if (!CreateProcessA("Z:\\bin\\sh", command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
         return -1;
-    WaitForSingleObject(pi.hProcess, INFINITE);
-    const double took = NowSeconds() - start;
-    DWORD code = 1;
-    GetExitCodeProcess(pi.hProcess, &code);
     CloseHandle(pi.hProcess);
     CloseHandle(pi.hThread);
-    if (code != 0)
-        std::fprintf(stderr, "native zip: exit code %lu\n", code);
-    return code == 0 && FileUtils::DoesFileExist(out.c_str()) ? took : -1;
+    // Polled: nothing else announces the end of a native process here. A minute at most.
+    while (!FileUtils::DoesFileExist(done.c_str()) && NowSeconds() - start < 60)
+        Sleep(2);
+    const double took = NowSeconds() - start;
+    Sleep(20);  // the shell's short write of the code
+    const std::string code = ReadText(done);
+    DeleteFileA(done.c_str());
+    if (code.rfind("0", 0) != 0)
+        std::fprintf(stderr, "native zip: exit code %s\n", code.empty() ? "unknown" : code.c_str());
+    return code.rfind("0", 0) == 0 && FileUtils::DoesFileExist(out.c_str()) ? took : -1;
 }
 }  // namespace
 
