@@ -31,6 +31,7 @@
 #include "jobs/DirSummaryThread.h"
 #include "jobs/FileDeleteThread.h"
 #include "jobs/FindFileThread.h"
+#include "jobs/ShellExecuteThread.h"
 #include "jobs/ZipThread.h"
 
 #include "app/SingleAdminGate.h"

@@ -50,19 +50,3 @@ WEFT_TOUR_STEP(UtilityTour, 20, "Utility library: drives, space, registry texts,
     Say("this program: %s, %s, written %s (UTC)", FileUtils::ParseFileNameFromPath(exe, true).GetString(),
         NumberTextConv::ConvertBytesToString(size).GetString(), built.Format().GetString());
 }
-
-WEFT_TOUR_TOOL(ZipTool, "zip", "<output.zip> <folder> [root folder in the archive]: packs a folder")
-{
-    if (args.size() < 2 || args.size() > 3)
-    {
-        std::printf("usage: weft_tour zip <output.zip> <folder> [root folder in the archive]\n");
-        return 2;
-    }
-    const bool ok = DirUtils::CreateZipFile(args[0].c_str(), args[1].c_str(), args.size() == 3 ? args[2].c_str() : "");
-    unsigned long long size = 0;
-    DateTime written;
-    FileUtils::GetFileInfoCore(args[0].c_str(), size, written);
-    std::printf("%s: %s, %s\n", args[0].c_str(), ok ? "complete" : "incomplete or not written",
-                NumberTextConv::ConvertBytesToString(size).GetString());
-    return ok ? 0 : 1;
-}

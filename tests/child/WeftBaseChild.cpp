@@ -56,6 +56,33 @@ bool Report(FILE* manifest, const char* archive, bool result)
     std::fprintf(manifest, "%s\t%d\n", archive, result ? 1 : 0);
     return result;
 }
+
+// Runs a ZipThread job with a window of this thread; the result, and whether the job posted its
+// end message with wParam -7 sign-extended and lParam 2^40, before it was stopped after
+// stopMs. Gives "<result> <message>" as 0 or 1 each.
+std::string ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files,
+                         DWORD stopMs = INFINITE)
+{
+    HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    ZipThread zip;
+    zip.Start(isDir, out.c_str(), dir.c_str(), "", files, -7, wnd, 1ll << 40);
+    // Stopped once the archive is under way: its temporary file lies beside the output.
+    WIN32_FIND_DATAA found;
+    HANDLE temp = INVALID_HANDLE_VALUE;
+    while (stopMs != INFINITE && (temp = FindFirstFileA((DirUtils::ParsePathFromFile(out.c_str()) + "wzp*").GetString(),
+                                                        &found)) == INVALID_HANDLE_VALUE && !FileUtils::DoesFileExist(out.c_str()))
+        Sleep(1);
+    FindClose(temp);
+    zip.Stop(stopMs == INFINITE ? 60000 : stopMs);
+    MSG m = {};
+    while (!PeekMessageA(&m, wnd, 0, 0, PM_REMOVE) && stopMs == INFINITE &&
+           MsgWaitForMultipleObjects(0, nullptr, FALSE, 60000, QS_POSTMESSAGE) == WAIT_OBJECT_0)
+    {
+    }
+    DestroyWindow(wnd);
+    const bool message = m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) && m.lParam == 1ll << 40;
+    return std::to_string(zip.GetZipResult()) + " " + std::to_string(message);
+}
 }  // namespace
 
 // Sets the named event that the parent created, if the current directory is the one given (when
@@ -205,6 +232,11 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     for (int i = 0; i < 65540; ++i)
         many.Add((src + "empty.txt").c_str());
     expected &= Report(manifest, "many.zip", FileUtils::CreateZipFile((dir + "many.zip").c_str(), many, ""));
+    // The same through ZipThread, and a job stopped while it writes: no result, no message, no archive.
+    expected &= Report(manifest, "tree-thread.zip", ZipThreadJob(true, dir + "tree-thread.zip", src, many) == "1 1");
+    expected &= Report(manifest, "list-thread.zip", ZipThreadJob(false, dir + "list-thread.zip", src, list) == "1 1");
+    expected &= Report(manifest, "stopped.zip", ZipThreadJob(true, dir + "stopped.zip", src, list, 0) == "0 0" &&
+                                                    !FileUtils::DoesFileExist((dir + "stopped.zip").c_str()));
     std::fclose(manifest);
     return expected ? 0 : 6;
 }

@@ -114,7 +114,7 @@ def check_archive(archive, expected):
 def check(folder):
     for line in open(os.path.join(folder, "manifest.txt")):
         if not line.endswith("\t1\n"):
-            fail("%s: CreateZipFile gave false" % line.split("\t")[0])
+            fail("%s: not as expected" % line.split("\t")[0])
     src = os.path.join(folder, "src")
     tree = tree_entries(src)
     deep = "long/" + ("d" * 60 + "/") * 4 + "leaf.txt"
@@ -125,15 +125,19 @@ def check(folder):
         if needed not in tree:
             fail("the source tree lacks %s" % needed)
 
-    check_archive(os.path.join(folder, "tree.zip"), tree)
-    check_archive(os.path.join(folder, "list.zip"), {
-        "plain.txt": os.path.join(src, "plain.txt"),
-        "sub/": os.path.join(src, "sub"),
-        "sub/deeper/": os.path.join(src, "sub", "deeper"),
-        "sub/deeper/leaf.txt": os.path.join(src, "sub", "deeper", "leaf.txt"),
-        "plain (2).txt": os.path.join(folder, "other", "plain.txt"),
-        "with space/name with spaces.txt": os.path.join(src, "with space", "name with spaces.txt"),
-    })
+    # The same archives written directly and through ZipThread.
+    for writer in ("", "-thread"):
+        check_archive(os.path.join(folder, "tree%s.zip" % writer), tree)
+        check_archive(os.path.join(folder, "list%s.zip" % writer), {
+            "plain.txt": os.path.join(src, "plain.txt"),
+            "sub/": os.path.join(src, "sub"),
+            "sub/deeper/": os.path.join(src, "sub", "deeper"),
+            "sub/deeper/leaf.txt": os.path.join(src, "sub", "deeper", "leaf.txt"),
+            "plain (2).txt": os.path.join(folder, "other", "plain.txt"),
+            "with space/name with spaces.txt": os.path.join(src, "with space", "name with spaces.txt"),
+        })
+    if os.path.exists(os.path.join(folder, "stopped.zip")):
+        fail("stopped.zip: a stopped job left an archive")
     with zipfile.ZipFile(os.path.join(folder, "tree.zip")) as z:
         methods = {i.filename: i.compress_type for i in z.infolist()}
     # Text is deflated; noise, which deflate cannot shrink, is stored, below and past one read chunk.

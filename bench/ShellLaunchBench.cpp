@@ -1,0 +1,42 @@
+// How long the shell launcher's constructor blocks, measured from outside: at least 500 ms for
+// every launch of a non-empty file, at most about 3.5 s whatever the launch does, and at once
+// for an empty one. Figures, not assertions.
+#include "support/BenchSupport.h"
+
+#include "weftcore.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+using weft::bench::Median;
+using weft::bench::NowSeconds;
+
+int main()
+{
+    char system[MAX_PATH + 1] = {};
+    GetSystemDirectoryA(system, MAX_PATH);
+    const std::pair<const char*, std::string> launches[] = {
+        {"a program (hostname.exe)", std::string(system) + "\\hostname.exe"},
+        {"a missing file", std::string(system) + "\\weft-missing.exe"},
+        {"an address", "http://127.0.0.1:9/weft"},
+        {"a blank file", " "},
+    };
+    std::printf("ShellExecuteThread constructor, ms over 5 launches (bounds: 500 to 3500; none for a blank file)\n");
+    for (const auto& [what, file] : launches)
+    {
+        std::vector<double> ms;
+        CString error;
+        for (int i = 0; i < 5; ++i)
+        {
+            const double start = NowSeconds();
+            ShellExecuteThread launch(file.c_str(), "");
+            ms.push_back((NowSeconds() - start) * 1000);
+            error = launch.GetErrorMsg();
+        }
+        std::printf("%-28s min %7.1f  median %7.1f  max %7.1f  %s\n", what, *std::min_element(ms.begin(), ms.end()),
+                    Median(ms), *std::max_element(ms.begin(), ms.end()), error.IsEmpty() ? "launched" : error.GetString());
+    }
+    return 0;
+}
