@@ -6,7 +6,7 @@ cd "$(dirname "$0")"
 build=${WEFT_BUILD_DIR:-build}
 
 packages=(wine wine64 g++-mingw-w64-x86-64-posix libz-mingw-w64-dev googletest cmake ninja-build
-          python3 unzip zip libboost-dev)
+          python3 python3-matplotlib unzip zip libboost-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
