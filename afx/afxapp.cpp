@@ -1,5 +1,5 @@
 // CWinApp and the program's course through the framework.
-#include "afxstat_.h"
+#include "private/ThreadState.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The framework's process-wide state lives here, in one module, with the slots of each
 // thread's own state.
 #include "afxdllx.h"
-#include "afxstat_.h"
+#include "private/ThreadState.h"
 
 namespace
 {

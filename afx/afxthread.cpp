@@ -1,5 +1,5 @@
 // CWinThread and the thread entry of the framework.
-#include "afxstat_.h"
+#include "private/ThreadState.h"
 
 #include <process.h>
 

@@ -1,5 +1,5 @@
 // CWnd: window objects over handles, in per-thread maps.
-#include "afxstat_.h"
+#include "private/ThreadState.h"
 
 BEGIN_MESSAGE_MAP(CWnd, CCmdTarget)
 END_MESSAGE_MAP()

@@ -1,7 +1,8 @@
-// Per-thread framework state, internal to the framework module.
+// Per-thread state of the stand-in, internal to its module and not installed: the real framework
+// keeps its own.
 #pragma once
 
-#include "afxwin.h"
+#include "../afxwin.h"
 
 #include <unordered_map>
 
