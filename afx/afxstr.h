@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 class CString
 {
@@ -17,7 +18,6 @@ public:
     CString(const char* psz) : m_str(psz ? psz : "") {}
     CString(const char* pch, int nLength) : m_str(pch ? std::string(pch, pch + std::max(nLength, 0)) : std::string()) {}
     CString(char ch, int nRepeat = 1) : m_str(static_cast<size_t>(std::max(nRepeat, 0)), ch) {}
-    CString(const std::string& str) : m_str(str) {}
 
     int GetLength() const { return static_cast<int>(m_str.size()); }
     bool IsEmpty() const { return m_str.empty(); }
@@ -169,6 +169,9 @@ public:
     }
 
 private:
+    // For the members that build their result as a standard string; not a public conversion.
+    explicit CString(std::string str) : m_str(std::move(str)) {}
+
     static size_t Start(int n) { return n < 0 ? 0 : static_cast<size_t>(n); }
     static int Pos(size_t p) { return p == std::string::npos ? -1 : static_cast<int>(p); }
     char* Raw() { return m_str.data(); }

@@ -55,7 +55,7 @@ CString Narrow(const wchar_t* text, int length, char* buffer)
         return CString();
     std::string whole(static_cast<size_t>(needed), '\0');
     ::WideCharToMultiByte(CP_ACP, 0, text, length, whole.data(), needed, nullptr, nullptr);
-    return CString(whole);
+    return CString(whole.data(), needed);
 }
 }  // namespace
 
