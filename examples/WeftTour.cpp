@@ -51,7 +51,8 @@ void PrintTools()
     std::printf("usage: weft_tour                 the tour, on its own temporary folder and registry key\n"
                 "       weft_tour help            this list\n");
     for (const auto& [name, entry] : Tools())
-        std::printf("       weft_tour %s %s\n           %s\n", name.c_str(), entry.arguments, entry.what);
+        std::printf("       weft_tour %s%s%s\n           %s\n", name.c_str(), *entry.arguments ? " " : "", entry.arguments,
+                    entry.what);
 }
 
 // Removes whatever of the tour's folder and key the steps left.
@@ -154,7 +155,7 @@ int main(int argc, char** argv)
         const int code = it->second.tool(std::vector<std::string>(argv + 2, argv + argc));
         if (code != UsageError)
             return code;
-        std::printf("usage: weft_tour %s %s\n", name.c_str(), it->second.arguments);
+        std::printf("usage: weft_tour %s%s%s\n", name.c_str(), *it->second.arguments ? " " : "", it->second.arguments);
         return 2;
     }
     std::printf("weftcore tour: each line gives the seconds since the start\n");
