@@ -94,7 +94,8 @@ WEFT_TOUR_STEP(FileMonitorTour, 41, "File monitor: only its own file's changes a
     monitor.Stop(1000);
 }
 
-WEFT_TOUR_TOOL(WatchTool, "watch", "DIR [SECONDS]", "prints each change of DIR, decoded, for SECONDS or until interrupted")
+WEFT_TOUR_TOOL(WatchTool, "watch", "DIR [SECONDS]",
+               "prints each change of DIR, decoded, for SECONDS or until interrupted")
 {
     if (args.empty() || args.size() > 2)
         return weft::tour::UsageError;

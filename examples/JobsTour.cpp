@@ -26,18 +26,22 @@ void PrintSummary(const DirSummaryThread& s)
                     s.GetDriveFreeSpacePercent().GetString());
 }
 
-// Runs a summary of dir and prints it.
-void Summarise(const std::string& dir)
+// Runs a summary of dir and prints it, if it ends within limit ms.
+void Summarise(const std::string& dir, DWORD limit)
 {
     weft::tour::TourWindow window([](unsigned long long, UINT, WPARAM, LPARAM) {});
     DirSummaryThread summary(dir.c_str(), SummaryMsg, window.Handle(), 0, 0);
     summary.GatherInfo();
-    window.PumpUntil(1, INFINITE);
-    PrintSummary(summary);
+    window.PumpUntil(1, limit);
+    if (window.Count() == 1)
+        PrintSummary(summary);
+    else
+        weft::tour::Say("the summary did not end within %lu ms", limit);
 }
 
-// Searches dir for the patterns, printing each result as it arrives; gives the count.
-unsigned long long Find(const std::string& dir, const char* patterns)
+// Searches dir for the patterns, printing each result as it arrives, for at most limit ms;
+// gives the count.
+unsigned long long Find(const std::string& dir, const char* patterns, DWORD limit)
 {
     std::unique_ptr<FindFileThread> finder;
     unsigned long long count = 0;
@@ -56,8 +60,7 @@ unsigned long long Find(const std::string& dir, const char* patterns)
     TextArray specs, none;
     specs.Add(patterns);
     finder->DoFind(dir.c_str(), specs, none, none, true, true, false);
-    while (!ended)
-        window.PumpUntil(0x7FFFFFFF, 100);
+    window.PumpWhile([&] { return !ended; }, limit);
     return count;
 }
 }  // namespace
@@ -76,9 +79,9 @@ WEFT_TOUR_STEP(JobsTour, 50, "Directory summary and file search over a temporary
         CloseHandle(h);
     }
     Say("summary of %s", dir.c_str());
-    Summarise(dir);
+    Summarise(dir, 10000);
     Say("search for *.cpp;*.h");
-    Say("%llu found", Find(dir, "*.cpp;*.h"));
+    Say("%llu found", Find(dir, "*.cpp;*.h", 10000));
 }
 
 WEFT_TOUR_STEP(DeleteTour, 90, "Deleter: the tour's folder removed in the background")
@@ -104,7 +107,7 @@ WEFT_TOUR_TOOL(SummaryTool, "summary", "DIR", "prints the files, bytes, dates an
         std::printf("not a directory: %s\n", args[0].c_str());
         return 1;
     }
-    Summarise(args[0]);
+    Summarise(args[0], INFINITE);
     return 0;
 }
 
@@ -118,6 +121,6 @@ WEFT_TOUR_TOOL(FindTool, "find", "DIR PATTERN",
         std::printf("not a directory: %s\n", args[0].c_str());
         return 1;
     }
-    weft::tour::Say("%llu found", Find(args[0], args[1].c_str()));
+    weft::tour::Say("%llu found", Find(args[0], args[1].c_str(), INFINITE));
     return 0;
 }

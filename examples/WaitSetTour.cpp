@@ -41,9 +41,9 @@ WEFT_TOUR_STEP(WaitSetTour, 5, "Wait set: several kernel objects, and which one 
 
     MTEvent taken(true, false), release(true, false);
     std::thread holder([&] {
-        mutex.Wait(INFINITE);
+        mutex.Wait(5000);
         taken.Set();
-        release.Wait(INFINITE);  // then ends without releasing the mutex
+        release.Wait(5000);  // then ends without releasing the mutex
     });
     taken.Wait(5000);
 
@@ -81,6 +81,7 @@ WEFT_TOUR_STEP(WaitSetTour, 5, "Wait set: several kernel objects, and which one 
     Arm(timer, 100);
     Say("semaphore released, event set, timer due in 100 ms; waiting for all three");
     const unsigned long result = set.Wait(true, 2000);
-    Say("wait set: %s (result %lu)", result == WAIT_OBJECT_0 ? "all three at once, when the timer fired" : "no", result);
+    Say("wait set: %s (result %lu)", result == WAIT_OBJECT_0 ? "all three at once, when the timer fired" : "no",
+        result);
     CloseHandle(timer);
 }

@@ -51,8 +51,8 @@ void PrintTools()
     std::printf("usage: weft_tour                 the tour, on its own temporary folder and registry key\n"
                 "       weft_tour help            this list\n");
     for (const auto& [name, entry] : Tools())
-        std::printf("       weft_tour %s%s%s\n           %s\n", name.c_str(), *entry.arguments ? " " : "", entry.arguments,
-                    entry.what);
+        std::printf("       weft_tour %s%s%s\n           %s\n", name.c_str(), *entry.arguments ? " " : "",
+                    entry.arguments, entry.what);
 }
 
 // Removes whatever of the tour's folder and key the steps left.

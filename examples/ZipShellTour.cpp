@@ -82,14 +82,16 @@ WEFT_TOUR_STEP(ShellTour, 55, "Shell launch: this program started through the sh
     Say("launcher returned: %s", failure.IsEmpty() ? "no error" : failure.GetString());
 }
 
-WEFT_TOUR_TOOL(ZipTool, "zip", "DIR OUT.zip [ROOT]", "packs the tree DIR into OUT.zip in the background, under ROOT/ if given")
+WEFT_TOUR_TOOL(ZipTool, "zip", "DIR OUT.zip [ROOT]",
+               "packs the tree DIR into OUT.zip in the background, under ROOT/ if given")
 {
     if (args.size() < 2 || args.size() > 3)
         return weft::tour::UsageError;
     return Pack(true, args[1], args[0], TextArray(), args.size() == 3 ? args[2].c_str() : "") ? 0 : 1;
 }
 
-WEFT_TOUR_TOOL(OpenTool, "open", "FILE-OR-ADDRESS [ARGUMENT]", "launches through the shell, waiting at most about 3.5 s")
+WEFT_TOUR_TOOL(OpenTool, "open", "FILE-OR-ADDRESS [ARGUMENT]",
+               "launches through the shell, waiting at most about 3.5 s")
 {
     if (args.empty() || args.size() > 2)
         return weft::tour::UsageError;

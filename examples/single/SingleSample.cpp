@@ -28,7 +28,8 @@ void Say(const char* text)
         ::QueryPerformanceCounter(&now);
         ::QueryPerformanceFrequency(&frequency);
         char seconds[24];
-        std::snprintf(seconds, sizeof seconds, "+%.3f", static_cast<double>(now.QuadPart - g_since) / frequency.QuadPart);
+        const double elapsed = static_cast<double>(now.QuadPart - g_since) / frequency.QuadPart;
+        std::snprintf(seconds, sizeof seconds, "+%.3f", elapsed);
         std::snprintf(stamp, sizeof stamp, "  %7s s", seconds);
     }
     char line[256];
