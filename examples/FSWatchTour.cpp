@@ -1,5 +1,5 @@
-// Tour: a file-system change monitor telling a new file and its rename as records; and the
-// "fswatch" and "drives" tools.
+// Tour: a file-system change monitor telling a new file and its rename as records, and the
+// drives-change watcher; and the "fswatch" and "drives" tools.
 #include "TourSteps.h"
 #include "TourWindow.h"
 
@@ -23,16 +23,16 @@ const char* ActionName(unsigned long action)
 // that the system dropped changes: the application would look at the folder again.
 weft::tour::TourWindow::Handler Printer(const CString* watched)
 {
-    return [watched](unsigned long long atMs, UINT, WPARAM, LPARAM lParam) {
+    return [watched](unsigned long long, UINT, WPARAM, LPARAM lParam) {
         auto* record = reinterpret_cast<FSChangeNotification*>(lParam);
         DateTime at;
         record->GetDatetime(at);
         if (record->GetPath().Compare(*watched) == 0 && watched->Right(1) == "\\")
-            weft::tour::Say("%6llu ms  %s UTC  overflow: changes were dropped, look at %s again", atMs,
-                            at.Format().GetString(), record->GetPath().GetString());
+            weft::tour::Say("fs monitor: overflow, changes were dropped: look at %s again (recorded %s UTC)",
+                            record->GetPath().GetString(), at.Format().GetString());
         else
-            weft::tour::Say("%6llu ms  %s UTC  %-12s %s", atMs, at.Format().GetString(), ActionName(record->GetAction()),
-                            record->GetPath().GetString());
+            weft::tour::Say("fs monitor: %-12s %s (recorded %s UTC)", ActionName(record->GetAction()),
+                            record->GetPath().GetString(), at.Format().GetString());
         delete record;
     };
 }
@@ -46,9 +46,7 @@ DWORD Seconds(const std::vector<std::string>& args, size_t index)
 WEFT_TOUR_STEP(FSWatchTour, 42, "File-system change monitor: each change as a record, a rename as two")
 {
     using weft::tour::Say;
-    char temp[MAX_PATH + 1] = {};
-    GetTempPathA(MAX_PATH, temp);
-    const std::string dir = std::string(temp) + "weft_tour_fsmon_" + std::to_string(GetCurrentProcessId()) + "\\";
+    const std::string dir = weft::tour::TourDir() + "fsmon\\";
     CreateDirectoryA(dir.c_str(), nullptr);
     const CString watched(dir.c_str());
     weft::tour::TourWindow window(Printer(&watched));
@@ -58,24 +56,21 @@ WEFT_TOUR_STEP(FSWatchTour, 42, "File-system change monitor: each change as a re
         window.PumpFor(300);  // the thread issues its first read
         HANDLE file = CreateFileA((dir + "draft.txt").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
         CloseHandle(file);
-        Say("%6llu ms  created draft.txt (empty)", window.Elapsed());
+        Say("created draft.txt (empty)");
         window.PumpUntil(1, 3000);
         MoveFileA((dir + "draft.txt").c_str(), (dir + "final.txt").c_str());
-        Say("%6llu ms  renamed draft.txt to final.txt: two records, the old name and the new", window.Elapsed());
+        Say("renamed draft.txt to final.txt: two records, the old name and the new");
         window.PumpUntil(window.Count() + 2, 3000);
         monitor.Stop(1000);
     }
-    window.PumpFor(0);
-    DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
+    window.PumpFor(0);  // records sent before the stop are handled, and deleted
 }
 
-WEFT_TOUR_TOOL(FSWatchTool, "fswatch", "DIR [SECONDS]   print each change below DIR as a record, until interrupted")
+WEFT_TOUR_TOOL(FSWatchTool, "fswatch", "DIR [SECONDS]",
+               "prints each change below DIR as a record, for SECONDS or until interrupted")
 {
-    if (args.empty())
-    {
-        std::printf("usage: weft_tour fswatch DIR [SECONDS]\n");
-        return 2;
-    }
+    if (args.empty() || args.size() > 2)
+        return weft::tour::UsageError;
     const DWORD seconds = Seconds(args, 1);
     CString watched;
     weft::tour::TourWindow window(Printer(&watched));
@@ -86,29 +81,54 @@ WEFT_TOUR_TOOL(FSWatchTool, "fswatch", "DIR [SECONDS]   print each change below 
         std::printf("not a directory: %s\n", args[0].c_str());
         return 1;
     }
-    std::printf("watching %s and below%s\n", watched.GetString(), seconds ? "" : " until interrupted");
-    std::fflush(stdout);
+    weft::tour::Say("watching %s and below%s", watched.GetString(), seconds ? "" : " until interrupted");
     window.PumpFor(seconds ? seconds * 1000 : INFINITE);
     return 0;
 }
 
-WEFT_TOUR_TOOL(DrivesTool, "drives", "[SECONDS]   print each drive that comes, goes or changes, until interrupted")
+namespace
 {
-    const DWORD seconds = Seconds(args, 0);
-    weft::tour::TourWindow window([](unsigned long long atMs, UINT msg, WPARAM wParam, LPARAM) {
-        const char* kind = msg == DrivesChangeThread::MSG_DCT_DRIVEADDED     ? "added"
-                           : msg == DrivesChangeThread::MSG_DCT_DRIVEREMOVED ? "removed"
-                           : msg == DrivesChangeThread::MSG_DCT_DRIVECHANGED ? "changed" : "?";
-        weft::tour::Say("%6llu ms  drive %c: %s", atMs, static_cast<char>(wParam), kind);
-    }, true);
+// Prints what a drives watcher reports.
+void PrintDrive(unsigned long long, UINT msg, WPARAM wParam, LPARAM)
+{
+    const char* kind = msg == DrivesChangeThread::MSG_DCT_DRIVEADDED     ? "added"
+                       : msg == DrivesChangeThread::MSG_DCT_DRIVEREMOVED ? "removed"
+                       : msg == DrivesChangeThread::MSG_DCT_DRIVECHANGED ? "changed"
+                                                                          : "?";
+    weft::tour::Say("drives watcher: drive %c: %s", static_cast<char>(wParam), kind);
+}
+
+void PrintDrives()
+{
     TextArray drives;
     VolumeUtils::GetDriveLetters(drives);
     for (unsigned long long i = 0; i < drives.GetCount(); ++i)
-        std::printf("present: %s  \"%s\"\n", drives.GetCopyAt(i).GetString(),
-                    VolumeUtils::GetVolumeName(drives.GetCopyAt(i)).GetString());
+        weft::tour::Say("present: %s  \"%s\"", drives.GetCopyAt(i).GetString(),
+                        VolumeUtils::GetVolumeName(drives.GetCopyAt(i)).GetString());
+}
+}  // namespace
+
+WEFT_TOUR_STEP(DrivesTour, 43, "Drives-change watcher: started, polled, stopped")
+{
+    using weft::tour::Say;
+    weft::tour::TourWindow window(PrintDrive, true);
+    DrivesChangeThread watcher(window.Handle(), 500, 0);
+    Say("polling every 500 ms; its first pass only takes the picture");
+    window.PumpFor(1200);  // whatever two more passes find: usually nothing
+    watcher.Stop(1000);
+    Say("stopped; %d drive(s) came, went or changed meanwhile", window.Count());
+}
+
+WEFT_TOUR_TOOL(DrivesTool, "drives", "[SECONDS]",
+               "prints each drive that comes, goes or changes, for SECONDS or until interrupted")
+{
+    if (args.size() > 1)
+        return weft::tour::UsageError;
+    const DWORD seconds = Seconds(args, 0);
+    PrintDrives();
+    weft::tour::TourWindow window(PrintDrive, true);
     DrivesChangeThread watcher(window.Handle(), 1000, 0);
-    std::printf("polling every second%s\n", seconds ? "" : " until interrupted");
-    std::fflush(stdout);
+    weft::tour::Say("polling every second%s", seconds ? "" : " until interrupted");
     window.PumpFor(seconds ? seconds * 1000 : INFINITE);
     return 0;
 }

@@ -21,15 +21,15 @@ const char* ActionName(RegChange action)
 }
 
 // The handler owns each record it is given.
-void PrintRecord(unsigned long long atMs, UINT, WPARAM, LPARAM lParam)
+void PrintRecord(unsigned long long, UINT, WPARAM, LPARAM lParam)
 {
     auto* record = reinterpret_cast<RegChangeNotification*>(lParam);
     DateTime at;
     record->GetDatetime(at);
-    weft::tour::Say("%6llu ms  %s UTC  %-13s %s%s%s%s%s", atMs, at.Format().GetString(), ActionName(record->GetAction()),
+    weft::tour::Say("registry monitor: %-13s %s%s%s%s%s (recorded %s UTC)", ActionName(record->GetAction()),
                     record->GetKey().GetString(), record->GetValueName().IsEmpty() ? "" : "  ",
                     record->GetValueName().GetString(), record->GetValue().IsEmpty() ? "" : " = ",
-                    record->GetValue().GetString());
+                    record->GetValue().GetString(), at.Format().GetString());
     delete record;
 }
 
@@ -57,7 +57,7 @@ HKEY SplitRoot(const std::string& text, std::string& key)
 WEFT_TOUR_STEP(RegMonitorTour, 45, "Registry monitor: a change under a key comes as a record")
 {
     using weft::tour::Say;
-    const std::string key = "Software\\weft-tour-regmon-" + std::to_string(GetCurrentProcessId());
+    const std::string key = weft::tour::TourKey() + "\\regmon";
     RegSetKeyValueA(HKEY_CURRENT_USER, key.c_str(), "colour", REG_SZ, "red", 4);
     weft::tour::TourWindow window(PrintRecord);
     {
@@ -66,25 +66,21 @@ WEFT_TOUR_STEP(RegMonitorTour, 45, "Registry monitor: a change under a key comes
         window.PumpFor(300);  // the thread takes its first picture and arms the notice
         RegSetKeyValueA(HKEY_CURRENT_USER, key.c_str(), "colour", REG_SZ, "blue", 5);
         RegSetKeyValueA(HKEY_CURRENT_USER, (key + "\\sizes").c_str(), "width", REG_DWORD, "\x40\0\0\0", 4);
-        Say("%6llu ms  set colour = blue, and added the key sizes with width = 64", window.Elapsed());
+        Say("set colour = blue, and added the key sizes with width = 64");
         window.PumpUntil(3, 3000);
         monitor.Stop(1000);
         Say("error text after the stop: \"%s\"", monitor.GetErrorMsg().GetString());
     }
-    window.PumpFor(0);
-    RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
-    RegDeleteKeyA(HKEY_CURRENT_USER, key.c_str());
+    window.PumpFor(0);  // records sent before the stop are handled, and deleted
 }
 
-WEFT_TOUR_TOOL(RegWatchTool, "regwatch", "KEY [SECONDS]   print each change below KEY (HKCU\\Software\\...), until interrupted")
+WEFT_TOUR_TOOL(RegWatchTool, "regwatch", "HKCU|HKLM|HKCR|HKU\\KEY [SECONDS]",
+               "prints each change below KEY as a record, for SECONDS or until interrupted")
 {
     std::string key;
-    const HKEY root = args.empty() ? nullptr : SplitRoot(args[0], key);
+    const HKEY root = args.empty() || args.size() > 2 ? nullptr : SplitRoot(args[0], key);
     if (root == nullptr)
-    {
-        std::printf("usage: weft_tour regwatch HKCU|HKLM|HKCR|HKU\\KEY [SECONDS]\n");
-        return 2;
-    }
+        return weft::tour::UsageError;
     const DWORD seconds = args.size() > 1 ? static_cast<DWORD>(std::strtoul(args[1].c_str(), nullptr, 10)) : 0;
     weft::tour::TourWindow window(PrintRecord);
     RegMonitorThread monitor(root, key.c_str(), true, RegMsg, window.Handle(), 0);
@@ -93,8 +89,7 @@ WEFT_TOUR_TOOL(RegWatchTool, "regwatch", "KEY [SECONDS]   print each change belo
         std::printf("%s\n", monitor.GetErrorMsg().GetString());
         return 1;
     }
-    std::printf("watching %s%s\n", args[0].c_str(), seconds ? "" : " until interrupted");
-    std::fflush(stdout);
+    weft::tour::Say("watching %s%s", args[0].c_str(), seconds ? "" : " until interrupted");
     window.PumpFor(seconds ? seconds * 1000 : INFINITE);
     return monitor.GetErrorMsg().IsEmpty() ? 0 : 1;
 }

@@ -1,4 +1,5 @@
-// The "single" tool: starts the single-instance sample twice and shows what happens.
+// Tour: the single-instance sample started twice: the second start finds the first, restores
+// its minimised window and ends. Also the "single" tool.
 #include "TourSteps.h"
 
 #include <windows.h>
@@ -10,9 +11,7 @@ namespace
 {
 std::string SampleExe()
 {
-    char path[MAX_PATH + 1] = {};
-    GetModuleFileNameA(nullptr, path, MAX_PATH);
-    std::string exe(path);
+    const std::string exe = weft::tour::ThisExe();
     return exe.substr(0, exe.find_last_of('\\') + 1) + "weft_single_sample.exe";
 }
 
@@ -35,68 +34,73 @@ HANDLE StartSample(const std::string& args)
     return pi.hProcess;
 }
 
-// Polls for what no event announces: another process's window state.
-template <class Predicate>
-bool WaitUntil(Predicate predicate, DWORD timeoutMs)
+// Ends what is left of a failed run; false.
+bool Fail(const char* what, HANDLE first, HANDLE second = nullptr)
 {
-    for (const ULONGLONG end = GetTickCount64() + timeoutMs; !predicate();)
-    {
-        if (GetTickCount64() > end)
-            return false;
-        Sleep(10);
-    }
-    return true;
+    weft::tour::Say("%s", what);
+    for (HANDLE process : {first, second})
+        if (process)
+        {
+            TerminateProcess(process, 1);
+            WaitForSingleObject(process, 5000);
+            CloseHandle(process);
+        }
+    return false;
 }
 
-int Fail(const char* what, HANDLE first)
+// The whole show; true if every stage came within its time.
+bool RunSingle()
 {
-    std::printf("    %s\n", what);
-    if (first)
-    {
-        TerminateProcess(first, 1);
-        CloseHandle(first);
-    }
-    return 1;
-}
-}  // namespace
-
-WEFT_TOUR_TOOL(SingleTool, "single", "(starts the single-instance sample twice)")
-{
-    (void)args;
     using weft::tour::Say;
-    const std::string readyName = "weft-single-sample-ready-" + std::to_string(GetCurrentProcessId());
-    HANDLE ready = CreateEventA(nullptr, TRUE, FALSE, readyName.c_str());
+    const DWORD limit = 20000;
+    // The first instance sets the event when its window is up, and again when it is restored.
+    const std::string eventName = "weft-single-sample-" + std::to_string(GetCurrentProcessId());
+    HANDLE event = CreateEventA(nullptr, TRUE, FALSE, eventName.c_str());
+    struct Closer
+    {
+        HANDLE handle;
+        ~Closer() { CloseHandle(handle); }
+    } closeEvent{event};
+
     Say("first start");
-    std::fflush(stdout);
-    HANDLE first = StartSample("--ready " + readyName);
-    const bool up = first && WaitForSingleObject(ready, 20000) == WAIT_OBJECT_0;
-    CloseHandle(ready);
-    if (!up)
+    HANDLE first = StartSample("--ready " + eventName + " --since " + std::to_string(weft::tour::StartCount()));
+    if (!first || WaitForSingleObject(event, limit) != WAIT_OBJECT_0)
         return Fail("the first instance did not come up", first);
+    ResetEvent(event);
     HWND window = FindWindowA("WeftSingleSample", nullptr);
     Say("minimising the first instance's window");
-    std::fflush(stdout);
     ShowWindow(window, SW_MINIMIZE);
 
     Say("second start");
-    std::fflush(stdout);
     HANDLE second = StartSample("");
+    if (!second || WaitForSingleObject(second, limit) != WAIT_OBJECT_0)
+        return Fail("the second start did not end", first, second);
     DWORD code = 1;
-    if (!second || WaitForSingleObject(second, 20000) != WAIT_OBJECT_0)
-        return Fail("the second start did not end", first);
     GetExitCodeProcess(second, &code);
     CloseHandle(second);
-    Say("the second start found the first, woke it and ended (exit code %lu)", code);
-    if (!WaitUntil([&] { return !IsIconic(window); }, 20000))
+    Say("the second start ended (exit code %lu)", code);
+    if (WaitForSingleObject(event, limit) != WAIT_OBJECT_0)
         return Fail("the first instance's window stayed minimised", first);
     Say("the first instance's window is restored%s", GetForegroundWindow() == window ? " and in front" : "");
 
     Say("closing the first instance");
-    std::fflush(stdout);
     PostMessageA(window, WM_CLOSE, 0, 0);
-    if (WaitForSingleObject(first, 20000) != WAIT_OBJECT_0)
+    if (WaitForSingleObject(first, limit) != WAIT_OBJECT_0)
         return Fail("the first instance did not end", first);
     CloseHandle(first);
-    Say("done");
-    return 0;
+    Say("the first instance ended");
+    return true;
+}
+}  // namespace
+
+WEFT_TOUR_STEP(SingleTour, 60, "Single instance: a second start wakes the first and ends")
+{
+    RunSingle();
+}
+
+WEFT_TOUR_TOOL(SingleTool, "single", "", "starts the single-instance sample twice and prints what the first saw")
+{
+    if (!args.empty())
+        return weft::tour::UsageError;
+    return RunSingle() ? 0 : 1;
 }

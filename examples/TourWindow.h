@@ -39,8 +39,16 @@ public:
     // Pumps until count messages have come in all, or for at most ms milliseconds.
     void PumpUntil(int count, DWORD ms)
     {
+        PumpWhile([&] { return m_nCount < count; }, ms);
+    }
+    void PumpFor(DWORD ms) { PumpUntil(0x7FFFFFFF, ms); }
+
+    // Pumps while more() holds, for at most ms milliseconds; more() is asked after each batch.
+    template <class More>
+    void PumpWhile(More more, DWORD ms)
+    {
         const unsigned long long end = GetTickCount64() + ms;
-        while (m_nCount < count && GetTickCount64() < end)
+        while (more() && GetTickCount64() < end)
         {
             MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(end - GetTickCount64()), QS_ALLINPUT,
                                         MWMO_INPUTAVAILABLE);
@@ -49,7 +57,6 @@ public:
                 DispatchMessageA(&msg);
         }
     }
-    void PumpFor(DWORD ms) { PumpUntil(0x7FFFFFFF, ms); }
 
 private:
     static LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)

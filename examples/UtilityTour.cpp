@@ -1,4 +1,4 @@
-// Tour: a few facts from the utility library, and a tool that packs a folder into a zip file.
+// Tour: a few facts from the utility library: drives and their space, registry texts, dates.
 #include "TourSteps.h"
 
 #include "weftcore.h"

@@ -7,16 +7,17 @@ namespace
 {
 struct Ticker
 {
-    MTWorkerThread* volatile worker = nullptr;
-    MTEvent tick{false, false};  // set by the worker on every pass
+    MTWorkerThread* worker = nullptr;
+    MTEvent stored{true, false};  // set by the owner once worker is stored
+    MTEvent tick{false, false};   // set by the worker on every pass
     volatile long passes = 0;
 };
 
 unsigned int TickerFunc(void* param)
 {
     Ticker* self = static_cast<Ticker*>(param);
-    while (self->worker == nullptr)  // the owner stores the pointer after the constructor returns
-        Sleep(5);
+    if (self->stored.Wait(5000) != WAIT_OBJECT_0)  // the owner stores the pointer after the constructor returns
+        return 1;
     MTWaitableCollection waits;
     self->worker->AddStopEvent(&waits);
     // Index 0 is the stop event; a time-out is a pass of work.
@@ -35,6 +36,7 @@ WEFT_TOUR_STEP(WorkerTour, 10, "Worker thread: start, pause, resume, stop")
     Ticker ticker;
     MTWorkerThread worker(TickerFunc, &ticker);
     ticker.worker = &worker;
+    ticker.stored.Set();
     Say("started: status %lu, handle valid %s", worker.GetStatus(), worker.IsValidHandle() ? "yes" : "no");
 
     for (int i = 0; i < 3; ++i)

@@ -1,23 +1,39 @@
 // A single-instance application: start it twice, and the second start brings the first
 // instance's window to the front (restoring it if minimised) and ends.
-//   weft_single_sample.exe [--ready EVENT]
-// With --ready, the first instance sets the named event once its window is up. What the first
-// instance sees is written to standard output.
+//   weft_single_sample.exe [--ready EVENT] [--since COUNT]
+// With --ready, the first instance sets the named event once its window is up, and again each
+// time its window is restored from minimised. What the first instance sees is written to
+// standard output; with --since, each line gives the seconds since that performance-counter
+// value, so that it fits the timeline of the program that started this one.
 #include <weftcore.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace
 {
 const char* const WindowClass = "WeftSingleSample";
+HANDLE g_ready = nullptr;    // the --ready event, if any
+long long g_since = -1;      // the --since count, if any
 
 void Say(const char* text)
 {
     // A windows program has no console of its own; it writes to the output it was given.
     HANDLE out = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    char stamp[32] = "";
+    if (g_since >= 0)
+    {
+        LARGE_INTEGER now, frequency;
+        ::QueryPerformanceCounter(&now);
+        ::QueryPerformanceFrequency(&frequency);
+        char seconds[24];
+        const double elapsed = static_cast<double>(now.QuadPart - g_since) / frequency.QuadPart;
+        std::snprintf(seconds, sizeof seconds, "+%.3f", elapsed);
+        std::snprintf(stamp, sizeof stamp, "  %7s s", seconds);
+    }
     char line[256];
-    const int n = std::snprintf(line, sizeof line, "    [first instance] %s\n", text);
+    const int n = std::snprintf(line, sizeof line, "%s  [first instance] %s\n", stamp, text);
     DWORD written = 0;
     if (out && out != INVALID_HANDLE_VALUE && n > 0)
         ::WriteFile(out, line, static_cast<DWORD>(n), &written, nullptr);
@@ -47,7 +63,11 @@ LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)
         if (wParam == SIZE_MINIMIZED && !minimised)
             Say("window minimised");
         else if (wParam == SIZE_RESTORED && minimised)
+        {
             Say("window restored from minimised");
+            if (g_ready)
+                ::SetEvent(g_ready);
+        }
         minimised = wParam == SIZE_MINIMIZED;
         break;
     case WM_DESTROY:
@@ -62,6 +82,14 @@ class SampleApp : public SingleInstanceApp
 public:
     BOOL InitInstance() override
     {
+        if (const char* since = std::strstr(m_lpCmdLine, "--since "))
+            g_since = std::strtoll(since + 8, nullptr, 10);
+        if (const char* ready = std::strstr(m_lpCmdLine, "--ready "))
+        {
+            char name[MAX_PATH] = {};
+            std::sscanf(ready + 8, "%259s", name);
+            g_ready = ::OpenEventA(EVENT_MODIFY_STATE, FALSE, name);
+        }
         if (!SingleInstanceApp::InitInstance())
             return FALSE;  // the running instance has been woken
         WNDCLASSA wc = {};
@@ -80,12 +108,8 @@ public:
         ::ShowWindow(wnd, m_nCmdShow);
         ::UpdateWindow(wnd);
         Say("started; window shown");
-        if (const char* ready = std::strstr(m_lpCmdLine, "--ready "))
-            if (HANDLE event = ::OpenEventA(EVENT_MODIFY_STATE, FALSE, ready + 8))
-            {
-                ::SetEvent(event);
-                ::CloseHandle(event);
-            }
+        if (g_ready)
+            ::SetEvent(g_ready);
         return TRUE;
     }
 
@@ -98,6 +122,8 @@ public:
             delete m_pMainWnd;
             m_pMainWnd = nullptr;
         }
+        if (g_ready)
+            ::CloseHandle(g_ready);
         return SingleInstanceApp::ExitInstance();
     }
 };
