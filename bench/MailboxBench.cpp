@@ -399,6 +399,16 @@ double Median(const std::vector<double>& v)
     return Quantile(v, 0.5);
 }
 
+// The transport's name in the report.
+std::string Label(const std::string& transport)
+{
+    if (transport == "mailbox")
+        return "MTMailbox";
+    if (transport == "pipe")
+        return "named pipe";
+    return transport == "boost" ? "Boost message_queue" : transport;
+}
+
 void MeasureSize(unsigned long size, int ops, int rounds)
 {
     std::vector<std::unique_ptr<Channel>> channels;
@@ -447,6 +457,17 @@ void MeasureSize(unsigned long size, int ops, int rounds)
                     "%.3f paired\n",
                     channels[i]->Transport(), t * 1e6, Quantile(perOp[i], 0.25) * 1e6, Quantile(perOp[i], 0.75) * 1e6,
                     1 / t, size / t / 1e6, floor > 0 ? floor / t : 0.0, paired[i].empty() ? 0.0 : Median(paired[i]));
+        weft::bench::CurvePoint({"messages between two processes", "message bytes", "us/message"},
+                                Label(channels[i]->Transport()).c_str(), size, t * 1e6);
+        if (i > 0)
+        {
+            const bool mailbox = i == 1;
+            weft::bench::Figure({.name = Label(channels[i]->Transport()) + ", " + std::to_string(size) + "-byte messages",
+                                 .value = 1 / t, .unit = "msg/s",
+                                 .ratio = paired[i].empty() ? weft::bench::NoRatio : Median(paired[i]),
+                                 .against = "floor", .goal = mailbox ? 0.9 : 0,
+                                 .better = weft::bench::Better::Higher});
+        }
     }
     if (!paired[1].empty())
     {
