@@ -45,10 +45,13 @@ test)
     ctest --test-dir "$build" -j2 --output-on-failure "$@"
     ;;
 bench)
+    # The benchmarks' "@figure" and "@curve" lines are for the report; the terminal gets the rest.
     status=0
     for b in "$build"/bin/*Bench.exe; do
         echo "== $(basename "$b" .exe)"
-        run "$b" "$@" || status=$?
+        if ! run "$b" "$@" | { grep --line-buffered -v '^@' || true; }; then
+            status=${PIPESTATUS[0]}
+        fi
     done
     "$PWD/cmake/wine-server.sh" stop
     exit $status
@@ -72,7 +75,8 @@ report)
         echo "== $name"
         start=$(date +%s)
         # A hung benchmark is ended after WEFT_BENCH_TIMEOUT seconds (code 124).
-        if timeout -k 10 "${WEFT_BENCH_TIMEOUT:-1800}" "$PWD/cmake/wine-run.sh" "$b" 2>&1 | tee "$out/logs/$name.txt"; then
+        if timeout -k 10 "${WEFT_BENCH_TIMEOUT:-1800}" "$PWD/cmake/wine-run.sh" "$b" 2>&1 | tee "$out/logs/$name.txt" |
+            { grep --line-buffered -v '^@' || true; }; then
             code=0
         else
             code=${PIPESTATUS[0]}

@@ -81,12 +81,14 @@ def number(v):
     if math.isnan(v) or math.isinf(v):
         return "n/a"
     a = abs(v)
-    if a >= 100:
+    if a >= 1000:
         return f"{v:,.0f}"
-    if a >= 10:
+    if a >= 100:
         return f"{v:.1f}"
-    if a >= 1:
+    if a >= 10:
         return f"{v:.2f}"
+    if a >= 1:
+        return f"{v:.3f}"
     return f"{v:.3g}"
 
 
@@ -123,6 +125,10 @@ def machine():
     return cpu, wine, commit
 
 
+def duration(seconds):
+    return f"{seconds} s" if seconds < 120 else f"{round(seconds / 60)} min"
+
+
 def failure(code, seconds):
     if code == 124:
         return f"timed out after {seconds} s"
@@ -145,7 +151,7 @@ def write_markdown(out, status, figures, curves, last, chart):
     if commit:
         lines.append(f"- Source: {commit}")
     lines += [
-        f"- Benchmarks: {len(status)} run in {sum(s for _, s in status.values()) // 60} min, "
+        f"- Benchmarks: {len(status)} run in {duration(sum(s for _, s in status.values()))}, "
         f"{len(failed)} failed{': ' + ', '.join(failed) if failed else ''}",
         f"- Goals: {met.count(True)} met, {met.count(False)} missed, of {met.count(True) + met.count(False)}",
         "",
@@ -242,7 +248,7 @@ def main():
     print(f"report: {os.path.join(out, 'report.md')}" + (f" and {os.path.join(out, 'report.png')}" if chart else ""))
     missed = sum(1 for f in figures if f.met() is False)
     failed = sum(1 for code, _ in status.values() if code != 0)
-    print(f"report: {len(figures)} figures, {missed} goals missed, {failed} benchmarks failed")
+    print(f"report: {len(figures)} figures, goals missed: {missed}, benchmarks failed: {failed}")
     return 1 if failed else 0
 
 
