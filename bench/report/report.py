@@ -199,32 +199,35 @@ def growth(f):
 
 def write_chart(out, figures, curves):
     """Draws report.png; gives False when there is nothing to draw."""
-    ratios = [f for f in figures if f.ratio is not None and not math.isnan(f.ratio) and not growth(f)]
-    growths = [f for f in figures if f.ratio is not None and not math.isnan(f.ratio) and growth(f)]
-    if not ratios and not growths and not curves:
+    drawn = [f for f in figures if f.ratio is not None and math.isfinite(f.ratio) and f.ratio > 0]
+    goals = [f for f in drawn if f.goal is not None and not growth(f)]
+    peers = [f for f in drawn if f.goal is None and not growth(f)]
+    growths = [f for f in drawn if growth(f)]
+    if not drawn and not curves:
         return False
 
     def rows(fs):
-        return [(f"{f.name} (vs {f.against})", f.ratio, f.goal, f.direction == "<=") for f in fs]
+        return [(f.name if " vs " in f.name else f"{f.name} (vs {f.against})", f.ratio, f.goal, f.direction == "<=")
+                for f in fs]
 
-    heights = []
-    if ratios:
-        heights.append(max(2.0, 0.22 * len(ratios) + 1))
-    if growths:
-        heights.append(max(1.6, 0.3 * len(growths) + 1))
+    bars = [(fs, title, xlabel, log) for fs, title, xlabel, log in (
+        (goals, "Ratios against their goals (black mark); green: met, red: missed", None, False),
+        (peers, "Ratios without a goal: against peers and other figures (log scale)",
+         "ratio to the raw calls or peer", True),
+        (growths, "Growth with size: time on the larger tree over the same on the smaller one",
+         "ratio to the smaller tree (black mark: goal)", False)) if fs]
+    heights = [max(1.6, 0.22 * len(fs) + 1.1) for fs, _, _, _ in bars]
     curve_rows = (len(curves) + 1) // 2
     heights += [3.6] * curve_rows
     fig, panels = weftplot.rows(heights)
-    for fs, title, xlabel in (
-            (ratios, "Ratios to the raw calls or peer; green: goal met, red: missed, grey: no goal", None),
-            (growths, "Growth with size: time on the larger tree over the same on the smaller one",
-             "ratio to the smaller tree (black mark: goal)")):
-        if fs:
-            ax = panels.pop(0).subplots()
-            weftplot.ratio_bars(ax, rows(fs))
-            ax.set_title(title, fontsize=9)
-            if xlabel:
-                ax.set_xlabel(xlabel)
+    for fs, title, xlabel, log in bars:
+        ax = panels.pop(0).subplots()
+        weftplot.ratio_bars(ax, rows(fs))
+        ax.set_title(title, fontsize=9)
+        if xlabel:
+            ax.set_xlabel(xlabel)
+        if log:
+            ax.set_xscale("log")
     cells = [ax for panel in panels for ax in panel.subplots(1, 2)]
     for ax in cells[len(curves):]:
         ax.set_visible(False)

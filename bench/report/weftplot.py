@@ -23,7 +23,7 @@ def ratio_bars(ax, rows):
     for y, (_, ratio, goal, _) in zip(ys, rows):
         if goal is not None:
             ax.plot([goal, goal], [y - 0.4, y + 0.4], color="black", linewidth=2)
-        ax.text(ratio, y, f" {ratio:.2f}", va="center", fontsize=6)
+        ax.text(max(ratio, goal or 0), y, f" {ratio:.2f}", va="center", fontsize=6)
     ax.set_yticks(ys, labels, fontsize=7)
     ax.invert_yaxis()
     ax.axvline(1.0, color="grey", linewidth=0.8, linestyle=":")
