@@ -169,7 +169,8 @@ def write_markdown(out, status, figures, curves, last, chart):
             ratio = f"{ratio_text(f.ratio)} vs {f.against}" if f.ratio is not None else ""
             goal = ""
             if f.goal is not None:
-                goal = f"{f.direction} {f.goal:g}" if f.ratio is not None else f"{f.direction} {number(f.goal)} {f.unit}"
+                on_value = f.ratio is None and not math.isnan(f.value)  # NaN: nothing was measured
+                goal = f"{f.direction} {f.goal:,g}" + (f" {f.unit}" if on_value else "")
             verdict = {True: "met", False: "**missed**", None: "–"}[f.met()]
             lines.append(f"| {cell(bench)} | {cell(f.name)} | {number(f.value)} {cell(f.unit)} | {cell(ratio)} "
                          f"| {goal} | {verdict} |")

@@ -90,12 +90,14 @@ std::string Count(long long n)
 
 void Figure(const FigureLine& f)
 {
-    char ratio[32] = "", goal[32] = "";
+    char value[32] = "nan", ratio[32] = "", goal[32] = "";
+    if (!std::isnan(f.value))
+        std::snprintf(value, sizeof value, "%.6g", f.value);
     if (!std::isnan(f.ratio))
         std::snprintf(ratio, sizeof ratio, "%.4g", f.ratio);
     if (f.goal > 0)
         std::snprintf(goal, sizeof goal, "%g", f.goal);
-    std::printf("@figure\t%s\t%s\t%.6g\t%s\t%s\t%s\t%s\t%s\n", BenchName().c_str(), f.name.c_str(), f.value, f.unit,
+    std::printf("@figure\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n", BenchName().c_str(), f.name.c_str(), value, f.unit,
                 ratio, goal, f.better == Better::Lower ? "<=" : ">=", f.against);
     std::fflush(stdout);
 }

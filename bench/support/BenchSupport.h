@@ -48,7 +48,8 @@ constexpr double NoRatio = std::numeric_limits<double>::quiet_NaN();
 
 // One figure for the report. `ratio` is the value over the same figure of `against` (the raw
 // calls, a peer, a smaller tree); NoRatio for none. A goal of 0 is none; the goal applies to the
-// ratio, or to the value when there is no ratio.
+// ratio, or to the value when there is no ratio. A value of NaN (NoRatio) is one that could not be
+// measured: the report shows it as such.
 struct FigureLine
 {
     std::string name;
