@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# weft.sh example|test|bench|faults [args]: installs what is missing, configures, builds, then runs
-# the example program, the whole test suite, the benchmarks, or the fault list against the tests.
+# weft.sh example|test|bench|report|faults [args]: installs what is missing, configures, builds, then
+# runs the example program, the whole test suite, the benchmarks, the benchmarks into one report,
+# or the fault list against the tests.
 set -euo pipefail
 cd "$(dirname "$0")"
 build=${WEFT_BUILD_DIR:-build}
@@ -44,16 +45,52 @@ test)
     ctest --test-dir "$build" -j2 --output-on-failure "$@"
     ;;
 bench)
+    # The benchmarks' "@figure" and "@curve" lines are for the report; the terminal gets the rest.
     status=0
     for b in "$build"/bin/*Bench.exe; do
         echo "== $(basename "$b" .exe)"
-        run "$b" "$@" || status=$?
+        if ! run "$b" "$@" | { grep --line-buffered -v '^@' || true; }; then
+            status=${PIPESTATUS[0]}
+        fi
     done
     "$PWD/cmake/wine-server.sh" stop
     exit $status
     ;;
+report)
+    # Every benchmark (or those named, e.g. "report TreeWalkBench"), each one's output kept in
+    # report/logs/<bench>.txt and its exit code in report/logs/status.tsv, then report.md and
+    # report.png drawn from them. A failed benchmark leaves a failure row and a non-zero exit.
+    out="$build/report"
+    rm -rf "$out"
+    mkdir -p "$out/logs"
+    benches=()
+    if [ $# -gt 0 ]; then
+        for name in "$@"; do benches+=("$build/bin/${name%.exe}.exe"); done
+    else
+        benches=("$build"/bin/*Bench.exe)
+    fi
+    status=0
+    for b in "${benches[@]}"; do
+        name=$(basename "$b" .exe)
+        echo "== $name"
+        start=$(date +%s)
+        # A hung benchmark is ended after WEFT_BENCH_TIMEOUT seconds (code 124).
+        if timeout -k 10 "${WEFT_BENCH_TIMEOUT:-1800}" "$PWD/cmake/wine-run.sh" "$b" 2>&1 | tee "$out/logs/$name.txt" |
+            { grep --line-buffered -v '^@' || true; }; then
+            code=0
+        else
+            code=${PIPESTATUS[0]}
+        fi
+        [ -f "$b" ] || code=127
+        printf '%s\t%s\t%s\n' "$name" "$code" "$(($(date +%s) - start))" >> "$out/logs/status.tsv"
+        [ "$code" -eq 0 ] || status=1
+    done
+    "$PWD/cmake/wine-server.sh" stop
+    /usr/bin/python3 bench/report/report.py "$out" || status=1
+    exit $status
+    ;;
 *)
-    echo "usage: weft.sh example|test|bench|faults [args]" >&2
+    echo "usage: weft.sh example|test|bench|report|faults [args]" >&2
     exit 2
     ;;
 esac

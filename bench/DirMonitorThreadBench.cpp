@@ -93,7 +93,7 @@ int main()
     }
     const auto c = weft::bench::Compare([&](int n) { return RawRound(window, dir, file, n); },
                                         [&](int n) { return MonitorRound(window, dir, file, n); }, 30, 41);
-    weft::bench::Report("DirMonitorThread write -> message", c, 1.10);
+    weft::bench::Report("DirMonitorThread write -> message", c, 1.10, "raw loop");
     DeleteFileA(file.c_str());
     RemoveDirectoryA(dir.c_str());
     return 0;

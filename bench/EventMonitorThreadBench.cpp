@@ -66,7 +66,7 @@ int main(int argc, char** argv)
                                         [&](int n) { return same ? RawRound(window, event, n)
                                                                  : MonitorRound(window, event, n); },
                                         50, 81);
-    weft::bench::Report(same ? "raw loop against itself" : "EventMonitorThread SetEvent -> message", c, 1.10);
+    weft::bench::Report(same ? "raw loop against itself" : "EventMonitorThread SetEvent -> message", c, 1.10, "raw loop");
     CloseHandle(event);
     return 0;
 }

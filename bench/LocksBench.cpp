@@ -125,8 +125,9 @@ double Reads(int n, int threads, Read read)
 int main()
 {
     const auto viaKernel = Compare(KernelHandOff, MonitorHandOff, 2000, 15);
-    Report("MTMonitor hand-off vs its kernel calls", viaKernel, 1.10);
-    Report("MTMonitor hand-off vs CONDITION_VARIABLE", Compare(ConditionVariableHandOff, MonitorHandOff, 2000, 15), 0);
+    Report("MTMonitor hand-off vs its kernel calls", viaKernel, 1.10, "its kernel calls");
+    Report("MTMonitor hand-off vs CONDITION_VARIABLE", Compare(ConditionVariableHandOff, MonitorHandOff, 2000, 15), 0,
+           "CONDITION_VARIABLE");
 
     for (int threads : {1, 4})
     {
@@ -151,9 +152,9 @@ int main()
         auto srwReads = [&](int n) { return Reads(n, threads, [&] { AcquireSRWLockShared(&srw); ReleaseSRWLockShared(&srw); }); };
         auto stdReads = [&](int n) { return Reads(n, threads, [&] { std::shared_lock hold(shared); }); };
         const std::string name = "read lock, " + std::to_string(threads) + " thread" + (threads > 1 ? "s" : "");
-        Report((name + " vs its kernel calls").c_str(), Compare(kernel, library, 2000, 11), 1.10);
-        Report((name + " vs SRWLOCK shared").c_str(), Compare(srwReads, library, 2000, 11), 0);
-        Report((name + " vs std::shared_mutex").c_str(), Compare(stdReads, library, 2000, 11), 0);
+        Report((name + " vs its kernel calls").c_str(), Compare(kernel, library, 2000, 11), 1.10, "its kernel calls");
+        Report((name + " vs SRWLOCK shared").c_str(), Compare(srwReads, library, 2000, 11), 0, "SRWLOCK shared");
+        Report((name + " vs std::shared_mutex").c_str(), Compare(stdReads, library, 2000, 11), 0, "std::shared_mutex");
         CloseHandle(guard), CloseHandle(write);
     }
     return 0;

@@ -353,7 +353,7 @@ public:
         using namespace boost::interprocess;
         try
         {
-            message_queue::remove(m_name.c_str());
+            Remove(m_name);
             m_queue = std::make_unique<message_queue>(create_only, m_name.c_str(), Slots, size);
             m_ready = StartChild();
         }
@@ -368,10 +368,19 @@ public:
         if (m_child)
             WaitForSingleObject(m_child, 5000);
         m_queue.reset();
-        boost::interprocess::message_queue::remove(m_name.c_str());
+        Remove(m_name);
     }
 
 private:
+    // Boost's remove may leave the queue's file under Wine, and a later run whose process id
+    // comes again would then fail to create its queue; the file goes by name as well.
+    static void Remove(const std::string& name)
+    {
+        boost::interprocess::message_queue::remove(name.c_str());
+        std::string dir;
+        boost::interprocess::ipcdetail::get_shared_dir(dir);
+        ::DeleteFileA((dir + "\\" + name).c_str());
+    }
     bool Send(const void* message) override
     {
         try
@@ -397,6 +406,16 @@ double Quantile(std::vector<double> v, double q)
 double Median(const std::vector<double>& v)
 {
     return Quantile(v, 0.5);
+}
+
+// The transport's name in the report.
+std::string Label(const std::string& transport)
+{
+    if (transport == "mailbox")
+        return "MTMailbox";
+    if (transport == "pipe")
+        return "named pipe";
+    return transport == "boost" ? "Boost message_queue" : transport;
 }
 
 void MeasureSize(unsigned long size, int ops, int rounds)
@@ -440,6 +459,10 @@ void MeasureSize(unsigned long size, int ops, int rounds)
         {
             std::printf("  %-8s  no figures: the transport could not be set up or a round failed\n",
                         channels[i]->Transport());
+            weft::bench::Figure({.name = Label(channels[i]->Transport()) + ", " + std::to_string(size) +
+                                         "-byte messages: could not be set up, or a round failed",
+                                 .value = weft::bench::NoRatio, .unit = "msg/s", .against = "floor",
+                                 .goal = i == 1 ? 0.9 : 0, .better = weft::bench::Better::Higher});
             continue;
         }
         const double t = Median(perOp[i]);
@@ -447,6 +470,17 @@ void MeasureSize(unsigned long size, int ops, int rounds)
                     "%.3f paired\n",
                     channels[i]->Transport(), t * 1e6, Quantile(perOp[i], 0.25) * 1e6, Quantile(perOp[i], 0.75) * 1e6,
                     1 / t, size / t / 1e6, floor > 0 ? floor / t : 0.0, paired[i].empty() ? 0.0 : Median(paired[i]));
+        weft::bench::CurvePoint({"messages between two processes", "message bytes", "us/message"},
+                                Label(channels[i]->Transport()).c_str(), size, t * 1e6);
+        if (i > 0)
+        {
+            const bool mailbox = i == 1;
+            weft::bench::Figure({.name = Label(channels[i]->Transport()) + ", " + std::to_string(size) + "-byte messages",
+                                 .value = 1 / t, .unit = "msg/s",
+                                 .ratio = paired[i].empty() ? weft::bench::NoRatio : Median(paired[i]),
+                                 .against = "floor", .goal = mailbox ? 0.9 : 0,
+                                 .better = weft::bench::Better::Higher});
+        }
     }
     if (!paired[1].empty())
     {

@@ -91,6 +91,7 @@ int main()
     const std::string base = "Software\\weft-bench-regmon-" + std::to_string(GetCurrentProcessId());
     double perTree[3] = {};
     const int sizes[3] = {1000, 10000, 100000};
+    const weft::bench::Curve snapshots{"registry picture+comparison", "values", "ms"};
     for (int s = 0; s < 3; ++s)
     {
         const std::string key = base + "\\t" + std::to_string(sizes[s]);
@@ -116,12 +117,18 @@ int main()
                     "  goal <= 1.30: %s\n",
                     sizes[s], Median(raw) * 1e3, perTree[s] * 1e3, Median(ratios),
                     Median(ratios) <= 1.3 ? "met" : "missed");
-        std::fflush(stdout);
+        const std::string size = weft::bench::Count(sizes[s]) + " values";
+        weft::bench::Figure({.name = "RegMonitorThread picture+comparison, " + size, .value = perTree[s] * 1e3,
+                             .unit = "ms", .ratio = Median(ratios), .against = "raw walk", .goal = 1.3});
+        weft::bench::CurvePoint(snapshots, "raw walk", sizes[s], Median(raw) * 1e3);
+        weft::bench::CurvePoint(snapshots, "RegMonitorThread", sizes[s], perTree[s] * 1e3);
         RegCloseKey(root);
     }
     const double growth = perTree[2] / perTree[1];
     std::printf("RegMonitorThread 100,000 / 10,000 values  %.2f  goal <= 12: %s\n", growth,
                 growth <= 12 ? "met" : "missed");
+    weft::bench::Figure({.name = "RegMonitorThread growth, 10,000 -> 100,000 values", .value = perTree[2] * 1e3,
+                         .unit = "ms", .ratio = growth, .against = "10,000 values", .goal = 12});
 
     // One change in the 10,000-value tree, to the window procedure.
     HANDLE arrived = CreateEventA(nullptr, FALSE, FALSE, nullptr);
@@ -151,6 +158,8 @@ int main()
     const double latency = latencies.empty() ? 1e9 : Median(latencies);
     std::printf("RegMonitorThread one change in 10,000 values -> message  %.1f ms  goal <= 1000 ms: %s\n",
                 latency * 1e3, latency <= 1.0 ? "met" : "missed");
+    weft::bench::Figure(
+        {.name = "RegMonitorThread one change in 10,000 values -> message", .value = latency * 1e3, .unit = "ms", .goal = 1000});
     CloseHandle(arrived);
     RegDeleteTreeA(HKEY_CURRENT_USER, base.c_str());
     RegDeleteKeyA(HKEY_CURRENT_USER, base.c_str());

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -102,8 +103,17 @@ int main()
     }
     for (unsigned int period : {10u, 20u, 50u})
     {
-        Report("raw loop (wait, SendNotifyMessageA)", period, RawLoop(window, period));
-        Report("TimerThread", period, Timer(window, period));
+        const PeriodRatios raw = RawLoop(window, period), timer = Timer(window, period);
+        Report("raw loop (wait, SendNotifyMessageA)", period, raw);
+        Report("TimerThread", period, timer);
+        // As figures: the achieved period in ms, against the raw loop's.
+        const std::string name = "TimerThread " + std::to_string(period) + " ms period, ";
+        weft::bench::Figure({.name = name + "median", .value = timer.median * period, .unit = "ms",
+                             .ratio = raw.median > 0 ? timer.median / raw.median : weft::bench::NoRatio,
+                             .against = "raw loop"});
+        weft::bench::Figure({.name = name + "worst", .value = timer.worst * period, .unit = "ms",
+                             .ratio = raw.worst > 0 ? timer.worst / raw.worst : weft::bench::NoRatio,
+                             .against = "raw loop"});
     }
     return 0;
 }

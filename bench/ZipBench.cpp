@@ -192,9 +192,17 @@ int main()
     std::printf("%-44s %8.1f MB/s\n", "floor: read + zlib deflate alone", mb / Median(floorS));
     std::printf("%-44s %8.1f MB/s  of the floor %.3f  goal >= 0.85: %s\n", "ZipThread (DirUtils::CreateZipFile)",
                 mb / Median(weftS), Median(weftRatio), Median(weftRatio) >= 0.85 ? "met" : "missed");
+    weft::bench::Figure({.name = "floor: read + zlib deflate alone", .value = mb / Median(floorS), .unit = "MB/s"});
+    weft::bench::Figure({.name = "ZipThread (DirUtils::CreateZipFile)", .value = mb / Median(weftS), .unit = "MB/s",
+                         .ratio = Median(weftRatio), .against = "floor", .goal = 0.85,
+                         .better = weft::bench::Better::Higher});
     if (Median(peerS) > 0)
+    {
         std::printf("%-44s %8.1f MB/s  of the floor %.3f  (native, process start included)\n", "Info-ZIP zip -6",
                     mb / Median(peerS), Median(peerRatio));
+        weft::bench::Figure({.name = "Info-ZIP zip -6, native", .value = mb / Median(peerS), .unit = "MB/s",
+                             .ratio = Median(peerRatio), .against = "floor", .better = weft::bench::Better::Higher});
+    }
     else
         std::printf("%-44s not run: no native zip here\n", "Info-ZIP zip -6");
     DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);

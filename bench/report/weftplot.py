@@ -9,17 +9,21 @@ import matplotlib.pyplot as plt  # noqa: E402
 
 
 def ratio_bars(ax, rows):
-    """rows: (label, ratio, goal, lower_is_better). A bar per figure, its goal as a tick mark."""
+    """rows: (label, ratio, goal, lower_is_better). A bar per figure, its goal as a tick mark; green
+    where the goal is met, red where missed, grey without a goal; the ratio written at its end."""
     labels = [r[0] for r in rows]
     ys = list(range(len(rows)))
     colours = []
     for _, ratio, goal, lower in rows:
-        met = goal is None or (ratio <= goal if lower else ratio >= goal)
-        colours.append("tab:green" if met else "tab:red")
+        if goal is None:
+            colours.append("tab:gray")
+        else:
+            colours.append("tab:green" if (ratio <= goal if lower else ratio >= goal) else "tab:red")
     ax.barh(ys, [r[1] for r in rows], color=colours)
-    for y, (_, _, goal, _) in zip(ys, rows):
+    for y, (_, ratio, goal, _) in zip(ys, rows):
         if goal is not None:
             ax.plot([goal, goal], [y - 0.4, y + 0.4], color="black", linewidth=2)
+        ax.text(max(ratio, goal or 0), y, f" {ratio:.2f}", va="center", fontsize=6)
     ax.set_yticks(ys, labels, fontsize=7)
     ax.invert_yaxis()
     ax.axvline(1.0, color="grey", linewidth=0.8, linestyle=":")
@@ -41,7 +45,8 @@ def curves(ax, title, xlabel, ylabel, series, log=True):
 
 
 def save(fig, path):
-    fig.tight_layout()
+    if fig.get_layout_engine() is None:  # rows() lays itself out
+        fig.tight_layout()
     fig.savefig(path, dpi=110)
     plt.close(fig)
 
@@ -49,3 +54,11 @@ def save(fig, path):
 def figure(rows, cols, width=11, height_per_row=4):
     fig, axes = plt.subplots(rows, cols, figsize=(width, height_per_row * rows), squeeze=False)
     return fig, axes
+
+
+def rows(heights, width=11):
+    """A figure of rows of the given heights (inches), each a sub-figure with margins of its own,
+    so that one row's long labels do not narrow the others: rows[i].subplots(1, 2) for two
+    panels side by side, rows[i].subplots() for one over the whole width."""
+    fig = plt.figure(figsize=(width, sum(heights)), layout="constrained")
+    return fig, list(fig.subfigures(len(heights), 1, height_ratios=heights, squeeze=False)[:, 0])

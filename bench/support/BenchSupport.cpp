@@ -1,6 +1,7 @@
 #include "support/BenchSupport.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 #include <vector>
@@ -21,6 +22,19 @@ double NowSeconds()
 
 namespace
 {
+// The program's name without folder and ".exe": the bench column of the report.
+const std::string& BenchName()
+{
+    static const std::string name = [] {
+        char path[MAX_PATH + 1] = {};
+        GetModuleFileNameA(nullptr, path, MAX_PATH);
+        std::string s = path;
+        s = s.substr(s.find_last_of("\\/") + 1);
+        return s.size() > 4 && s.compare(s.size() - 4, 4, ".exe") == 0 ? s.substr(0, s.size() - 4) : s;
+    }();
+    return name;
+}
+
 double Quantile(std::vector<double> v, double q)
 {
     std::sort(v.begin(), v.end());
@@ -61,13 +75,48 @@ double Median(std::vector<double> values)
     return Quantile(std::move(values), 0.5);
 }
 
-void Report(const char* name, const Comparison& c, double goalRatio)
+std::string Count(long long n)
+{
+    const std::string digits = std::to_string(n < 0 ? -n : n);
+    std::string text = n < 0 ? "-" : "";
+    for (size_t i = 0; i < digits.size(); ++i)
+    {
+        if (i > 0 && (digits.size() - i) % 3 == 0)
+            text += ',';
+        text += digits[i];
+    }
+    return text;
+}
+
+void Figure(const FigureLine& f)
+{
+    char value[32] = "nan", ratio[32] = "", goal[32] = "";
+    if (!std::isnan(f.value))
+        std::snprintf(value, sizeof value, "%.6g", f.value);
+    if (!std::isnan(f.ratio))
+        std::snprintf(ratio, sizeof ratio, "%.4g", f.ratio);
+    if (f.goal > 0)
+        std::snprintf(goal, sizeof goal, "%g", f.goal);
+    std::printf("@figure\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n", BenchName().c_str(), f.name.c_str(), value, f.unit,
+                ratio, goal, f.better == Better::Lower ? "<=" : ">=", f.against);
+    std::fflush(stdout);
+}
+
+void CurvePoint(const Curve& curve, const char* series, double x, double y)
+{
+    std::printf("@curve\t%s\t%s\t%s\t%s\t%s\t%.6g\t%.6g\n", BenchName().c_str(), curve.name, curve.xLabel,
+                curve.yLabel, series, x, y);
+    std::fflush(stdout);
+}
+
+void Report(const char* name, const Comparison& c, double goalRatio, const char* against)
 {
     std::printf("%-44s raw %9.3f us  library %9.3f us  ratio %.3f (quartiles %.3f-%.3f)", name, c.rawPerOp * 1e6,
                 c.libraryPerOp * 1e6, c.ratio, c.ratioLow, c.ratioHigh);
     if (goalRatio > 0)
         std::printf("  goal <= %.2f: %s", goalRatio, c.ratio <= goalRatio ? "met" : "missed");
     std::printf("\n");
-    std::fflush(stdout);
+    Figure({.name = name, .value = c.libraryPerOp * 1e6, .unit = "us", .ratio = c.ratio, .against = against,
+            .goal = goalRatio});
 }
 }  // namespace weft::bench
