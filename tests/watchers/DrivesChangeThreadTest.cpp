@@ -12,6 +12,15 @@ namespace
 {
 const __int64 DriveLParam = -0x5A5A5A5ALL;
 
+// The drive list is one for the whole system: the tests that change or read it take turns, also
+// when they run in processes side by side.
+struct DriveListTurn
+{
+    HANDLE mutex = CreateMutexA(nullptr, FALSE, "weft-tests-drive-list");
+    DriveListTurn() { WaitForSingleObject(mutex, Scaled(60000)); }
+    ~DriveListTurn() { ReleaseMutex(mutex), CloseHandle(mutex); }
+};
+
 struct DrivesProbe : DrivesChangeThread
 {
     using DrivesChangeThread::DrivesChangeThread, DrivesChangeThread::DoWork;
@@ -63,6 +72,7 @@ Lines Told(OwnerWindow& owner)
 // removes is told by the next pass each time.
 TEST(DrivesChangeThreadTest, ADriveComingAndGoingIsToldAfterASilentStart)
 {
+    DriveListTurn turn;
     OwnerWindow owner;
     HostDrive drive;
     DrivesChangeThread watcher(owner.Handle(), Scaled(30), DriveLParam);
@@ -79,6 +89,7 @@ TEST(DrivesChangeThreadTest, ADriveComingAndGoingIsToldAfterASilentStart)
 // table still follows the drives.
 TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshTable)
 {
+    DriveListTurn turn;
     OwnerWindow owner;
     DrivesProbe probe(owner.Handle(), 0, DriveLParam), quiet(nullptr, 1, DriveLParam);
     EXPECT_TRUE(probe.m_nPeriod == 15000 && quiet.m_nPeriod == 1 && StopsByItself(probe) && StopsByItself(quiet));
