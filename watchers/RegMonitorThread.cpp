@@ -197,7 +197,17 @@ void RegMonitorThread::DoWork()
         code = ::RegNotifyChangeKeyValue(m_hKey, m_bSubtree, NotifyFilter, m_evChange, TRUE);
         if (code == ERROR_SUCCESS && m_hWnd != nullptr && ::IsWindow(m_hWnd) && m_nMsg != 0)
         {
+            // A change during a picture can make the listing skip a value that stayed (the
+            // indexes move under it), and the comparison would tell a removal and an addition
+            // that never were. A picture that a change overlapped is taken again, a few times.
             GetKeySnapshot(after);
+            for (int again = 0; again < 8 && ::WaitForSingleObject(m_evChange, 0) == WAIT_OBJECT_0; ++again)
+            {
+                code = ::RegNotifyChangeKeyValue(m_hKey, m_bSubtree, NotifyFilter, m_evChange, TRUE);
+                if (code != ERROR_SUCCESS)
+                    break;
+                GetKeySnapshot(after);
+            }
             DoComparisons(before, after);
             before.swap(after);  // after is cleared by the next picture
         }

@@ -76,6 +76,7 @@ enum Figure
     UserObjects,      // GetGuiResources(GR_USEROBJECTS)
     GdiObjects,       // GetGuiResources(GR_GDIOBJECTS)
     PrivateBytes,     // GetProcessMemoryInfo PrivateUsage
+    PrivateCommitted, // committed private regions that VirtualQuery lists
     HeapBlocks,       // busy blocks of the C runtime's heap (HeapWalk)
     FigureCount
 };

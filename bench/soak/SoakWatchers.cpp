@@ -51,7 +51,10 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         auto it = m_open.find(key);
         if (it == m_open.end())
-            ++m_extra;
+        {
+            if (++m_extra == 1)
+                m_firstExtra = key;
+        }
         else
         {
             ++m_matched;
@@ -93,6 +96,7 @@ public:
             n += count;
         return n;
     }
+    std::string FirstExtra() const { return m_firstExtra; }
     std::string FirstMissing()
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -103,6 +107,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::map<std::string, long long> m_open;
+    std::string m_firstExtra;
     long long m_expected = 0, m_matched = 0, m_extra = 0, m_overflows = 0, m_byOverflow = 0;
 };
 
@@ -173,7 +178,8 @@ public:
                                   {"matched", m_reg.Matched()},
                                   {"missing", m_reg.Missing()},
                                   {"extra", m_reg.Extra()}}) +
-                              (m_reg.Missing() ? " (first: " + m_reg.FirstMissing() + ")" : "")});
+                              (m_reg.Missing() ? " (first: " + m_reg.FirstMissing() + ")" : "") +
+                              (m_reg.Extra() ? " (first extra: " + m_reg.FirstExtra() + ")" : "")});
         checks.push_back({"records: every one received was deleted", m_received > 0 && m_received == m_deleted,
                           Counts({{"received", m_received}, {"deleted", m_deleted}})});
     }
@@ -368,7 +374,7 @@ private:
                 const std::string name = NewName("v");
                 m_reg.Expect("3|" + k + "|" + name);
                 SetValue(k, name, name);
-                values.push_back(name);
+                m_changedThisBurst.push_back({k, name});  // open to changes from the next burst
             }
             else if (what == 1 || values.size() < 4)
             {
