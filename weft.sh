@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# weft.sh example|test|bench|report|faults [args]: installs what is missing, configures, builds, then
-# runs the example program, the whole test suite, the benchmarks, the benchmarks into one report,
-# or the fault list against the tests.
+# weft.sh example|test|bench|report|soak|faults [args]: installs what is missing, configures, builds,
+# then runs the example program, the whole test suite, the benchmarks, the benchmarks into one
+# report, the soak, or the fault list against the tests.
 set -euo pipefail
 cd "$(dirname "$0")"
 build=${WEFT_BUILD_DIR:-build}
@@ -89,8 +89,17 @@ report)
     /usr/bin/python3 bench/report/report.py "$out" || status=1
     exit $status
     ;;
+soak)
+    # weft.sh soak [minutes]: the soak program (default 5 minutes), then its chart.
+    mkdir -p "$build/soak"
+    status=0
+    (cd "$build/soak" && "$OLDPWD/cmake/wine-run.sh" ../bin/weft_soak.exe "${1:-5}" .) || status=$?
+    "$PWD/cmake/wine-server.sh" stop
+    /usr/bin/python3 bench/soak/soak_plot.py "$build/soak/samples.csv" "$build/soak/soak.png" || status=$?
+    exit $status
+    ;;
 *)
-    echo "usage: weft.sh example|test|bench|report|faults [args]" >&2
+    echo "usage: weft.sh example|test|bench|report|soak|faults [args]" >&2
     exit 2
     ;;
 esac
