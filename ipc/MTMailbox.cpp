@@ -30,13 +30,6 @@ bool IsGuardHeld(unsigned long waitResult)
     return waitResult == WAIT_OBJECT_0 || waitResult == WAIT_ABANDONED_0;
 }
 
-// A wait for all of a count and the guard: any abandoned result means both are held, the index
-// naming no particular object.
-bool AreBothHeld(unsigned long waitResult)
-{
-    return waitResult == WAIT_OBJECT_0 || waitResult == WAIT_ABANDONED_0 || waitResult == WAIT_ABANDONED_0 + 1;
-}
-
 // wsprintfA has no documented course for a null string argument, so a null mailbox name is
 // formatted as the empty one.
 void BuildName(char* output, const std::vector<int>& role, const char* mailboxName)
@@ -207,24 +200,18 @@ bool MTMailbox::Post(const void* message, unsigned long timeout)
 {
     if (!IsUsable() || message == nullptr)
         return false;
-    // The free count and the guard in one wait: a poster that dies holds both or neither, never
-    // a count alone that would be lost with it.
-    const unsigned long both = m_pFreeCount->WaitForTwo(*m_pGuard, true, timeout);
-    if (!AreBothHeld(both))
+    if (m_pFreeCount->Wait(timeout) != WAIT_OBJECT_0)
         return false;
-    Store(message);
-    return both == WAIT_OBJECT_0;
+    return StoreUnderGuard(message, timeout) == WAIT_OBJECT_0;
 }
 
 bool MTMailbox::Get(void* buffer, unsigned long timeout)
 {
     if (!IsUsable() || buffer == nullptr)
         return false;
-    const unsigned long both = m_pPendingCount->WaitForTwo(*m_pGuard, true, timeout);
-    if (!AreBothHeld(both))
+    if (m_pPendingCount->Wait(timeout) != WAIT_OBJECT_0)
         return false;
-    Take(buffer);
-    return both == WAIT_OBJECT_0;
+    return TakeUnderGuard(buffer, timeout) == WAIT_OBJECT_0;
 }
 
 bool MTMailbox::PostAlertable(const void* message, MTEvent* alert, unsigned long timeout)
@@ -287,7 +274,12 @@ unsigned long MTMailbox::StoreUnderGuard(const void* message, unsigned long time
         m_pFreeCount->Release(1, nullptr);
         return guard;
     }
-    Store(message);
+    // An abandoned guard is owned all the same. Its holder may have died in a copy; the tail
+    // moves only after a whole copy, so a cut-off message was never delivered.
+    std::memcpy(GetTailPtr(), message, m_pHeader->messageSize);
+    IncrementTail();
+    m_pGuard->Release();
+    m_pPendingCount->Release(1, nullptr);
     return guard;
 }
 
@@ -300,28 +292,11 @@ unsigned long MTMailbox::TakeUnderGuard(void* buffer, unsigned long timeout)
         m_pPendingCount->Release(1, nullptr);
         return guard;
     }
-    Take(buffer);
-    return guard;
-}
-
-void MTMailbox::Store(const void* message)
-{
-    // An abandoned guard is owned all the same. Its holder may have died in a copy; the tail
-    // moves only after a whole copy, so a cut-off message was never delivered. The message is
-    // counted before the guard goes: a poster that dies in between leaves an abandoned guard and
-    // a counted message, never a stored message that no count announces.
-    std::memcpy(GetTailPtr(), message, m_pHeader->messageSize);
-    IncrementTail();
-    m_pPendingCount->Release(1, nullptr);
-    m_pGuard->Release();
-}
-
-void MTMailbox::Take(void* buffer)
-{
     std::memcpy(buffer, GetHeadPtr(), m_pHeader->messageSize);
     IncrementHead();
-    m_pFreeCount->Release(1, nullptr);
     m_pGuard->Release();
+    m_pFreeCount->Release(1, nullptr);
+    return guard;
 }
 
 void* MTMailbox::GetHeadPtr()

@@ -21,12 +21,9 @@
 // Names: at most MaxNameLength() characters, so that the derived names fit their buffers. A
 // null or empty name gives an unnamed block but derived names that all such mailboxes share.
 //
-// Time-outs are milliseconds, 0 polls and 0xFFFFFFFF waits without limit. Post and Get wait for
-// their count and the guard together, in one wait, so a process killed in a transfer takes no
-// count with it. The event and collection forms wait twice, for the alert or the count and then
-// for the guard, each with the whole time-out, so they can take up to twice their time-out, and a
-// holder that dies between those two waits loses its count for good. Nothing here throws;
-// nothing is allocated after construction.
+// Time-outs are milliseconds, 0 polls and 0xFFFFFFFF waits without limit. Every transfer waits
+// twice, for a count and then for the guard, each with the whole time-out, so it can take up to
+// twice its time-out. Nothing here throws; nothing is allocated after construction.
 #pragma once
 
 #include "frame/MTEvent.h"
@@ -120,9 +117,6 @@ private:
     // guard wait's result; when the guard was not had, the count taken is given back.
     unsigned long StoreUnderGuard(const void* message, unsigned long timeout);
     unsigned long TakeUnderGuard(void* buffer, unsigned long timeout);
-    // With the count and the guard held: one copy, the index, the other count, then the guard.
-    void Store(const void* message);
-    void Take(void* buffer);
     // The steps both constructors share once the mapping is there: the names are built, the
     // guard is created (create) or opened and held, the counts made or opened, the header
     // written or checked, and the guard given up again on every way out.

@@ -181,36 +181,25 @@ void RegMonitorThread::DoWork()
         Fail(0, LogEventFailed);
         return;
     }
+    RegKeySnapshot before, after;
+    GetKeySnapshot(before);  // the baseline, whatever the owner window's state
+
     MTWaitableCollection waits;
     m_pWorker->AddStopEvent(&waits);  // index 0: a stop wins over a change
     waits.AddObject(m_evChange);
-    // Each picture is taken after the arming: a change before the arming is in the picture, one
-    // after it signals again. A change between a picture and a later arming would be told by
-    // nothing until some other change came.
     LONG code = ::RegNotifyChangeKeyValue(m_hKey, m_bSubtree, NotifyFilter, m_evChange, TRUE);
-    RegKeySnapshot before, after;
-    GetKeySnapshot(before);  // the baseline, whatever the owner window's state
     while (code == ERROR_SUCCESS)
     {
         if (m_pWorker->IsStopped() || waits.Wait(false, INFINITE) != ChangeSignalled)
             return;  // the stop, or a failed wait: nothing recorded
-        code = ::RegNotifyChangeKeyValue(m_hKey, m_bSubtree, NotifyFilter, m_evChange, TRUE);
-        if (code == ERROR_SUCCESS && m_hWnd != nullptr && ::IsWindow(m_hWnd) && m_nMsg != 0)
+        if (m_hWnd != nullptr && ::IsWindow(m_hWnd) && m_nMsg != 0)
         {
-            // A change during a picture can make the listing skip a value that stayed (the
-            // indexes move under it), and the comparison would tell a removal and an addition
-            // that never were. A picture that a change overlapped is taken again, a few times.
+            // The picture before the arming: a change in between is found at the next signal.
             GetKeySnapshot(after);
-            for (int again = 0; again < 8 && ::WaitForSingleObject(m_evChange, 0) == WAIT_OBJECT_0; ++again)
-            {
-                code = ::RegNotifyChangeKeyValue(m_hKey, m_bSubtree, NotifyFilter, m_evChange, TRUE);
-                if (code != ERROR_SUCCESS)
-                    break;
-                GetKeySnapshot(after);
-            }
             DoComparisons(before, after);
             before.swap(after);  // after is cleared by the next picture
         }
+        code = ::RegNotifyChangeKeyValue(m_hKey, m_bSubtree, NotifyFilter, m_evChange, TRUE);
     }
     Fail(static_cast<unsigned long>(code), LogArmFailed);
 }
@@ -218,8 +207,14 @@ void RegMonitorThread::DoWork()
 void RegMonitorThread::GetKeySnapshot(RegKeySnapshot& snapshot) const
 {
     snapshot.clear();
+    TextArray keys;
+    if (m_bSubtree)
+        RegistryUtils::GetSubKeys(m_hRoot, m_strKey, keys, true);
+    keys.Insert(0, m_strKey);
     TextArray names, texts;
-    const auto add = [&](const CString& key) {
+    for (unsigned long long k = 0; k < keys.GetCount(); ++k)
+    {
+        const CString key = keys.GetCopyAt(k);
         // Each value's name and text in one pass over the key: what listing the names and then
         // reading each by name gives, at a quarter of the registry calls.
         RegistryUtils::GetKeyValueTexts(m_hRoot, key, names, texts, false);
@@ -228,16 +223,7 @@ void RegMonitorThread::GetKeySnapshot(RegKeySnapshot& snapshot) const
         for (unsigned long long n = 0; n < names.GetCount(); ++n)
             values.emplace_back(names.GetCopyAt(n), texts.GetCopyAt(n));
         snapshot.emplace(key, std::move(values));  // a path already there keeps its entry
-    };
-    // The watched key's values before the list of keys below it: a picture that shows a change
-    // of those values shows every key added or removed before that change.
-    add(m_strKey);
-    if (!m_bSubtree)
-        return;
-    TextArray keys;
-    RegistryUtils::GetSubKeys(m_hRoot, m_strKey, keys, true);
-    for (unsigned long long k = 0; k < keys.GetCount(); ++k)
-        add(keys.GetCopyAt(k));
+    }
 }
 
 void RegMonitorThread::DoComparisons(const RegKeySnapshot& before, const RegKeySnapshot& after) const

@@ -6,12 +6,10 @@
 //   RegMonitorThread monitor(HKEY_CURRENT_USER, "Software\\MyApp", true, WM_APP + 7, hWnd, 0);
 //   // WM_APP + 7 arrives with wParam 0 and lParam a RegChangeNotification* to delete
 //
-// The thread starts in the constructor, arms the registry's notice and takes its first picture
-// as the baseline. At each signal it arms again and then, if the window exists and the message
-// is not 0, takes a new picture and compares; otherwise it only arms, so that the differences
-// are told once there is someone to tell. Arming before each picture means that every change
-// is either in the picture or signals anew. A picture reads the watched key's values before
-// listing the keys below it. Changes before the thread wakes (or
+// The thread starts in the constructor and takes its first picture as the baseline, then arms
+// the registry's notice. At each signal, if the window exists and the message is not 0, it
+// takes a new picture, compares, and arms again; otherwise it only arms again, so that the
+// differences are told once there is someone to tell. Changes before the thread wakes (or
 // during a pause) make one comparison, and a net change of nothing sends nothing. A value is
 // compared by its text (RegistryUtils), so a new type with the same text sends nothing.
 //

@@ -3,9 +3,8 @@
 // killed with TerminateProcess and a new one started. A producer writes into a shared block, after
 // each post that returned, how many it has posted; so a killed producer's messages must arrive
 // exactly as far as that figure, or one further (the post in flight when it died). Every message
-// must arrive once, with no gap. The transfers are the plain Post and Get, whose one wait for
-// count and guard lets no process killed while waiting take a count with it. At the end, with
-// the mailbox empty, its counts are checked: how many posts fit, how many gets follow.
+// must arrive once, with no gap. The transfers are the plain Post and Get. At the end, with the
+// mailbox empty, its counts are checked: how many posts fit, how many gets follow.
 #include "soak/Soak.h"
 
 #include "weftcore.h"
@@ -21,7 +20,10 @@ namespace weft::soak
 {
 namespace
 {
-constexpr unsigned long Slots = 16;
+// A producer killed between its count and the end of its transfer takes that count with it for
+// good (nothing recovers it until the mailbox is made anew), so the ring is large enough that the
+// losses of a run of a few hours, at most one per kill, never drain it.
+constexpr unsigned long Slots = 1024;
 constexpr std::uint32_t MaxProducers = 1 << 16;
 constexpr std::uint32_t TakeOverWord = MaxProducers - 1;  // producers count guards taken over here
 constexpr std::uint32_t ProbeProducer = 0xFFFFFFFF;
@@ -148,11 +150,10 @@ public:
                                   {"duplicates", duplicates},
                                   {"torn", m_corrupt},
                                   {"failed to end", m_failedProducers}})});
-        // A producer killed after its wait was granted and before its copy was counted leaves the
-        // guard abandoned and takes one count with it: a free one (a lost slot) or a pending one
-        // (a message that stays in the ring uncounted). The mailbox cannot yet repair that
-        // (docs/ipc.md), so the rule is: no more counts lost than producers killed. The losses
-        // are shown, beside the guards the survivors took over.
+        // A producer killed between its first wait and the release of the other count takes one
+        // count with it: a free one (a lost slot) or a pending one (a message that stays in the
+        // ring uncounted). Nothing recovers it (docs/ipc.md), so the rule is: no more counts lost
+        // than producers killed. The losses are shown, beside the guards the survivors took over.
         const long long takenOver =
             m_takenOver + static_cast<const volatile LONG*>(m_progress.GetPtr())[TakeOverWord];
         const long long lostFree = static_cast<long long>(Slots) - static_cast<long long>(m_finalPosts);

@@ -117,24 +117,3 @@ TEST(MTMailboxTest, GuardAbandonedByAKilledHolderIsTakenOverAndReported)
         ExpectTwoFreeSlots(box);  // the guard is free again and the counts are whole
     }
 }
-
-// A poster killed while it waits for the guard takes no free count with it. The box is full;
-// with the guard held here, a get frees one slot for the poster, which must then wait for the
-// guard.
-TEST(MTMailboxTest, PosterKilledWhileWaitingForTheGuardLeavesTheCountsWhole)
-{
-    const std::string name = UniqueName("mbx-wait");
-    MTMailbox box(2, Size, name.c_str(), nullptr);
-    ASSERT_EQ(0, ChildProcess({"mailbox-produce", name, "0", "2", "10000"}).WaitExit(MustHappenMs()));
-    ChildProcess poster({"mailbox-produce", name, "1", "1", "60000"});
-    EXPECT_EQ(-1, poster.WaitExit(MustNotHappenMs())) << "a post went into a full box";
-    MTMutex guard(MTMailboxProbe::GuardName(name.c_str()).c_str(), false, MUTEX_ALL_ACCESS);
-    ASSERT_EQ(static_cast<unsigned long>(WAIT_OBJECT_0), guard.Wait(MustHappenMs()));
-    Text out[4];
-    EXPECT_TRUE(box.Get(out, 0));
-    EXPECT_EQ(-1, poster.WaitExit(MustNotHappenMs())) << "the post went by the guard";
-    poster.Kill();
-    guard.Release();
-    EXPECT_TRUE(box.Get(out, 0));
-    ExpectTwoFreeSlots(box);
-}
