@@ -5,6 +5,8 @@
 // monitors and the jobs, made and ended in a loop), SoakSamples (the process's figures over time).
 #pragma once
 
+#include "support/Waits.h"
+
 #include <windows.h>
 
 #include <atomic>
@@ -44,21 +46,9 @@ int ProducerMain(int argc, char** argv);
 
 // Seconds on a monotonic clock.
 double Now();
-// A time-out in ms, scaled by WEFT_TIMEOUT_SCALE (default 1) for slow machines.
-DWORD Scaled(DWORD ms);
-// Waits on the handle, or polls the predicate every 5 ms, up to the time-out; true if it happened.
-template <class Predicate>
-bool WaitFor(Predicate predicate, DWORD timeoutMs)
-{
-    const ULONGLONG deadline = GetTickCount64() + timeoutMs;
-    while (!predicate())
-    {
-        if (GetTickCount64() >= deadline)
-            return predicate();
-        Sleep(5);
-    }
-    return true;
-}
+// Time-outs scaled by WEFT_TIMEOUT_SCALE, and polls for a condition, as the tests have them.
+using weft::test::Scaled;
+using weft::test::WaitUntil;
 // A name unique to this process: prefix + process id.
 std::string UniqueName(const char* prefix);
 // "a=1 b=2" from pairs of label and number.

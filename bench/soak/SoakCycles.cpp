@@ -43,7 +43,7 @@ public:
                 for (int k = 1; k <= 3; ++k)
                 {
                     SetEvent(ev);
-                    WaitFor([&] { return m_event >= k; }, Scaled(5000));
+                    WaitUntil([&] { return m_event >= k; }, Scaled(5000));
                 }
             }
             CloseHandle(ev);
@@ -144,7 +144,7 @@ public:
         m_deleteDone = false;
         {
             FileDeleteThread cleaner(Texts({m_tree}), WmDelete, m_window.Handle(), 0, true, true);
-            WaitFor([&] { return m_deleteDone.load(); }, Scaled(30000));
+            WaitUntil([&] { return m_deleteDone.load(); }, Scaled(30000));
         }
         RemoveDirectoryA(m_base.c_str());
     }
@@ -197,14 +197,14 @@ private:
             m_findStopped = 0;
             FindFileThread first(WmFindStopped, m_window.Handle(), 0, 2);  // slow: 25 ms after every 2 entries
             first.DoFind(m_tree.c_str(), Texts({"*.txt"}), none, none, true, true, false);
-            WaitFor([&] { return m_findStopped >= 3; }, Scaled(5000));
+            WaitUntil([&] { return m_findStopped >= 3; }, Scaled(5000));
             PoliteStop(first);
         }
         m_findResults = 0;
         m_findEnded = false;
         FindFileThread again(WmFind, m_window.Handle(), 0, 0);
         again.DoFind(m_tree.c_str(), Texts({"*.txt"}), none, none, true, true, false);
-        Expect(WaitFor([&] { return m_findEnded.load(); }, Scaled(20000)) &&
+        Expect(WaitUntil([&] { return m_findEnded.load(); }, Scaled(20000)) &&
                m_findResults == TreeDirs * FilesPerDir);
         m_found += m_findResults;
     }
@@ -219,7 +219,7 @@ private:
         m_summaryDone = false;
         DirSummaryThread again(m_tree.c_str(), WmSummary, m_window.Handle(), 0, 0);
         again.GatherInfo();
-        Expect(WaitFor([&] { return m_summaryDone.load(); }, Scaled(20000)) &&
+        Expect(WaitUntil([&] { return m_summaryDone.load(); }, Scaled(20000)) &&
                again.GetFileCount() == static_cast<unsigned long long>(TreeDirs * FilesPerDir));
     }
 
@@ -240,7 +240,7 @@ private:
         m_deleteDone = false;
         items.Add(scratch.c_str());
         FileDeleteThread again(items, WmDelete, m_window.Handle(), 0, true, true);
-        Expect(WaitFor([&] { return m_deleteDone.load(); }, Scaled(20000)) &&
+        Expect(WaitUntil([&] { return m_deleteDone.load(); }, Scaled(20000)) &&
                GetFileAttributesA(scratch.c_str()) == INVALID_FILE_ATTRIBUTES);
     }
 
@@ -255,7 +255,7 @@ private:
         m_zipDone = false;
         ZipThread again;
         again.Start(true, out.c_str(), m_tree.c_str(), "", TextArray(), 2, m_window.Handle(), 0);
-        Expect(WaitFor([&] { return m_zipDone.load(); }, Scaled(30000)) && again.GetZipResult());
+        Expect(WaitUntil([&] { return m_zipDone.load(); }, Scaled(30000)) && again.GetZipResult());
     }
 
     std::string m_base, m_tree;

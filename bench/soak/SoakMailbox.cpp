@@ -118,7 +118,7 @@ public:
             Settle(id, false);
         }
         // The last messages: until nothing has come for two seconds.
-        WaitFor([this] { return Now() - m_lastArrival > 2.0; }, Scaled(30000));
+        WaitUntil([this] { return Now() - m_lastArrival > 2.0; }, Scaled(30000));
         m_consumersStop = true;
         for (auto& c : consumers)
             c.join();

@@ -29,13 +29,6 @@ double Now()
     return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
 }
 
-DWORD Scaled(DWORD ms)
-{
-    const char* scale = std::getenv("WEFT_TIMEOUT_SCALE");
-    const double factor = scale != nullptr && std::atof(scale) > 0 ? std::atof(scale) : 1.0;
-    return static_cast<DWORD>(ms * factor);
-}
-
 std::string UniqueName(const char* prefix)
 {
     return std::string(prefix) + std::to_string(GetCurrentProcessId());
@@ -176,7 +169,7 @@ int SoakMain(double minutes, const std::string& folder)
     }
     stop = true;
     // A part that hangs is a failure that must show, not a run that never ends.
-    if (!WaitFor([&] { return ended == parts.size(); }, Scaled(120000)))
+    if (!WaitUntil([&] { return ended == parts.size(); }, Scaled(120000)))
     {
         std::lock_guard<std::mutex> lock(runningLock);
         for (const std::string& name : running)

@@ -278,7 +278,7 @@ private:
     {
         m_burstsStarted = 1;
         m_burstsDone = 1;
-        const bool armed = WaitFor(
+        const bool armed = WaitUntil(
             [this] {
                 Append(m_root + "watched.txt");
                 SetValue("", "sync", std::to_string(++m_counter));
@@ -302,9 +302,9 @@ private:
         const DWORD limit = Scaled(10000);
         m_fs.WaitAllMatched(limit);
         RegistryTold(limit);
-        if (!WaitFor([&] { return m_dirSeen == b; }, limit))
+        if (!WaitUntil([&] { return m_dirSeen == b; }, limit))
             ++m_dirMissed;
-        if (!WaitFor([&] { return m_fileSeen == b; }, limit))
+        if (!WaitUntil([&] { return m_fileSeen == b; }, limit))
             ++m_fileMissed;
         // Folders made in this burst are told now: the next burst may use them.
         for (const std::string& d : m_newDirs)
@@ -316,12 +316,12 @@ private:
     // without, a change of the sync value makes the monitor take a picture again.
     void RegistryTold(DWORD limit)
     {
-        if (WaitFor([this] { return m_told.Equals(m_texts); }, Scaled(500)))
+        if (WaitUntil([this] { return m_told.Equals(m_texts); }, Scaled(500)))
             return;
-        const bool told = WaitFor(
+        const bool told = WaitUntil(
             [this] {
                 SetValue("", "sync", std::to_string(++m_counter));
-                return WaitFor([this] { return m_told.Equals(m_texts); }, Scaled(300));
+                return WaitUntil([this] { return m_told.Equals(m_texts); }, Scaled(300));
             },
             limit);
         ++(told ? m_regSynced : m_regUntold);

@@ -12,24 +12,6 @@
 
 namespace weft::test
 {
-namespace
-{
-double Scale()
-{
-    static const double scale = [] {
-        const char* text = std::getenv("WEFT_TIMEOUT_SCALE");
-        double v = text ? std::atof(text) : 1.0;
-        return v > 0 ? v : 1.0;
-    }();
-    return scale;
-}
-}  // namespace
-
-DWORD Scaled(DWORD ms)
-{
-    return static_cast<DWORD>(ms * Scale());
-}
-
 DWORD MustHappenMs()
 {
     return Scaled(10000);

@@ -2,6 +2,8 @@
 // the child program, and a thread with a bounded join.
 #pragma once
 
+#include "support/Waits.h"
+
 #include <windows.h>
 
 #include <atomic>
@@ -23,24 +25,6 @@ namespace weft::test
 DWORD MustHappenMs();
 // How long to watch for something that must not happen.
 DWORD MustNotHappenMs();
-// Scales a duration of the test by WEFT_TIMEOUT_SCALE.
-DWORD Scaled(DWORD ms);
-
-// Polls a condition that no event announces (such as a thread's own suspension) until it
-// holds or the time-out passes; gives the condition's last value.
-template <class Predicate>
-bool WaitUntil(Predicate predicate, DWORD timeoutMs)
-{
-    const ULONGLONG deadline = GetTickCount64() + timeoutMs;
-    while (!predicate())
-    {
-        if (GetTickCount64() >= deadline)
-            return predicate();
-        Sleep(1);
-    }
-    return true;
-}
-
 // The start handshake of a test's thread function: waits until the owner has stored the pointer.
 template <class T>
 T* AwaitPointer(const std::atomic<T*>& pointer)
