@@ -52,6 +52,15 @@ DWORD HandleCount();
 // directory of named objects, for one).
 ::testing::AssertionResult LeaksNoHandles(const std::function<void()>& cases);
 
+// The drive list is one for the whole system: the tests that change or watch it take turns, also
+// when they run in processes side by side.
+struct DriveListTurn
+{
+    HANDLE mutex = CreateMutexA(nullptr, FALSE, "weft-tests-drive-list");
+    DriveListTurn() { WaitForSingleObject(mutex, MustHappenMs() * 4); }
+    ~DriveListTurn() { ReleaseMutex(mutex), CloseHandle(mutex); }
+};
+
 // The folder of the running program, with a trailing backslash.
 std::string ExeDir();
 

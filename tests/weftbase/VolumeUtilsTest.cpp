@@ -18,6 +18,7 @@ char UnusedLetter(char before = 'Z' + 1)
 
 TEST(VolumeUtilsTest, DrivesAreRootPathsInLetterOrderEachWithItsOwnVolumeGuidOrTextAndSpaceFiguresAgree)
 {
+    const weft::test::DriveListTurn turn;  // the drives it defines would be told to a drive watcher
     TextArray drives;
     drives.Add("stale");
     ASSERT_TRUE(VolumeUtils::GetDriveLetters(drives));
