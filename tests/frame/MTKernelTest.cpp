@@ -1,141 +1,123 @@
-// Handle validity, wait-result decoding, and the statuses of create and open.
+// Kernel objects: handle validity, wait-result decoding, the statuses of create, join and open,
+// event and semaphore signals, and mutex ownership and abandonment, also by other processes.
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <thread>
 
+using weft::test::MustHappenMs;
 using weft::test::UniqueName;
 
-TEST(MTKernelTest, ValidityIsNeitherNullNorAllOnes)
+// Null and all-ones are the invalid handles; results decode within their count only.
+TEST(MTKernelTest, HandleValidityAndWaitResultsAtTheEdges)
 {
     EXPECT_FALSE(MTKernel::IsValidHandle(nullptr));
     EXPECT_FALSE(MTKernel::IsValidHandle(INVALID_HANDLE_VALUE));
     EXPECT_TRUE(MTKernel::IsValidHandle(reinterpret_cast<void*>(1)));
-}
-
-TEST(MTKernelTest, DecodersTestNumbersAtTheEdges)
-{
-    EXPECT_TRUE(MTKernel::DidWaitSucceed(0, 1));
-    EXPECT_FALSE(MTKernel::DidWaitSucceed(1, 1));
-    EXPECT_TRUE(MTKernel::DidWaitSucceed(63, 64));
-    EXPECT_FALSE(MTKernel::DidWaitSucceed(WAIT_TIMEOUT, 1));
-    EXPECT_FALSE(MTKernel::DidWaitSucceed(WAIT_TIMEOUT, 64));
-    EXPECT_FALSE(MTKernel::DidWaitSucceed(WAIT_FAILED, 64));
-    EXPECT_EQ(5u, MTKernel::WaitSucceededIndex(5));
-
-    EXPECT_FALSE(MTKernel::DidWaitAbandon(127, 1));
-    EXPECT_TRUE(MTKernel::DidWaitAbandon(128, 1));
-    EXPECT_FALSE(MTKernel::DidWaitAbandon(129, 1));
-    EXPECT_TRUE(MTKernel::DidWaitAbandon(191, 64));
-    EXPECT_FALSE(MTKernel::DidWaitAbandon(192, 64));
-    EXPECT_FALSE(MTKernel::DidWaitAbandon(WAIT_TIMEOUT, 64));
-    EXPECT_FALSE(MTKernel::DidWaitAbandon(WAIT_FAILED, 64));
+    struct Row
+    {
+        unsigned long result, count;
+        bool succeeded, abandoned;
+    };
+    const Row rows[] = {{0, 1, true, false},     {1, 1, false, false},    {63, 64, true, false},
+                        {128, 1, false, true},   {129, 1, false, false},  {191, 64, false, true},
+                        {192, 64, false, false}, {WAIT_TIMEOUT, 64, false, false}, {WAIT_FAILED, 64, false, false}};
+    for (const Row& r : rows)
+    {
+        EXPECT_EQ(r.succeeded, MTKernel::DidWaitSucceed(r.result, r.count)) << r.result << "/" << r.count;
+        EXPECT_EQ(r.abandoned, MTKernel::DidWaitAbandon(r.result, r.count)) << r.result << "/" << r.count;
+    }
     EXPECT_EQ(2u, MTKernel::WaitAbandonedIndex(130));
 }
 
-TEST(MTKernelTest, NamedCreateTellsCreatorFromJoiner)
-{
-    const std::string name = UniqueName("kernel-join");
-    MTMutex first(false, name.c_str());
-    MTMutex second(false, name.c_str());
-    EXPECT_EQ(0u, first.GetStatus());
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), second.GetStatus());
-    ASSERT_TRUE(first.IsValidHandle());
-    ASSERT_TRUE(second.IsValidHandle());
-    EXPECT_NE(first.GetHandle(), second.GetHandle());
-}
-
-TEST(MTKernelTest, FailedCreatesAndOpensKeepTheSystemError)
-{
-    const std::string name = UniqueName("kernel-type");
-    MTMutex mutex(false, name.c_str());
-    ASSERT_EQ(0u, mutex.GetStatus());
-
-    // A name held by another object type.
-    MTEvent clash(false, false, name.c_str());
-    EXPECT_FALSE(clash.IsValidHandle());
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_HANDLE), clash.GetStatus());
-
-    // A missing name.
-    MTEvent missing(UniqueName("kernel-missing").c_str(), false, SYNCHRONIZE);
-    EXPECT_FALSE(missing.IsValidHandle());
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), missing.GetStatus());
-    MTMutex missingMutex(UniqueName("kernel-missing").c_str(), false, SYNCHRONIZE);
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), missingMutex.GetStatus());
-    MTSemaphore missingSemaphore(UniqueName("kernel-missing").c_str(), false, SYNCHRONIZE);
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_FILE_NOT_FOUND), missingSemaphore.GetStatus());
-
-    // An open with no name at all.
-    MTEvent nameless(nullptr, false, SYNCHRONIZE);
-    EXPECT_FALSE(nameless.IsValidHandle());
-    EXPECT_NE(0u, nameless.GetStatus());
-
-    // A semaphore whose maximum is below its initial count.
-    MTSemaphore badCounts(5, 1);
-    EXPECT_FALSE(badCounts.IsValidHandle());
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_PARAMETER), badCounts.GetStatus());
-
-    // A name in a namespace that does not exist.
-    MTEvent badPath(false, false, "weft-no-such-namespace\\x");
-    EXPECT_FALSE(badPath.IsValidHandle());
-    EXPECT_NE(0u, badPath.GetStatus());
-}
-
-TEST(MTKernelTest, OperationsOnAFailedObjectGiveThePlatformsFailures)
-{
-    MTSemaphore bad(5, 1);
-    ASSERT_FALSE(bad.IsValidHandle());
-    MTEvent other(true, true);
-    EXPECT_EQ(WAIT_FAILED, bad.Wait(0));
-    EXPECT_EQ(WAIT_FAILED, bad.Wait(INFINITE));
-    EXPECT_EQ(WAIT_FAILED, bad.WaitForTwo(other, false, 0));
-    long previous = -7;
-    bad.Release(1, &previous);
-    EXPECT_EQ(-7, previous);
-
-    MTEvent badEvent(nullptr, false, SYNCHRONIZE);
-    badEvent.Set();
-    badEvent.Reset();
-    badEvent.Pulse();
-    EXPECT_FALSE(badEvent.IsSet());
-
-    MTMutex badMutex(nullptr, false, SYNCHRONIZE);
-    const unsigned long openStatus = badMutex.GetStatus();
-    badMutex.Release();
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_HANDLE), badMutex.GetStatus());
-    EXPECT_NE(openStatus, 0u);
-}
-
+// WaitForTwo puts its own object at index 0 and the other at 1.
 TEST(MTKernelTest, WaitForTwoPutsItsOwnObjectFirst)
 {
-    MTEvent own(true, true);
-    MTEvent other(true, true);
-    EXPECT_EQ(0u, own.WaitForTwo(other, false, 0));
-    own.Reset();
+    MTEvent own(true, false), other(true, true);
     EXPECT_EQ(1u, own.WaitForTwo(other, false, 0));
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), own.WaitForTwo(other, true, 0));
     own.Set();
-    EXPECT_TRUE(MTKernel::DidWaitSucceed(own.WaitForTwo(other, true, 0), 2));
-    other.Reset();
-    own.Reset();
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), own.WaitForTwo(other, false, 0));
+    EXPECT_EQ(0u, own.WaitForTwo(other, false, 0));
 }
 
-TEST(MTKernelTest, CreatesAndFailuresLeakNoHandles)
+// Set signals until a wait consumes it (auto-reset) or Reset (manual). A joiner of a named event
+// gets the existing object and state with ERROR_ALREADY_EXISTS; a later open's status is 0.
+TEST(MTEventTest, SetStaysUntilConsumedAndNamedJoinersAndOpenersShareTheObject)
 {
-    const std::string name = UniqueName("kernel-leak");
-    EXPECT_TRUE(weft::test::LeaksNoHandles([&] {
-    for (int i = 0; i < 50; ++i)
+    MTEvent automatic;
+    automatic.Set();
+    EXPECT_TRUE(automatic.IsSet());
+    EXPECT_FALSE(automatic.IsSet());
+
+    const std::string name = UniqueName("event");
+    MTEvent created(true, false, name.c_str());
+    EXPECT_EQ(0u, created.GetStatus());
+    created.Set();
+    MTEvent joined(false, false, name.c_str());
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joined.GetStatus());
+    EXPECT_TRUE(joined.IsSet());
+    EXPECT_TRUE(joined.IsSet());
+    MTEvent opened(name.c_str(), false, EVENT_MODIFY_STATE | SYNCHRONIZE);
+    EXPECT_EQ(0u, opened.GetStatus());
+    opened.Reset();
+    EXPECT_FALSE(created.IsSet());
+}
+
+// A release past the maximum is refused and leaves the previous count alone; the count stays exact.
+TEST(MTSemaphoreTest, ReleasePastTheMaximumChangesNothing)
+{
+    MTSemaphore semaphore(1, 3);
+    EXPECT_EQ(0u, semaphore.Wait(0));
+    long previous = -1;
+    semaphore.Release(3, &previous);
+    EXPECT_EQ(0, previous);
+    previous = -1;
+    semaphore.Release(1, &previous);
+    EXPECT_EQ(-1, previous);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(0u, semaphore.Wait(0));
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), semaphore.Wait(0));
+}
+
+// A mutex left held by an ended thread comes abandoned, at its own index in a collection; the
+// new owner's release succeeds, and a release by a non-owner leaves ERROR_NOT_OWNER.
+TEST(MTMutexTest, AbandonedMutexComesAtItsIndexAndOnlyTheOwnerReleases)
+{
+    MTEvent a(true, false), b(true, false);
+    MTMutex mutex;
+    std::thread([&] { ASSERT_EQ(0u, mutex.Wait(0)); }).join();
+    MTWaitableCollection waits;
+    waits.AddObject(a), waits.AddObject(b), waits.AddObject(mutex);
+    const unsigned long result = waits.Wait(false, MustHappenMs());
+    EXPECT_TRUE(MTKernel::DidWaitAbandon(result, waits.GetCount()));
+    EXPECT_EQ(2u, MTKernel::WaitAbandonedIndex(result));
+    mutex.Release();
+    EXPECT_EQ(0u, mutex.GetStatus());
+    mutex.Release();
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_NOT_OWNER), mutex.GetStatus());
+}
+
+// A named mutex held by a child process that exits, or is killed, comes to us abandoned. The
+// child joins our named event (exit code 0 only if it saw ERROR_ALREADY_EXISTS) and sets it.
+TEST(MTMutexTest, MutexOfAnExitedOrKilledProcessComesAbandoned)
+{
+    for (const char* mode : {"exit", "hang"})
     {
-        MTEvent event(true, false, name.c_str());
-        MTEvent joiner(true, false, name.c_str());
-        MTMutex mutex;
-        MTSemaphore semaphore(0, 3);
-        MTSemaphore failed(5, 1);
-        MTEvent missing(UniqueName("kernel-missing").c_str(), false, SYNCHRONIZE);
-        MTEvent opened(name.c_str(), false, SYNCHRONIZE);
+        SCOPED_TRACE(mode);
+        const std::string name = UniqueName("mutex-child"), readyName = UniqueName("mutex-ready");
+        MTMutex mutex(false, name.c_str());
+        MTEvent ready(true, false, readyName.c_str());
+        weft::test::ChildProcess child({"mutex-hold", name, readyName, mode});
+        ASSERT_TRUE(child.Started());
+        HANDLE waits[2] = {ready.GetHandle(), child.Handle()};
+        ASSERT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, waits, FALSE, MustHappenMs())) << "the child took nothing";
+        if (std::string(mode) == "hang")
+            child.Kill();
+        else
+            EXPECT_EQ(0, child.WaitExit(MustHappenMs()));
+        EXPECT_EQ(static_cast<unsigned long>(WAIT_ABANDONED_0), mutex.Wait(MustHappenMs()));
+        mutex.Release();
+        EXPECT_EQ(0u, mutex.GetStatus());
     }
-    }));
 }

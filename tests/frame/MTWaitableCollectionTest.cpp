@@ -1,137 +1,68 @@
-// Collections: the 64-handle limit, insertion at the head, partial appends, and wait priority.
-#include "support/TestSupport.h"
+// Collections: the 64-entry limit, appending what fits, insertion at the head, the empty wait.
 #include "weftcore.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <vector>
 
 namespace
 {
-// Manual-reset events, not set, to fill collections with.
-std::vector<std::unique_ptr<MTEvent>> MakeEvents(int n)
+// The result of a wait on the collection while only the given event is set.
+unsigned long IndexOf(const MTWaitableCollection& waits, MTEvent& event)
 {
-    std::vector<std::unique_ptr<MTEvent>> events;
-    for (int i = 0; i < n; ++i)
-        events.push_back(std::make_unique<MTEvent>(true, false));
-    return events;
+    event.Set();
+    const unsigned long result = waits.Wait(false, 0);
+    event.Reset();  // if the wait did not take it
+    return result;
 }
 }  // namespace
 
-TEST(MTWaitableCollectionTest, HoldsSixtyFourAndRefusesTheNext)
+// Up to 64 entries, each reachable by a wait; adding or inserting refuses the 65th. A collection
+// added to a nearly full one appends in order what fits; added to itself, its entries once.
+TEST(MTWaitableCollectionTest, HoldsSixtyFourAndAppendsWhatFits)
 {
-    auto events = MakeEvents(65);
-    MTWaitableCollection waits;
-    for (int i = 0; i < 64; ++i)
-        ASSERT_TRUE(waits.AddObject(*events[i]));
-    EXPECT_EQ(64, waits.GetCount());
-    EXPECT_FALSE(waits.AddObject(*events[64]));
-    EXPECT_FALSE(waits.AddObject(events[64].get()));
-    EXPECT_FALSE(waits.AddObject(events[64]->GetHandle()));
-    EXPECT_FALSE(waits.InsertObjectAtHead(*events[64]));
-    EXPECT_EQ(64, waits.GetCount());
-
-    // The last of 64 is reachable by the wait; the refused one is not in it.
-    events[64]->Set();
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), waits.Wait(false, 0));
-    events[63]->Set();
-    EXPECT_EQ(63u, waits.Wait(false, 0));
+    std::vector<MTEvent> events(70);
+    MTWaitableCollection big, ten;
+    for (int i = 0; i < 60; ++i)
+        ASSERT_TRUE(big.AddObject(events[i]));
+    for (int i = 60; i < 70; ++i)
+        ten.AddObject(events[i]);
+    EXPECT_FALSE(big.AddCollection(ten));
+    ASSERT_EQ(64, big.GetCount());
+    EXPECT_FALSE(big.AddObject(events[64]));
+    EXPECT_FALSE(big.InsertObjectAtHead(events[64]));
+    EXPECT_EQ(64, big.GetCount());
+    EXPECT_EQ(63u, IndexOf(big, events[63]));
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), IndexOf(big, events[64]));
+    EXPECT_TRUE(ten.AddCollection(ten));
+    EXPECT_EQ(20, ten.GetCount());
 }
 
+// Insertion at the head moves every entry one place on.
 TEST(MTWaitableCollectionTest, InsertAtHeadShiftsEveryEntry)
 {
-    auto events = MakeEvents(4);
+    std::vector<MTEvent> events(4);
     MTWaitableCollection waits;
-    waits.AddObject(*events[0]);
-    waits.AddObject(*events[1]);
-    waits.AddObject(*events[2]);
-    ASSERT_TRUE(waits.InsertObjectAtHead(*events[3]));
-    ASSERT_EQ(4, waits.GetCount());
-    // Each event answers at its new index.
-    const int expectedIndex[4] = {1, 2, 3, 0};
+    for (int i = 0; i < 3; ++i)
+        waits.AddObject(events[i]);
+    ASSERT_TRUE(waits.InsertObjectAtHead(events[3]));
+    const unsigned long expected[4] = {1, 2, 3, 0};
     for (int i = 0; i < 4; ++i)
-    {
-        events[i]->Set();
-        EXPECT_EQ(static_cast<unsigned long>(expectedIndex[i]), waits.Wait(false, 0)) << "event " << i;
-        events[i]->Reset();
-    }
+        EXPECT_EQ(expected[i], IndexOf(waits, events[i])) << "event " << i;
 }
 
-TEST(MTWaitableCollectionTest, AddCollectionAppendsWhatFitsWithoutRollBack)
-{
-    auto events = MakeEvents(70);
-    MTWaitableCollection big, ten, empty;
-    for (int i = 0; i < 60; ++i)
-        big.AddObject(*events[i]);
-    for (int i = 60; i < 70; ++i)
-        ten.AddObject(*events[i]);
-    EXPECT_FALSE(big.AddCollection(ten));
-    EXPECT_EQ(64, big.GetCount());
-    // The first four of the ten were appended, in order; the fifth was not.
-    events[63]->Set();
-    EXPECT_EQ(63u, big.Wait(false, 0));
-    events[63]->Reset();
-    events[64]->Set();
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), big.Wait(false, 0));
-
-    EXPECT_TRUE(big.AddCollection(empty));
-    EXPECT_EQ(64, big.GetCount());
-    EXPECT_TRUE(empty.AddCollection(ten));
-    EXPECT_EQ(10, empty.GetCount());
-    // Added to itself, a collection appends its original entries once.
-    EXPECT_TRUE(empty.AddCollection(empty));
-    EXPECT_EQ(20, empty.GetCount());
-}
-
-TEST(MTWaitableCollectionTest, NullsAreRefusedByPointerButStoredByHandle)
-{
-    MTWaitableCollection waits;
-    EXPECT_FALSE(waits.AddObject(static_cast<const MTWaitableObject*>(nullptr)));
-    EXPECT_EQ(0, waits.GetCount());
-    EXPECT_TRUE(waits.AddObject(static_cast<void*>(nullptr)));
-    EXPECT_EQ(1, waits.GetCount());
-    // A bad handle makes the wait fail, at once.
-    EXPECT_EQ(WAIT_FAILED, waits.Wait(false, INFINITE));
-
-    // An object whose create failed is stored too, and fails the wait in the same way.
-    MTSemaphore failed(5, 1);
-    MTWaitableCollection withFailed;
-    EXPECT_TRUE(withFailed.AddObject(&failed));
-    EXPECT_EQ(WAIT_FAILED, withFailed.Wait(false, 0));
-}
-
-TEST(MTWaitableCollectionTest, LowestSignalledIndexWins)
-{
-    auto events = MakeEvents(5);
-    MTWaitableCollection waits;
-    for (auto& e : events)
-        waits.AddObject(*e);
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), waits.Wait(false, 0));
-    events[4]->Set();
-    events[2]->Set();
-    EXPECT_EQ(2u, waits.Wait(false, 0));
-    events[0]->Set();
-    EXPECT_EQ(0u, waits.Wait(false, 0));
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), waits.Wait(true, 0));
-    for (auto& e : events)
-        e->Set();
-    EXPECT_TRUE(MTKernel::DidWaitSucceed(waits.Wait(true, 0), waits.GetCount()));
-}
-
+// An empty collection's wait fails at once without calling the platform (the last error stays),
+// also after Clear; entries added after Clear start again at index 0.
 TEST(MTWaitableCollectionTest, EmptyWaitFailsAtOnceAndClearStartsAgainAtIndexZero)
 {
-    auto events = MakeEvents(2);
+    std::vector<MTEvent> events(2);
     MTWaitableCollection waits;
+    waits.AddObject(events[0]);
+    waits.Clear();
     SetLastError(12345);
     EXPECT_EQ(WAIT_FAILED, waits.Wait(false, INFINITE));
     EXPECT_EQ(WAIT_FAILED, waits.Wait(true, 0));
     EXPECT_EQ(12345u, GetLastError());
-    waits.AddObject(*events[0]);
-    waits.Clear();
-    EXPECT_EQ(0, waits.GetCount());
-    EXPECT_EQ(WAIT_FAILED, waits.Wait(false, 0));
-    waits.AddObject(*events[1]);
-    events[1]->Set();
-    EXPECT_EQ(0u, waits.Wait(false, 0));
+    waits.AddObject(events[1]);
+    EXPECT_EQ(0u, IndexOf(waits, events[1]));
 }

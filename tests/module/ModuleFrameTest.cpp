@@ -1,5 +1,9 @@
+// The module frame: the registered messages, the module's entry and static texts, and the coded
+// text tables.
 #include "support/TestSupport.h"
 #include "weftcore.h"
+
+#include "module/CodedTexts.h"
 
 #include <afxdllx.h>
 
@@ -9,20 +13,6 @@
 
 namespace
 {
-struct Registered
-{
-    const unsigned int* member;
-    const char* text;
-};
-
-// The strings are the contract between processes: one number per string, wherever registered.
-const Registered Messages[] = {
-    {&ZipThread::MSG_ZIPTHREAD_DONE, "5F2D9B0E-3A42-46f4-9B58-DACF5E5CA5A0"},
-    {&DrivesChangeThread::MSG_DCT_DRIVEADDED, "C60CDF6F-582F-409F-9145-0F9756CF8FC8"},
-    {&DrivesChangeThread::MSG_DCT_DRIVECHANGED, "FC416357-3DE0-47C5-9C8F-45DD07D2DDD0"},
-    {&DrivesChangeThread::MSG_DCT_DRIVEREMOVED, "1AB91673-9DA1-4E7D-B57A-15EB23484FB7"},
-};
-
 // The framework links of a module, counted in the chain of extension modules.
 int LinksOf(HMODULE module)
 {
@@ -31,69 +21,55 @@ int LinksOf(HMODULE module)
     int n = 0;
     for (CDynLinkLibrary* link = state->m_pFirstLibrary; link; link = link->m_pNextDLL)
     {
-        if (link->m_hModule == module)
-        {
-            ++n;
-            EXPECT_FALSE(link->m_bSystem);
-        }
+        n += link->m_hModule == module;
     }
     LeaveCriticalSection(&state->m_lockLibraries);
     return n;
 }
-}  // namespace
 
-TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsStringAndAllFourDiffer)
-{
-    for (const Registered& a : Messages)
-    {
-        EXPECT_EQ(RegisterWindowMessageA(a.text), *a.member) << a.text;
-        for (const Registered& b : Messages)
-        {
-            if (&a != &b)
-            {
-                EXPECT_NE(*a.member, *b.member) << a.text << " and " << b.text;
-            }
-        }
-    }
-}
-
-namespace
-{
-// A copy of weftcore.dll under another name in the temporary folder, unloaded and deleted at the end.
+// The path of a copy of weftcore.dll under another name in the temporary folder; the copy is
+// unloaded and deleted at the end.
 struct ModuleCopy
 {
+    std::string path;
+    HMODULE module = nullptr;
     ModuleCopy()
     {
         char temp[MAX_PATH + 1] = {};
         GetTempPathA(MAX_PATH, temp);
         path = std::string(temp) + weft::test::UniqueName("module") + ".dll";
-        copied = CopyFileA((weft::test::ExeDir() + "weftcore.dll").c_str(), path.c_str(), FALSE) != FALSE;
     }
     ~ModuleCopy()
     {
         if (module)
             FreeLibrary(module);
-        if (copied)
-            DeleteFileA(path.c_str());
+        DeleteFileA(path.c_str());
     }
-    ModuleCopy(const ModuleCopy&) = delete;
-    ModuleCopy& operator=(const ModuleCopy&) = delete;
-
-    std::string path;
-    bool copied = false;
-    HMODULE module = nullptr;
 };
 }  // namespace
 
+// The strings are the contract between processes: each message is the number of its own string.
+TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsString)
+{
+    const std::pair<const unsigned int*, const char*> messages[] = {
+        {&ZipThread::MSG_ZIPTHREAD_DONE, "5F2D9B0E-3A42-46f4-9B58-DACF5E5CA5A0"},
+        {&DrivesChangeThread::MSG_DCT_DRIVEADDED, "C60CDF6F-582F-409F-9145-0F9756CF8FC8"},
+        {&DrivesChangeThread::MSG_DCT_DRIVECHANGED, "FC416357-3DE0-47C5-9C8F-45DD07D2DDD0"},
+        {&DrivesChangeThread::MSG_DCT_DRIVEREMOVED, "1AB91673-9DA1-4E7D-B57A-15EB23484FB7"},
+    };
+    for (const auto& [member, text] : messages)
+        EXPECT_EQ(RegisterWindowMessageA(text), *member) << text;
+}
+
+// A copy under another name is a module of its own: its entry links it into the framework's
+// chain once at load and unlinks it at unload, and its static texts are built, while the
+// library it was copied from stays loaded.
 TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
 {
-    // A copy under another name is a module of its own: its entry and static objects run at
-    // load and unload here, while the library it was copied from stays loaded.
     ASSERT_EQ(1, LinksOf(GetModuleHandleA("weftcore.dll")));
     ModuleCopy copy;
-    ASSERT_TRUE(copy.copied);
-    copy.module = LoadLibraryA(copy.path.c_str());
-    HMODULE module = copy.module;
+    ASSERT_TRUE(CopyFileA((weft::test::ExeDir() + "weftcore.dll").c_str(), copy.path.c_str(), FALSE));
+    HMODULE module = copy.module = LoadLibraryA(copy.path.c_str());
     ASSERT_NE(nullptr, module) << GetLastError();
     EXPECT_EQ(1, LinksOf(module));
     const auto* mask = reinterpret_cast<const CString*>(GetProcAddress(module, "_ZN13TextConstants12AllFilesMaskE"));
@@ -102,4 +78,36 @@ TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
     copy.module = nullptr;
     EXPECT_TRUE(FreeLibrary(module));
     EXPECT_EQ(0, LinksOf(module)) << "the detached module stayed in the chain";
+}
+
+// Every table decodes to printable text that fits where the library uses it: lead texts end in
+// ": " before a system error text, the registry prefix starts an existing key path below
+// HKEY_LOCAL_MACHINE, the extension is in the form FileUtils::GetFileExt gives, and the strip
+// text comes off an instance name made from a module path.
+TEST(CodedTextsTest, EveryTableDecodesToAPrintableTextThatFitsItsRole)
+{
+    using namespace CodedTexts;
+    for (const std::vector<int>* table :
+         {&RegBadKeyText, &RegLocalMachinePrefix, &RegErrorLeadText, &ShellEmptyFileText, &ShellArgumentExtension,
+          &ShellTimeoutLeadText, &SingleInstanceStripText})
+    {
+        const CString text = StringUtils::DecryptText(*table);
+        EXPECT_FALSE(text.IsEmpty());
+        for (int i = 0; i < text.GetLength(); ++i)
+            EXPECT_TRUE(text[i] >= 32 && text[i] <= 126) << text.GetString();
+    }
+    EXPECT_EQ(CString(": "), StringUtils::DecryptText(RegErrorLeadText).Right(2));
+    EXPECT_EQ(CString(": "), StringUtils::DecryptText(ShellTimeoutLeadText).Right(2));
+
+    const CString prefix = StringUtils::DecryptText(RegLocalMachinePrefix);
+    HKEY key = nullptr;
+    EXPECT_EQ(ERROR_SUCCESS, RegOpenKeyExA(HKEY_LOCAL_MACHINE, prefix + "Microsoft", 0, KEY_READ, &key))
+        << prefix.GetString();
+    if (key)
+        RegCloseKey(key);
+    const CString ext = StringUtils::DecryptText(ShellArgumentExtension);
+    EXPECT_EQ(0, FileUtils::GetFileExt("C:\\Tools\\APP.EXE").CompareNoCase(ext)) << ext.GetString();
+    CString name("C__Tools_My_App.exe");
+    EXPECT_EQ(1, name.Replace(StringUtils::DecryptText(SingleInstanceStripText), ""));
+    EXPECT_EQ(CString("C__Tools_My_App"), name);
 }

@@ -1,0 +1,258 @@
+// Locks: the scoped lock over a critical section or a mutex, Lockable, the monitor's hand-over
+// order, and the readers-writer lock.
+#include "support/TestSupport.h"
+#include "weftcore.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <pthread.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+using weft::test::MustHappenMs;
+using weft::test::MustNotHappenMs;
+
+namespace
+{
+// Runs a step on a thread of its own and tells when it has finished. Its end is bounded: a thread
+// still blocked then (behind a lock that a faulty release never gave back) is ended, and the test
+// fails instead of hanging.
+class Contender
+{
+public:
+    explicit Contender(std::function<void()> step) : m_thread([this, step] { step(), m_done.Set(); }) {}
+    ~Contender()
+    {
+        if (!Finished(MustHappenMs()))
+        {
+            ADD_FAILURE() << "a thread stayed blocked";
+            TerminateThread(pthread_gethandle(m_thread.native_handle()), 1);
+        }
+        m_thread.join();
+    }
+    bool Finished(DWORD ms) { return MTKernel::DidWaitSucceed(m_done.Wait(ms), 1); }
+
+private:
+    MTEvent m_done{true, false};
+    std::thread m_thread;
+};
+
+// The two kinds of lock a scope can hold, each with the way another thread takes and gives it.
+struct SectionKind
+{
+    MTCritSec lock;
+    void TakeAndGive() { lock.Enter(), lock.Leave(); }
+};
+struct MutexKind
+{
+    MTMutex lock;
+    void TakeAndGive() { WaitForSingleObject(lock.GetHandle(), INFINITE), ReleaseMutex(lock.GetHandle()); }
+};
+// A mutex that a thread left held when it ended: the first wait on it comes abandoned, and owns it.
+struct AbandonedMutexKind : MutexKind
+{
+    AbandonedMutexKind() { std::thread([this] { WaitForSingleObject(lock.GetHandle(), INFINITE); }).join(); }
+};
+
+template <class Kind>
+class ScopedLockTest : public ::testing::Test
+{
+protected:
+    Kind kind;
+};
+using Kinds = ::testing::Types<SectionKind, MutexKind, AbandonedMutexKind>;
+TYPED_TEST_SUITE(ScopedLockTest, Kinds);
+
+// A condition whose test is the function given.
+struct Holds : MTCondition
+{
+    explicit Holds(std::function<bool()> test) : m_test(std::move(test)) {}
+    bool IsSatisfied() override { return m_test(); }
+    std::function<bool()> m_test;
+};
+}  // namespace
+
+// A scope holds its lock against other threads until it ends, also a mutex that came abandoned;
+// a nested scope on the same thread neither blocks nor frees the outer one's hold.
+TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
+{
+    std::optional<Contender> other;  // outlives the scopes, so that it is joined after they end
+    {
+        MTAutoLock outer(&this->kind.lock);
+        {
+            MTAutoLock inner(&this->kind.lock);
+        }
+        other.emplace([this] { this->kind.TakeAndGive(); });
+        EXPECT_FALSE(other->Finished(MustNotHappenMs())) << "the inner scope freed the outer one's hold";
+    }
+    EXPECT_TRUE(other->Finished(MustHappenMs())) << "the lock stayed held after both scopes";
+}
+
+// A scope over a null pointer holds (and touches) nothing.
+TYPED_TEST(ScopedLockTest, NullPointerHoldsNothing)
+{
+    MTAutoLock none(static_cast<decltype(this->kind.lock)*>(nullptr));
+    EXPECT_TRUE(Contender([this] { this->kind.TakeAndGive(); }).Finished(MustHappenMs()));
+}
+
+// Lock holds against other threads until Unlock.
+TEST(LockableTest, LockHoldsUntilUnlock)
+{
+    Lockable guarded;
+    guarded.Lock();
+    Contender other([&] { guarded.Lock(), guarded.Unlock(); });
+    EXPECT_FALSE(other.Finished(MustNotHappenMs()));
+    guarded.Unlock();
+    EXPECT_TRUE(other.Finished(MustHappenMs()));
+}
+
+// The scope releases through the mutex, so a failed release leaves its error in the mutex's status.
+TEST(MTAutoLockTest, MutexWithoutAHandleLeavesTheReleaseErrorInItsStatus)
+{
+    MTMutex missing(weft::test::UniqueName("autolock-missing").c_str(), false, SYNCHRONIZE | MUTEX_MODIFY_STATE);
+    ASSERT_FALSE(missing.IsValidHandle());
+    const unsigned long opened = missing.GetStatus();
+    {
+        MTAutoLock hold(&missing);  // the failed wait goes unnoticed
+    }
+    const DWORD released = GetLastError();
+    ASSERT_NE(released, opened) << "the release's error cannot be told from the open's";
+    EXPECT_EQ(missing.GetStatus(), released);
+}
+
+// Waiters A, B, C in this order and a thread E in Enter. Only B's condition true: B alone is
+// woken; B makes A's and C's true: A (still first) goes, then C, and E only once no condition
+// holds. The order is recorded inside the monitor.
+TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
+{
+    MTMonitor monitor;
+    bool ok[3] = {false, false, false};
+    std::string order;
+    MTEvent ready;
+    std::deque<Contender> threads;
+    for (int i = 0; i < 3; ++i)
+    {
+        threads.emplace_back([&, i] {
+            Holds condition([&, i] { return ok[i]; });
+            monitor.Enter();
+            ready.Set();
+            EXPECT_TRUE(monitor.WaitForCondition(&condition));
+            order += static_cast<char>('A' + i);
+            if (i == 1)
+                ok[0] = ok[2] = true;
+            monitor.Leave();
+        });
+        ASSERT_EQ(0u, ready.Wait(MustHappenMs()));
+        monitor.Enter();  // once the waiter has given the monitor away
+        monitor.Leave();
+    }
+    monitor.Enter();
+    threads.emplace_back([&] { ready.Set(), monitor.Enter(), order += 'E', monitor.Leave(); });
+    ASSERT_EQ(0u, ready.Wait(MustHappenMs()));
+    ok[1] = true;
+    monitor.Leave();
+    threads.clear();
+    EXPECT_EQ("BACE", order);
+}
+
+// A condition that turns true between the waiter's own test and its wait is found by the scan
+// of its own leave: the wait returns with the monitor.
+TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
+{
+    MTMonitor monitor;
+    Contender([&] {
+        int calls = 0;
+        Holds condition([&] { return ++calls > 1; });  // false to the waiter, true to its scan
+        monitor.Enter();
+        EXPECT_TRUE(monitor.WaitForCondition(&condition));
+        monitor.Leave();
+    });
+    EXPECT_EQ(0u, monitor.GetStatus());
+}
+
+// Producers and consumers on a bounded buffer, each waiting for room or for an item: every item
+// is taken exactly once and the buffer never holds more than its size.
+TEST(MTMonitorTest, ProducersAndConsumersOnABoundedBufferLoseAndRepeatNothing)
+{
+    constexpr int Producers = 3, PerProducer = 2000, Capacity = 4;
+    MTMonitor monitor;
+    std::deque<int> buffer;
+    Holds room([&] { return buffer.size() < Capacity; }), item([&] { return !buffer.empty(); });
+    std::vector<int> taken(Producers * PerProducer, 0);
+    size_t highest = 0;
+    {
+        std::deque<Contender> threads;
+        for (int p = 0; p < Producers; ++p)
+        {
+            threads.emplace_back([&, p] {
+                for (int i = 0; i < PerProducer; ++i)
+                {
+                    monitor.Enter();
+                    monitor.WaitForCondition(&room);
+                    buffer.push_back(p * PerProducer + i);
+                    highest = std::max(highest, buffer.size());
+                    monitor.Leave();
+                }
+            });
+            threads.emplace_back([&] {
+                for (int i = 0; i < PerProducer; ++i)
+                {
+                    monitor.Enter();
+                    monitor.WaitForCondition(&item);
+                    ++taken[buffer.front()];
+                    buffer.pop_front();
+                    monitor.Leave();
+                }
+            });
+        }
+    }
+    EXPECT_EQ(std::vector<int>(Producers * PerProducer, 1), taken);
+    EXPECT_LE(highest, static_cast<size_t>(Capacity));
+}
+
+// Readers share: a second reader gets in while the first holds access, also past a writer that
+// waits; the writer gets in only after the last reader, released on another thread, has left.
+TEST(MultiReaderWriterTest, ReadersShareAndGoFirstAndTheLastReaderAnywhereLetsTheWriterIn)
+{
+    MultiReaderWriter lock;
+    lock.GrantReaderAccess();
+    EXPECT_TRUE(Contender([&] { lock.GrantReaderAccess(); }).Finished(MustHappenMs())) << "a second reader waited";
+    Contender writer([&] { lock.GrantWriterAccess(), lock.ReleaseWriterAccess(); });
+    EXPECT_TRUE(Contender([&] { MultiReaderWriterAccess third(lock, true); }).Finished(MustHappenMs()))
+        << "a reader waited behind a writer while readers were inside";
+    lock.ReleaseReaderAccess();
+    EXPECT_FALSE(writer.Finished(MustNotHappenMs())) << "the writer passed a reader";
+    EXPECT_TRUE(Contender([&] { lock.ReleaseReaderAccess(); }).Finished(MustHappenMs()));  // the second reader's
+    EXPECT_TRUE(writer.Finished(MustHappenMs()));
+}
+
+// Writers exclude everybody: under many threads a writer's two-step update is never seen half
+// done by a reader, and no increment is lost.
+TEST(MultiReaderWriterTest, AWriterExcludesReadersAndWriters)
+{
+    MultiReaderWriter lock;
+    long long a = 0, b = 0;
+    std::atomic<int> torn{0};
+    {
+        std::deque<Contender> threads;
+        for (int t = 0; t < 6; ++t)
+            threads.emplace_back([&, t] {
+                for (int i = 0; i < 1000; ++i)
+                {
+                    MultiReaderWriterAccess access(lock, t % 2 == 0);
+                    if (t % 2 == 0)
+                        torn += a != b;
+                    else
+                        ++a, SwitchToThread(), ++b;
+                }
+            });
+    }
+    EXPECT_EQ(0, torn.load());
+    EXPECT_EQ(3000, a);
+    EXPECT_EQ(3000, b);
+}
