@@ -65,7 +65,7 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
 {
     HANDLE semaphore = Semaphore(1);
     EventMonitorThread& monitor = Watch(semaphore, NoDelay);
-    ExpectNextMessage(0, 0);
+    ASSERT_NO_FATAL_FAILURE(ExpectNextMessage(0, 0));
     const unsigned long delay = Scaled(250);
     monitor.SetMsgDelay(delay);
     for (std::size_t burst = 1; burst <= 2; ++burst)
@@ -77,7 +77,7 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
             ReleaseSemaphore(semaphore, 1, nullptr);
             ASSERT_TRUE(owner.StaysAt(burst, Scaled(40))) << "a message came within burst " << burst << ", signal " << i;
         }
-        ExpectNextMessage(lastSignal, delay);
+        ASSERT_NO_FATAL_FAILURE(ExpectNextMessage(lastSignal, delay));
         EXPECT_TRUE(owner.StaysAt(burst + 1, MustNotHappenMs() + delay)) << "one burst gave more than one message";
     }
     // Two signals seen before the change: the burst certainly began with the long delay.
@@ -86,7 +86,7 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
     monitor.SetMsgDelay(delay);
     const double third = OwnerWindow::NowMs();
     ASSERT_TRUE(SignalUntilSeen(semaphore));
-    ExpectNextMessage(third, delay);
+    ASSERT_NO_FATAL_FAILURE(ExpectNextMessage(third, delay));
     EXPECT_TRUE(owner.NothingWithin()) << "one burst gave more than one message";
 }
 
@@ -95,11 +95,11 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
 // (the owner records WM_NULL, so one that slipped through the guard shows).
 TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceEvenOnAnEventLeftSetAndDropsAnOwedMessage)
 {
-    HANDLE event = Add(CreateEventA(nullptr, TRUE, TRUE, nullptr)), semaphore = Semaphore();
-    Watch(event, NoDelay);
-    Watch(event, NoDelay, 0);
+    HANDLE semaphore = Semaphore(), event = Add(CreateEventA(nullptr, TRUE, TRUE, nullptr));
     Watch(semaphore, LongDelay, MonitorMsg + 1);
     ASSERT_TRUE(SignalUntilSeen(semaphore));  // settling now, a message owed
+    Watch(event, NoDelay);
+    Watch(event, NoDelay, 0);
     ASSERT_TRUE(owner.WaitForCount(50)) << "the event left set was not told on every pass";
     for (auto& monitor : monitors)
         EXPECT_TRUE(StopsByItself(monitor));

@@ -39,13 +39,13 @@ struct Timer
 // keeps the plain one's pace and stays decaying.
 TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
 {
-    const unsigned int period = Scaled(100);
+    const unsigned int period = Scaled(150);
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
     TimerThread plain(TimerMsg, owner.Handle(), period, false, 0, TimerLParam);
     TimerThread decaying(TimerMsg, owner.Handle(), period, false, 1, TimerLParam);
     decaying.SetAsDecaying(true);
-    ASSERT_TRUE(owner.WaitForCount(16));
+    ASSERT_TRUE(owner.WaitForCount(6));  // few ticks each, so that a message at the stop shows
     EXPECT_TRUE(decaying.GetAsDecaying()) << "a wake cleared the decay";
     plain.Stop(MustHappenMs());
     decaying.Stop(MustHappenMs());
@@ -56,7 +56,7 @@ TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
         of[m.wParam == 1].push_back(m);
     for (const auto& messages : of)
         ExpectOnePerPeriod(messages, startMs, period);
-    EXPECT_LE(of[0].size(), of[1].size() + 2) << "the decaying timer fell behind";
+    EXPECT_LE(of[0].size(), of[1].size() + 1) << "the decaying timer fell behind";
 }
 
 // Timers stopped at once, most before their thread has seen its worker: each, one-shot or
@@ -132,7 +132,7 @@ TEST(TimerThreadTest, PausedTimerSendsNothingUntilResumedAndStopEndsIt)
 }
 
 // A thread held suspended by someone else (a debugger, a profiler) cannot see its stop event:
-// Stop waits its time-out, then terminates the thread, which sends nothing.
+// Stop waits its time-out, then terminates the thread.
 TEST(TimerThreadTest, StopWithAShortTimeoutTerminatesAThreadThatCannotRun)
 {
     OwnerWindow owner;
@@ -145,6 +145,7 @@ TEST(TimerThreadTest, StopWithAShortTimeoutTerminatesAThreadThatCannotRun)
     const double stopAt = OwnerWindow::NowMs();
     timer.Stop(timeout);
     EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, timeout)) << "Stop did not wait for its time-out";
-    EXPECT_EQ(WaitForSingleObject(thread, MustHappenMs()), WAIT_OBJECT_0) << "the thread was not ended";
+    if (WaitForSingleObject(thread, MustHappenMs()) != WAIT_OBJECT_0)
+        ADD_FAILURE() << "the thread was not ended", ResumeThread(thread);  // for the destructor's stop
     CloseHandle(thread);
 }
