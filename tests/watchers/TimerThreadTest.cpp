@@ -3,17 +3,9 @@
 #include "support/OwnerWindow.h"
 #include "support/ThreadProbe.h"
 
-#include <gtest/gtest.h>
-
-#include <set>
 #include <vector>
 
-using weft::test::MustHappenMs;
-using weft::test::MustNotHappenMs;
-using weft::test::NotBefore;
-using weft::test::OwnerWindow;
-using weft::test::Scaled;
-using weft::test::StopsByItself;
+using namespace weft::test;
 
 namespace
 {
@@ -24,20 +16,12 @@ const __int64 TimerLParam = -0x123456789ALL;
 const unsigned int LongPeriod = 60000;  // never ends within a test
 
 // A period starts only when the previous one has ended, so the k-th message (from 0) of a
-// repeating timer is sent no earlier than k + 1 periods after the timer started. Arrival can
-// only be later than the send, so the bound holds whatever the delivery jitter. A second message
-// in a period, or a last one at a stop that follows a tick, falls short of it.
+// repeating timer is sent no earlier than k + 1 periods after the timer started, whatever the
+// delivery jitter. A second message in a period, or one at a stop that follows a tick, falls short.
 void ExpectOnePerPeriod(const std::vector<OwnerWindow::Message>& messages, double startMs, unsigned int period)
 {
     for (std::size_t k = 0; k < messages.size(); ++k)
         EXPECT_TRUE(NotBefore(messages[k].atMs, startMs, static_cast<double>(period) * (k + 1))) << "message " << k;
-}
-
-void ExpectTimerMessage(const OwnerWindow::Message& m)
-{
-    EXPECT_EQ(m.msg, TimerMsg);
-    EXPECT_EQ(m.wParam, TimerWParam);
-    EXPECT_EQ(m.lParam, TimerLParam);
 }
 
 // An owner window and a timer that notifies it, started at startMs.
@@ -46,208 +30,122 @@ struct Timer
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
     TimerThread timer;
-    Timer(unsigned int period, bool oneShot)
-        : timer(TimerMsg, owner.Handle(), period, oneShot, TimerWParam, TimerLParam)
-    {
-    }
+    Timer(unsigned int period, bool oneShot) : timer(TimerMsg, owner.Handle(), period, oneShot, TimerWParam, TimerLParam) {}
 };
 }  // namespace
 
-// --- Repeating timer, and a stop before the first tick ---
-
-TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodWithItsParametersAndNoneAfterTheStop)
+// A plain and a decaying timer of one period, started together: each sends one message per
+// period and none at or after the stop. Every wake caps the decaying one's rate at 1, so it
+// keeps the plain one's pace and stays decaying.
+TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
 {
-    // A period of 0 sends without pause. Stopped right after a tick, well within the next
-    // period: a message at the stop would come too early for ExpectOnePerPeriod.
-    const struct
-    {
-        unsigned int period;
-        std::size_t ticks;
-    } cases[] = {{Scaled(150), 3}, {0, 200}};
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(::testing::Message() << "period " << c.period);
-        Timer t(c.period, false);
-        ASSERT_NE(t.owner.Handle(), nullptr);
-        ASSERT_TRUE(t.owner.WaitForCount(c.ticks));
-        t.timer.Stop(MustHappenMs());
-        ASSERT_TRUE(t.owner.Flush());
-        const auto messages = t.owner.Messages();
-        EXPECT_TRUE(t.owner.NothingWithin()) << "a message came after Stop had returned";
-        for (const auto& m : messages)
-            ExpectTimerMessage(m);
-        ExpectOnePerPeriod(messages, t.startMs, c.period);
-    }
-}
-
-TEST(TimerThreadTest, DecayingTimerKeepsThePaceOfAPlainOne)
-{
-    // A decaying timer waits its period times its rate, and every wake caps the rate at 1: its
-    // schedule is that of a plain timer of the same period, each message no earlier than a
-    // period after the one before. Started together, the two stay within a tick of each other.
-    const unsigned int period = Scaled(100);
+    const unsigned int period = Scaled(150);
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
     TimerThread plain(TimerMsg, owner.Handle(), period, false, 0, TimerLParam);
     TimerThread decaying(TimerMsg, owner.Handle(), period, false, 1, TimerLParam);
     decaying.SetAsDecaying(true);
-    ASSERT_TRUE(owner.WaitForCount(16));
+    ASSERT_TRUE(owner.WaitForCount(8));  // few ticks each, so that a message at the stop shows
     EXPECT_TRUE(decaying.GetAsDecaying()) << "a wake cleared the decay";
-    EXPECT_EQ(decaying.GetTimeout(), period);
     plain.Stop(MustHappenMs());
     decaying.Stop(MustHappenMs());
     ASSERT_TRUE(owner.Flush());
+    EXPECT_TRUE(owner.NothingWithin()) << "a message came after Stop had returned";
     std::vector<OwnerWindow::Message> of[2];
     for (const auto& m : owner.Messages())
         of[m.wParam == 1].push_back(m);
     for (const auto& messages : of)
         ExpectOnePerPeriod(messages, startMs, period);
     EXPECT_LE(of[0].size(), of[1].size() + 2) << "the decaying timer fell behind";
-    decaying.SetAsDecaying(false);
-    EXPECT_FALSE(decaying.GetAsDecaying());
 }
 
+// Timers stopped at once, most before their thread has seen its worker: each, one-shot or
+// repeating, ends and sends exactly one message, with its parameters, on its way out.
 TEST(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
 {
-    for (bool oneShot : {false, true})
-    {
-        SCOPED_TRACE(oneShot ? "one-shot" : "repeating");
-        Timer t(LongPeriod, oneShot);
-        t.timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
-        EXPECT_EQ(t.timer.GetPriority(), THREAD_PRIORITY_BELOW_NORMAL);
-        t.timer.Stop(MustHappenMs());
-        auto m = t.owner.Next();
-        ASSERT_TRUE(m.has_value());
-        ExpectTimerMessage(*m);
-        EXPECT_TRUE(t.owner.StaysAt(1));
-    }
-}
-
-TEST(TimerThreadTest, TimerDestroyedRightAfterConstructionSendsItsOneMessage)
-{
-    // The thread may not yet have seen its worker when the destructor stops it: each timer
-    // must still end, and send exactly its stop message.
     OwnerWindow owner;
-    const int timers = 25;
-    for (int i = 0; i < timers; ++i)
+    const unsigned int timers = 20;
+    for (unsigned int i = 0; i < timers; ++i)
     {
-        TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, i % 2 == 0, static_cast<unsigned __int64>(i), 0);
+        TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, i % 2 == 0, TimerWParam + i, TimerLParam);
+        timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
+        EXPECT_EQ(timer.GetPriority(), THREAD_PRIORITY_BELOW_NORMAL);
+        timer.Stop(MustHappenMs());
     }
-    ASSERT_TRUE(owner.WaitForCount(timers));
-    EXPECT_TRUE(owner.StaysAt(timers));
-    std::set<WPARAM> seen;
-    for (const auto& m : owner.Messages())
-        seen.insert(m.wParam);
-    EXPECT_EQ(seen.size(), static_cast<std::size_t>(timers)) << "a timer sent twice and another not at all";
+    ASSERT_TRUE(owner.Flush());
+    const auto messages = owner.Messages();
+    ASSERT_EQ(messages.size(), timers);
+    for (unsigned int i = 0; i < timers; ++i)
+        EXPECT_TRUE(messages[i].msg == TimerMsg && messages[i].wParam == TimerWParam + i && messages[i].lParam == TimerLParam)
+            << "message " << i;
 }
 
-// --- One-shot timer and period changes ---
-
-TEST(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsStartOrItsLastReset)
+// Reset often for well over a period, a one-shot sends nothing meanwhile; its one message comes
+// a period after the last reset, and is not repeated.
+TEST(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsLastReset)
 {
-    // Reset often for well over a period: the message must not come meanwhile.
     const unsigned int period = Scaled(300);
-    for (int resets : {0, 10})
-    {
-        SCOPED_TRACE(::testing::Message() << resets << " resets");
-        Timer t(period, true);
-        double from = t.startMs;
-        for (int i = 0; i < resets; ++i)
-        {
-            ASSERT_TRUE(t.owner.StaysAt(0, Scaled(50))) << "the one-shot fired although reset " << i << " times";
-            t.timer.Reset();
-            from = OwnerWindow::NowMs();
-        }
-        auto m = t.owner.Next();
-        ASSERT_TRUE(m.has_value());
-        ExpectTimerMessage(*m);
-        EXPECT_TRUE(NotBefore(m->atMs, from, period));
-        EXPECT_TRUE(t.owner.StaysAt(1, MustNotHappenMs() + period)) << "the one-shot repeated";
-    }
-}
-
-TEST(TimerThreadTest, SetTimeoutWithThePresentValueLeavesThePeriodRunning)
-{
-    const unsigned int period = Scaled(100);
     Timer t(period, true);
-    // Were each call to restart the period, the one-shot would never fire while they go on.
-    const double deadline = OwnerWindow::NowMs() + MustHappenMs();
-    while (t.owner.Count() == 0 && OwnerWindow::NowMs() < deadline)
+    for (int i = 0; i < 10; ++i)
     {
-        t.timer.SetTimeout(period);
-        t.owner.WaitForCount(1, Scaled(5));
+        ASSERT_TRUE(t.owner.StaysAt(0, Scaled(50))) << "the one-shot fired although reset " << i << " times";
+        t.timer.Reset();
     }
-    EXPECT_EQ(t.owner.Count(), 1u) << "SetTimeout with the same value restarted the period";
+    const double reset = OwnerWindow::NowMs();
+    auto m = t.owner.Next();
+    ASSERT_TRUE(m.has_value());
+    EXPECT_TRUE(NotBefore(m->atMs, reset, period));
+    EXPECT_TRUE(t.owner.StaysAt(1, MustNotHappenMs() + period)) << "the one-shot repeated";
 }
 
-TEST(TimerThreadTest, SetTimeoutWakesAnEndlessTimerAndStartsTheNewPeriodAtOnce)
+// Reset wakes an endless timer without a message, and it waits without limit again. A new period
+// starts at once; setting the present one again, more often than it lasts, leaves it running.
+TEST(TimerThreadTest, SetTimeoutStartsANewPeriodAtOnceButLeavesThePresentOneRunning)
 {
     const unsigned int period = Scaled(40);
     Timer t(0xFFFFFFFF, false);
     EXPECT_TRUE(t.owner.StaysAt(0)) << "a period of 0xFFFFFFFF ended";
-    t.timer.Reset();  // wakes the thread, which waits without limit again
+    t.timer.Reset();
     EXPECT_TRUE(t.owner.StaysAt(0)) << "Reset sent a message";
-
     const double changed = OwnerWindow::NowMs();
-    t.timer.SetTimeout(period);
-    EXPECT_EQ(t.timer.GetTimeout(), period);
-    ASSERT_TRUE(t.owner.WaitForCount(3));
+    while (t.owner.Count() < 3 && OwnerWindow::NowMs() < changed + MustHappenMs())
+        t.timer.SetTimeout(period), t.owner.WaitForCount(t.owner.Count() + 1, Scaled(5));
+    ASSERT_GE(t.owner.Count(), 3u) << "the new period did not start, or every call restarted it";
     t.timer.Stop(MustHappenMs());
     ExpectOnePerPeriod(t.owner.Messages(), changed, period);
 }
 
-// --- Guard, pause and stop ---
-
-TEST(TimerThreadTest, MessageZeroSendsNothingAndTheTimerStillEnds)
-{
-    // The owner records message 0 (WM_NULL), so a send that slipped through the guard shows.
-    OwnerWindow owner;
-    TimerThread timer(0, owner.Handle(), Scaled(10), false, TimerWParam, TimerLParam);
-    EXPECT_TRUE(owner.StaysAt(0));
-    EXPECT_TRUE(StopsByItself(timer));
-    ASSERT_TRUE(owner.Flush());
-    EXPECT_EQ(owner.Count(), 0u);
-}
-
-TEST(TimerThreadTest, PausedTimerSendsNothingUntilResumedAndStopEndsItWithoutResume)
+// A paused timer sends nothing until resumed; Stop ends a paused thread by itself, not by its
+// time-out.
+TEST(TimerThreadTest, PausedTimerSendsNothingUntilResumedAndStopEndsIt)
 {
     Timer t(Scaled(30), false);
     ASSERT_TRUE(t.owner.WaitForCount(1));
     t.timer.Pause();
-    EXPECT_TRUE(t.timer.IsPaused());
     ASSERT_TRUE(t.owner.Flush());  // a tick sent just before the suspension
     const std::size_t atPause = t.owner.Count();
     EXPECT_TRUE(t.owner.StaysAt(atPause)) << "a paused timer ticked";
     t.timer.Resume();
-    EXPECT_FALSE(t.timer.IsPaused());
     EXPECT_TRUE(t.owner.WaitForCount(atPause + 1)) << "the timer did not tick again after Resume";
-
-    // Terminated only once the time-out has passed: a quick return shows the thread ended.
     t.timer.Pause();
     EXPECT_TRUE(StopsByItself(t.timer)) << "Stop waited out its time-out on a paused timer";
-    EXPECT_FALSE(t.timer.IsPaused());
 }
 
+// A thread held suspended by someone else (a debugger, a profiler) cannot see its stop event:
+// Stop waits its time-out, then terminates the thread.
 TEST(TimerThreadTest, StopWithAShortTimeoutTerminatesAThreadThatCannotRun)
 {
-    // A thread held suspended by someone else (a debugger, a sampling profiler, another
-    // component) cannot see its stop event: Stop resumes only what its own Pause suspended.
-    // Such a thread must be ended by TerminateThread once the time-out has passed.
     OwnerWindow owner;
-    weft::test::ThreadProbe probe;
+    ThreadProbe probe;
     TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, false, TimerWParam, TimerLParam);
     HANDLE thread = probe.OpenNewThread();
     ASSERT_NE(thread, nullptr) << "cannot tell the timer thread from other new threads";
     ASSERT_NE(SuspendThread(thread), static_cast<DWORD>(-1));
-
     const unsigned long timeout = Scaled(100);
     const double stopAt = OwnerWindow::NowMs();
     timer.Stop(timeout);
     EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, timeout)) << "Stop did not wait for its time-out";
-    EXPECT_EQ(WaitForSingleObject(thread, MustHappenMs()), WAIT_OBJECT_0) << "the thread was not ended";
-    // A repeating timer that ends normally before its first tick sends one message; a
-    // terminated one sends none.
-    EXPECT_TRUE(owner.StaysAt(0)) << "the thread ran on to its end";
-    EXPECT_TRUE(StopsByItself(timer)) << "a second Stop waited";
+    if (WaitForSingleObject(thread, MustHappenMs()) != WAIT_OBJECT_0)
+        ADD_FAILURE() << "the thread was not ended", ResumeThread(thread);  // for the destructor's stop
     CloseHandle(thread);
 }
