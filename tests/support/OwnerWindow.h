@@ -1,13 +1,6 @@
 // The owner window of the watcher tests: a MessageWindow that records every message a watcher
-// sends it (number 0 and WM_USER upwards, see MessageWindow.h), with its arrival time, and lets
-// a test wait for them with bounded time-outs. All members may be called from any thread.
-//
-//   weft::test::OwnerWindow owner;
-//   TimerThread timer(WM_APP + 1, owner.Handle(), 50, false, 7, -7);
-//   ASSERT_TRUE(owner.WaitForCount(3));                  // must happen, within MustHappenMs()
-//   timer.Stop(weft::test::MustHappenMs());
-//   EXPECT_TRUE(owner.NothingWithin());                   // must not happen, for MustNotHappenMs()
-//   for (const auto& m : owner.Messages()) EXPECT_EQ(m.wParam, 7u);
+// sends it (number 0 and WM_USER upwards), with its arrival time, and lets a test wait for them
+// with bounded time-outs. All members may be called from any thread.
 #pragma once
 
 #include "support/MessageWindow.h"
