@@ -154,7 +154,7 @@ TEST(FileDeleteThreadTest, EachItemGoesByItsKindAndAStopLeavesTheRest)
     MakeTree(r, {"next"});
     FileDeleteThread(Texts({r + "big", r + "next"}), DelMsg, owner.Handle(), 0, false, false).Stop(MustHappenMs());
     EXPECT_TRUE(Exists(r + "next"));
-    EXPECT_TRUE(owner.NothingWithin(Scaled(100)));
+    EXPECT_TRUE(owner.StaysAt(2, Scaled(100))) << "an end message after the stop";
 }
 
 // Only a program gets the argument; another file runs in the argument's folder (the child checks
