@@ -6,20 +6,13 @@
 
 namespace weft::test
 {
-enum SingleAppReport : UINT
+enum SingleAppMessage : UINT
 {
-    ReportStarted = WM_APP + 1,  // wParam: the first instance's main thread, 0 for a later one; lParam: its main window
-    ReportCommand,               // wParam, lParam: those of the WM_COMMAND that arrived
-    ReportRestored,              // lParam: the window that left the minimised state
-};
-
-enum SingleAppOrder : UINT
-{
+    ReportStarted = WM_APP + 1,     // wParam: the first instance's main thread, 0 for a later one; lParam: its main window
+    ReportCommand,                  // wParam, lParam: those of the WM_COMMAND that arrived
     OrderMakeWindow = WM_APP + 50,  // makes the visible main window now, then reports started again
     OrderQuit,                      // ends the message loop; the exit code is FirstInstanceExit
 };
 
-// Exit codes of the test application.
-constexpr long LaterInstanceExit = 100;  // InitInstance gave 0
-constexpr long FirstInstanceExit = 101;
+constexpr long LaterInstanceExit = 0, FirstInstanceExit = 101;  // InitInstance gave 0; OrderQuit
 }  // namespace weft::test

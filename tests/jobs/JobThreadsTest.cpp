@@ -1,0 +1,218 @@
+// The background jobs over files: finder, directory summary, deleter, shell launcher and zip job,
+// each run on trees made in a private temporary folder.
+#include "module/CodedTexts.h"
+#include "support/OwnerWindow.h"
+#include "weftbase/WeftBaseTestFiles.h"
+
+#include <algorithm>
+#include <tuple>
+
+using namespace weft::test;
+using Lines = std::vector<std::string>;
+
+const UINT FindMsg = WM_APP + 61, SumMsg = WM_APP + 62, DelMsg = WM_APP + 63;
+
+// Makes each path below root: a directory if it ends in '\', else a file holding its own name.
+static void MakeTree(const std::string& root, std::initializer_list<std::string> paths)
+{
+    for (const std::string& p : paths)
+    {
+        DirUtils::CreateDirectoryPath(DirUtils::ParsePathFromFile((root + p).c_str()));
+        if (p.back() != '\\')
+            WriteBytes(root + p, p);
+    }
+}
+
+class FindFileThreadTest : public ::testing::Test
+{
+protected:
+    // The next n result messages, checked to count up from 0, then the end message with n + 1.
+    // Gives the results' paths below the root, sorted, each read as its message is taken; with
+    // read false the messages only (a later run may have replaced the results by then).
+    Lines Results(FindFileThread& finder, size_t n, bool read = true)
+    {
+        Lines paths;
+        for (size_t i = 0; i <= n; ++i)
+        {
+            const auto m = owner.Next();
+            if (!m)
+                return {"message " + std::to_string(i) + " missing"};
+            EXPECT_EQ(i < n ? i : n + 1, m->wParam);
+            if (i < n && read)
+                paths.push_back(finder.GetFileAtIndex(m->wParam).Mid(static_cast<int>(root.size())).GetString());
+        }
+        std::sort(paths.begin(), paths.end());
+        return paths;
+    }
+
+    void Find(FindFileThread& finder, const std::string& at, bool recurse = true, bool stop = false)
+    {
+        finder.DoFind((root + at).c_str(), Texts({"*.txt; obj\\"}), TextArray(), Texts({root + "skip\\"}), recurse,
+                      true, stop);
+    }
+
+    OwnerWindow owner;
+    TempDir dir{"find"};
+    const std::string root = dir.Path();
+};
+
+// Matches (case ignored) but never the root, the skip list by full path, the root's files alone
+// without recursion, a directory's first match alone when stopping at it; indexes from 0 each time.
+TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEnd)
+{
+    MakeTree(root, {"a.txt", "d\\c.TXT", "d\\obj\\", "skip\\g.txt", "s\\m\\m.txt", "s\\m\\deep\\n.txt", "s\\k\\o.txt"});
+    // below the root, recurse, stop at a match, the results
+    const std::tuple<std::string, bool, bool, Lines> cases[] = {
+        {"", true, false, {"a.txt", "d\\c.TXT", "d\\obj\\", "s\\k\\o.txt", "s\\m\\deep\\n.txt", "s\\m\\m.txt"}},
+        {"", false, true, {"a.txt"}},
+        {"s", true, true, {"s\\k\\o.txt", "s\\m\\m.txt"}},
+        {"d\\obj", true, false, {}},  // a root that would match
+    };
+    FindFileThread finder(FindMsg, owner.Handle(), -61, 0);
+    for (const auto& [at, recurse, stop, expected] : cases)
+    {
+        Find(finder, at, recurse, stop);
+        EXPECT_EQ(expected, Results(finder, expected.size())) << at;
+    }
+}
+
+// A new request makes a paced search give way at its next entry with its last message, then runs
+// twice, as it came during a search. A stop ends a search with no last message.
+TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSilently)
+{
+    // Stopping at matches, a and b each yield c\x.txt after their 40 paced entries, in either order.
+    for (int i = 0; i < 40; ++i)
+        MakeTree(root, {"old\\a\\" + std::to_string(i) + ".log", "old\\b\\" + std::to_string(i) + ".log"});
+    MakeTree(root, {"old\\a\\c\\x.txt", "old\\b\\c\\x.txt", "new\\1.txt", "new\\2.txt"});
+    FindFileThread finder(FindMsg, owner.Handle(), -61, 1);
+    Find(finder, "old", true, true);
+    ASSERT_TRUE(owner.Next().has_value());
+    Find(finder, "new");
+    const auto end = owner.Next();
+    EXPECT_TRUE(end && end->wParam == 2) << "the old search's last message, after its one match";
+    EXPECT_TRUE(Results(finder, 2, false).empty());
+    EXPECT_EQ(Lines({"new\\1.txt", "new\\2.txt"}), Results(finder, 2));
+    const size_t before = owner.Count();
+    Find(finder, "old", true, true);
+    ASSERT_TRUE(owner.Next().has_value());
+    finder.Stop(MustHappenMs());
+    EXPECT_TRUE(owner.Flush() && owner.Count() == before + 1) << "a message after the stop";
+}
+
+// Every file counts, hidden ones too, at every level, with its bytes, anew in each run; the present
+// directory named again (in other case) starts nothing; a path that is no directory cancels.
+TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
+{
+    OwnerWindow owner;
+    TempDir dir("summary");
+    const std::string r = dir.Path();
+    MakeTree(r, {"tree\\abc", "tree\\sub\\hello", "tree\\sub\\deep\\x", "tree\\sub\\deep\\hidden"});
+    SetFileAttributesA((r + "tree\\sub\\deep\\hidden").c_str(), FILE_ATTRIBUTE_HIDDEN);
+    const SYSTEMTIME at = {2001, 2, 0, 3, 4, 5, 6, 0};
+    FILETIME written;
+    SystemTimeToFileTime(&at, &written);
+    HANDLE file = CreateFileA((r + "tree\\abc").c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    SetFileTime(file, nullptr, nullptr, &written);
+    CloseHandle(file);
+    DirSummaryThread summary((r + "tree").c_str(), SumMsg, owner.Handle(), 7, -7);
+    for (int run = 0; run < 2; ++run)
+    {
+        summary.GatherInfo();
+        const auto m = owner.Next();
+        ASSERT_TRUE(m && m->wParam == 7 && m->lParam == -7);
+        EXPECT_EQ(4u, summary.GetFileCount());
+        EXPECT_EQ(CString("57 bytes"), summary.GetDirUsesSpace());  // each file holds its own path
+        EXPECT_EQ(CString("2001-02-03 04:05:06"), summary.GetOldestFileDate().Format());
+        summary.SetDir((r + "TREE\\").c_str());
+        EXPECT_FALSE(owner.Next(MustNotHappenMs()).has_value());
+    }
+    summary.SetDir((r + "tree\\abc").c_str());
+    EXPECT_FALSE(summary.IsGatheringInfo());
+}
+
+// Protected items stay unless optionA is set (for a file, on its second try); the end message has
+// wParam 0. A stop ends the job between two items with no message: the next item stays.
+TEST(FileDeleteThreadTest, EachItemGoesByItsKindAndAStopLeavesTheRest)
+{
+    OwnerWindow owner;
+    TempDir dir("delete");
+    for (bool optionA : {false, true})
+    {
+        const std::string r = dir.Path() + (optionA ? "a\\" : "b\\");
+        MakeTree(r, {"locked", "tree\\a", "tree\\sub\\locked"});
+        for (const char* locked : {"locked", "tree\\sub\\locked"})
+            SetFileAttributesA((r + locked).c_str(), FILE_ATTRIBUTE_READONLY);
+        FileDeleteThread job(Texts({r + "locked", r + "tree"}), DelMsg, owner.Handle(), -63, optionA, false);
+        const auto m = owner.Next();
+        ASSERT_TRUE(m && m->wParam == 0 && m->lParam == -63);
+        for (const char* locked : {"locked", "tree\\sub\\locked"})
+            EXPECT_EQ(!optionA, Exists(r + locked)) << locked;
+    }
+    const std::string r = dir.Path();
+    for (int i = 0; i < 300; ++i)
+        MakeTree(r, {"big\\" + std::to_string(i % 10) + "\\" + std::to_string(i)});
+    MakeTree(r, {"next"});
+    FileDeleteThread(Texts({r + "big", r + "next"}), DelMsg, owner.Handle(), 0, false, false).Stop(MustHappenMs());
+    EXPECT_TRUE(Exists(r + "next"));
+    EXPECT_TRUE(owner.StaysAt(2, Scaled(100))) << "an end message after the stop";
+}
+
+// Only a program gets the argument; another file runs in the argument's folder (the child checks
+// both); a blank file launches nothing and is logged. A later Stop leaves the error text alone.
+TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgumentAndFolder)
+{
+    TempDir dir("shell");
+    const std::string r = dir.Path(), child = ExeDir() + "weft_testchild.exe", name = UniqueName("shell");
+    CreateDirectoryA((r + "other").c_str(), nullptr);
+    // file, argument, the folder the child must run in ("-": no child), the error text
+    const std::tuple<std::string, std::string, std::string, CString> cases[] = {
+        {child, "set-event " + name, "", ""},
+        {r + "b.bat", r + "other\\x.txt", r + "other", ""},
+        {r + "missing.exe", "", "-", SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND)},
+        {" \t ", "", "-", StringUtils::DecryptText(CodedTexts::ShellEmptyFileText)},
+    };
+    auto log = std::make_unique<AppLogger>((r + "log").c_str());
+    AppLogger::m_pInstance = log.get();
+    for (const auto& [file, argument, folder, error] : cases)
+    {
+        SCOPED_TRACE(file);
+        MTEvent started(true, false, name.c_str());
+        // An argument passed on to the batch document makes the child refuse its command line.
+        if (file.ends_with(".bat"))
+            WriteBytes(file, "@\"" + child + "\" set-event " + name + " \"" + folder + "\" %1\r\n");
+        ShellExecuteThread launch(file.c_str(), argument.c_str());
+        launch.Stop(0);
+        EXPECT_EQ(error, launch.GetErrorMsg());
+        if (folder != "-")
+        {
+            EXPECT_EQ(WAIT_OBJECT_0, started.Wait(MustHappenMs()));
+            MTMutex alive(false, (name + ".alive").c_str());  // the child's until it ends
+            EXPECT_NE(WAIT_TIMEOUT, alive.Wait(MustHappenMs()));
+        }
+    }
+    AppLogger::m_pInstance = nullptr;
+    log.reset();
+    EXPECT_EQ(ReadBytes(r + "log"), "{D200E479-40A6-4B65-831F-3FC1D68425C6}\r\n");
+    // The batch interpreter may still hold its folder for a moment after the child has ended.
+    EXPECT_TRUE(WaitUntil([&] { return DirUtils::DeleteDirectory(r.c_str(), 0, nullptr, nullptr, nullptr).IsEmpty(); },
+                          MustHappenMs()));
+}
+
+// A job ends in a posted message with Start's wParam sign-extended and its lParam, a failed one
+// too; its outcome is read from the object.
+TEST(ZipThreadTest, EachJobEndsInAMessageWithItsOutcome)
+{
+    OwnerWindow owner;
+    TempDir dir("zipjob");
+    const std::string r = dir.Path();
+    MakeTree(r, {"src\\a.txt"});
+    for (const bool ok : {true, false})
+    {
+        ZipThread zip;
+        zip.Start(true, (r + (ok ? "a.zip" : "b.zip")).c_str(), (r + (ok ? "src" : "missing")).c_str(), "",
+                  TextArray(), -2, owner.Handle(), 1ll << 40);
+        const auto m = owner.Next();
+        EXPECT_TRUE(m && m->msg == ZipThread::MSG_ZIPTHREAD_DONE && m->wParam == WPARAM(-2) && m->lParam == 1ll << 40);
+        EXPECT_EQ(ok, zip.GetZipResult());
+    }
+}
