@@ -4,6 +4,7 @@
 #include "weftbase/WeftBaseTestFiles.h"
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <set>
 
@@ -75,8 +76,9 @@ protected:
 };
 
 // Each entry of a read in turn, with its own action and the folder's path before its name;
-// directory names only with the subtree, and paths below it; an over-long name whole.
-TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPath)
+// directory names only with the subtree, and paths below it; an over-long name whole. A stop
+// cancels the pending read and so ends the thread without a time-out.
+TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
 {
     const std::string a(200, 'a'), ab = a + "\\" + std::string(200, 'b');
     auto mkdir = [&](const std::string& name) {
@@ -101,6 +103,10 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPath)
         change();
         EXPECT_EQ(records, Sync().value_or(Lines{"no marker"}));
     }
+    // Once the marker's last records are in, the read waits on a quiet folder: only a cancel ends it.
+    for (int i = 0; i < 5 && !owner.StaysAt(owner.Count(), Scaled(200)); ++i)
+        ;
+    EXPECT_TRUE(StopsByItself(*monitor));
 }
 
 // Only entries named as the file, case included, count; each record carries the path as passed.
@@ -133,17 +139,6 @@ TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflow)
         if (record.starts_with("1 b"))
             named.insert(record);
     EXPECT_TRUE(named.size() == 2000 || std::count(got.begin(), got.end(), "3 ") > 0) << named.size() << " named";
-}
-
-// A stop cancels the pending read on a quiet folder and so ends the thread without a time-out.
-TEST_F(FSMonitorThreadTest, StopEndsAPendingReadAtOnce)
-{
-    Watch(false);
-    ASSERT_TRUE(Sync());
-    for (int i = 0; i < 5 && !owner.StaysAt(owner.Count(), Scaled(200)); ++i)  // the marker's last records
-    {
-    }
-    EXPECT_TRUE(StopsByItself(*monitor));
 }
 
 // A missing folder is refused: an inert object. A monitor without a window watches without a

