@@ -129,10 +129,8 @@ TEST_F(DirMonitorThreadTest, BadArgumentsGiveAnInertObjectAndNoMonitorLeaks)
 // The file monitor tells its own file's changes, a growth with the date kept too, and never its
 // neighbours'. Its thread starts in the base constructor and ends in the base destructor: told at
 // any point of a monitor's life, a neighbour's change means that the base's BroadcastMsg ran.
-TEST(FileMonitorThreadTest, TellsItsOwnFilesChangesAndNeverItsNeighbours)
+TEST_F(DirMonitorThreadTest, FileMonitorTellsItsOwnFilesChangesAndNeverItsNeighbours)
 {
-    OwnerWindow owner;
-    TempDir dir("filemon");
     const std::string file = dir / "watched.log", next = dir / "next";
     std::atomic<bool> done{false};
     std::thread churn([&] {

@@ -17,12 +17,7 @@ class FSMonitorThreadTest : public ::testing::Test
 {
 protected:
     static constexpr UINT FsMsg = WM_APP + 61;
-    // The folder named without its backslash, which the monitor adds.
-    void Watch(bool subtree)
-    {
-        const std::string folder = dir.Path().substr(0, dir.Path().size() - 1);
-        monitor = std::make_unique<FSMonitorThread>(folder.c_str(), FsMsg, owner.Handle(), subtree, 1);
-    }
+    void Watch(bool tree) { monitor = std::make_unique<FSMonitorThread>(folder.c_str(), FsMsg, owner.Handle(), tree, 1); }
     void Write(const std::string& name, const char* text = "x") { WriteBytes(dir / name, text); }
     // The records up to the first that reads last, markers and repeats of one modification left out.
     std::optional<Lines> Until(const std::string& last, DWORD ms = MustHappenMs())
@@ -50,6 +45,7 @@ protected:
     }
 
     TempDir dir{"fsmon"};
+    const std::string folder = dir.Path().substr(0, dir.Path().size() - 1);  // the monitor adds the backslash
     std::mutex lock;
     Lines got;
     size_t taken = 0;

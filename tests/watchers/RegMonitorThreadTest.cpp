@@ -21,7 +21,8 @@ protected:
         using RegMonitorThread::DoComparisons;
         using RegMonitorThread::RegMonitorThread;
     };
-    ~RegMonitorThreadTest() override { monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str()); }
+    void SetUp() override { RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr); }
+    void TearDown() override { monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str()); }
     void Set(const char* sub, const char* name, const std::string& data, DWORD type = REG_SZ)
     {
         RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size()));
@@ -53,7 +54,7 @@ protected:
     }
 
     const std::string key = "Software\\" + UniqueName("regmon");
-    HKEY hKey = [this] { HKEY h = nullptr; return RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h, nullptr), h; }();
+    HKEY hKey = nullptr;
     std::mutex lock;
     Lines got;
     size_t taken = 0;
@@ -80,7 +81,6 @@ TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
         many.emplace_back(std::to_string(i).c_str(), std::to_string(i * i).c_str());
     changed = many;
     changed[33].second = "w";
-    changed.erase(changed.begin() + 20);
     const std::pair<RegKeySnapshot, RegKeySnapshot> cases[] = {
         {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}}, {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}}},
         {{{"A", {{"x", "1"}}}}, {{"A", {{"X", "1"}}}}},
@@ -89,7 +89,7 @@ TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
     Probe probe(nullptr, "", false, RegMsg, owner.Handle(), RegWParam);
     for (const auto& [before, after] : cases)
         probe.DoComparisons(before, after);
-    const Lines expected{"1 A\\C", "3 A\\C z=4", "2 A\\B", "5 A x=2", "3 A y=3", "3 A X=1", "4 A x=", "5 K 33=w", "4 K 20="};
+    const Lines expected{"1 A\\C", "3 A\\C z=4", "2 A\\B", "5 A x=2", "3 A y=3", "3 A X=1", "4 A x=", "5 K 33=w"};
     EXPECT_TRUE(owner.WaitForCount(expected.size()) && owner.StaysAt(expected.size(), Scaled(100)));
     std::lock_guard<std::mutex> hold(lock);
     EXPECT_EQ(expected, got);
@@ -124,9 +124,7 @@ TEST_F(RegMonitorThreadTest, ANewTreeComesWithItsValuesAsTextAndGoesWithoutThem)
     monitor->Resume();
     const std::string n = key + "\\N";
     EXPECT_EQ(Lines({"1 " + n, "3 " + n + " a=text", "3 " + n + " b=42"}), Settle());
-    monitor->Pause();
     RegDeleteKeyA(hKey, "N");
-    monitor->Resume();
     EXPECT_EQ(Lines({"2 " + n}), Settle());
 }
 
