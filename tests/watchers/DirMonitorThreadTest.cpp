@@ -32,7 +32,7 @@ protected:
     };
     struct FileProbe : FileMonitorThread { using FileMonitorThread::FileMonitorThread, FileMonitorThread::BroadcastMsg; };
     void NewFile() { WriteBytes(dir / ("f" + std::to_string(k++)), "x"); }
-    // A monitor that answered a change without a delay (each try waits twice as long), then given d.
+    // A monitor proven armed by an answered change (each try waits twice as long), then given the delay d.
     bool Armed(unsigned long filter, unsigned long d, bool progressive)
     {
         monitor = std::make_unique<DirProbe>(dir.Path(), filter, owner.Handle(), progressive);
@@ -62,7 +62,7 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
         last = OwnerWindow::NowMs(), WriteBytes(dir / "burst", std::string(i, 'x'));
     const auto m = owner.Next();
     ASSERT_TRUE(m.has_value());
-    EXPECT_TRUE(m->wParam == (FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE) && m->lParam == DirLParam) << m->wParam;
+    EXPECT_TRUE(m->wParam == (FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE) && m->lParam == DirLParam) << m->wParam << ", " << m->lParam;
     EXPECT_TRUE(NotBefore(m->atMs, last, d));
     const size_t sent = owner.Count();
     NewFile();
@@ -105,7 +105,7 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange
 TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHandle)
 {
     const std::string file = dir / "watched.log";
-    EXPECT_TRUE(LeaksNoHandles([&] {
+    auto lifetimes = [&] {
         EXPECT_TRUE(FileMonitorThread((dir / "missing\\f").c_str(), DirMsg, owner.Handle(), 0, 0, false).GetDir().IsEmpty());
         std::atomic<bool> done{false};
         std::thread churn([&] {
@@ -119,7 +119,8 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
         }
         done = true;
         churn.join();
-    }));
+    };
+    EXPECT_TRUE(LeaksNoHandles(lifetimes));
     ASSERT_TRUE(owner.Flush());
     EXPECT_EQ(0u, owner.Count()) << "a neighbour's change was told";
     WriteBytes(file, "x");

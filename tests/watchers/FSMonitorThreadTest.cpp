@@ -17,6 +17,8 @@ protected:
     // A monitor of the folder whose read is armed: it arms some time after the constructor.
     bool Watch(bool tree)
     {
+        if (monitor)
+            monitor->Stop(MustHappenMs());  // bounded, unlike the destructor's
         monitor = std::make_unique<FSMonitorThread>(folder.c_str(), FsMsg, owner.Handle(), tree, 1);
         return Sync().has_value();
     }
@@ -112,12 +114,12 @@ TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflow)
         CloseHandle(CreateFileA((dir / ("b" + std::to_string(i))).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
     monitor->Resume();
     ASSERT_TRUE(Sync());
+    std::lock_guard<std::mutex> hold(lock);
     const auto named = std::count_if(got.begin(), got.end(), [](const std::string& r) { return r.starts_with("1 b"); });
     EXPECT_TRUE(named == 2000 || std::count(got.begin(), got.end(), "3 ") > 0) << named << " named, no overflow";
 }
 
-// A missing folder is refused: an inert object. A monitor without a window, like a refused one,
-// leaves no handle behind.
+// A missing folder is refused: an inert object. A monitor without a window leaves no handle behind.
 TEST_F(FSMonitorThreadTest, BadArgumentsAreRefusedOrWatchSilentlyWithoutLeaks)
 {
     FSMonitorThread missing((dir / "missing\\").c_str(), FsMsg, owner.Handle(), true, 1);

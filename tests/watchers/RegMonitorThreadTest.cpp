@@ -4,7 +4,6 @@
 #include "support/OwnerWindow.h"
 #include "weftbase/WeftBaseTestFiles.h"
 
-
 using namespace weft::test;
 using Lines = std::vector<std::string>;
 
