@@ -24,7 +24,7 @@ struct TestKey
 {
     const std::string path = "Software\\" + weft::test::UniqueName("reg");
     HKEY key = nullptr;
-    TestKey() { RegCreateKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr); }
+    TestKey() { RegCreateKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, 0); }
     ~TestKey()
     {
         RegCloseKey(key);
@@ -165,10 +165,10 @@ TEST(CodePageTest, DoubleByteNamesAreSplitByCharacterAndLongKeyNamesAreWalked)
     ASSERT_TRUE(CopyFileA((weft::test::ExeDir() + "weft_testchild.exe").c_str(), exe.c_str(), FALSE));
     ASSERT_TRUE(weft::test::WriteBytes(
         exe + ".manifest",
-        "<assembly manifestVersion=\"1.0\" xmlns=\"urn:schemas-microsoft-com:asm.v1\"><assemblyIdentity type=\"win32\" "
-        "name=\"weft.child\" version=\"1.0.0.0\"/><application xmlns=\"urn:schemas-microsoft-com:asm.v3\"><windowsSettings>"
-        "<activeCodePage xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">ja-JP</activeCodePage>"
-        "</windowsSettings></application></assembly>"));
+        "<assembly manifestVersion=\"1.0\" xmlns=\"urn:schemas-microsoft-com:asm.v1\"><assemblyIdentity "
+        "type=\"win32\" name=\"weft.child\" version=\"1.0.0.0\"/><application xmlns=\"urn:schemas-microsoft-com:"
+        "asm.v3\"><windowsSettings><activeCodePage xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">"
+        "ja-JP</activeCodePage></windowsSettings></application></assembly>"));
     weft::test::ChildProcess child(exe, {"double-byte-checks", key});
     const long result = child.WaitExit(weft::test::MustHappenMs());
     RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
@@ -189,9 +189,9 @@ TEST(DebugUtilsTest, EachFormWritesItsPlaceAndItsTail)
     DebugUtils::Trace(4294967295ull, "dwSignaled", here);
     DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
     weft::test::RepointImport("weftbase.dll", stand, system);
-    const std::string at = std::string(here.file_name()) + "(" + std::to_string(here.line()) + "): " + here.function_name();
-    const std::vector<std::string> expected = {at + "\n", at + ": WAIT_ABANDONED_0\n", at + ": dwSignaled = 4294967295\n",
-                                               at + ": C:\\: MSG_DCT_DRIVEADDED\n"};
+    const std::string at = here.file_name() + ("(" + std::to_string(here.line()) + "): ") + here.function_name();
+    const std::vector<std::string> expected = {at + "\n", at + ": WAIT_ABANDONED_0\n",
+                                               at + ": dwSignaled = 4294967295\n", at + ": C:\\: MSG_DCT_DRIVEADDED\n"};
     EXPECT_EQ(expected, g_debugLines);
 }
 
@@ -207,7 +207,7 @@ TEST(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
     MTEvent started(true, false, name.c_str());
     CString error;
     const std::string params = "set-event " + name + " \"" + system + "\"";
-    EXPECT_TRUE(ExeUtils::ShellLaunchApp(child.c_str(), system, params.c_str(), true, ExeUtils::Open, 1, error, nullptr))
+    EXPECT_TRUE(ExeUtils::ShellLaunchApp(child.c_str(), system, params.c_str(), true, ExeUtils::Open, 1, error, 0))
         << error.GetString();
     EXPECT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
     // The child holds "<name>.alive" until it exits.
@@ -222,8 +222,7 @@ TEST(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
 TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
 {
     const weft::test::DriveListTurn turn;  // the drives it defines would be told to a drive watcher
-    const CString guid = VolumeUtils::GetVolumeGUID("C:\\");
-    EXPECT_EQ(0, guid.Find("\\\\?\\Volume{")) << guid.GetString();
+    EXPECT_EQ(0, VolumeUtils::GetVolumeGUID("C:\\").Find("\\\\?\\Volume{"));
     const char first[3] = {UnusedLetter(), ':', 0}, second[3] = {UnusedLetter(first[0]), ':', 0};
     if (first[0] == 0 || second[0] == 0)
         GTEST_SKIP() << "fewer than two drive letters are free";
@@ -234,7 +233,6 @@ TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
     const CString firstText = VolumeUtils::GetVolumeGUID(first), secondText = VolumeUtils::GetVolumeGUID(second);
     DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, first, dir.Path().c_str());
     DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, second, "C:\\windows");
-    EXPECT_EQ(first[0], firstText[0]) << firstText.GetString();
-    EXPECT_EQ(second[0], secondText[0]) << secondText.GetString();
+    EXPECT_TRUE(firstText[0] == first[0] && secondText[0] == second[0]) << firstText.GetString() << secondText;
     EXPECT_NE(firstText, secondText);
 }

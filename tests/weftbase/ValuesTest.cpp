@@ -59,7 +59,7 @@ TEST(NumberTextConvTest, TextsFollowTheirOptionsAndTheUsersLocaleAlone)
 // and the last error survives the close.
 TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastError)
 {
-    const auto open = [](HANDLE h) { DWORD flags = 0; return GetHandleInformation(h, &flags) != FALSE; };
+    const auto open = [](HANDLE h) { return WaitForSingleObject(h, 0) != WAIT_FAILED; };
     HANDLE first = CreateEventA(nullptr, TRUE, FALSE, nullptr), second = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     {
         SmartHANDLE h(first);
