@@ -5,8 +5,6 @@
 
 #include "weftbase/WeftBaseTestFiles.h"
 
-#include <winioctl.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +14,7 @@ using weft::test::Join;
 using weft::test::NoiseBytes;
 using weft::test::Texts;
 using weft::test::WriteBytes;
+using weft::test::WriteWide;
 
 namespace
 {
@@ -27,53 +26,30 @@ std::string Narrow(const wchar_t* text)
     return buffer;
 }
 
-// A file written through its wide path: one the narrow calls cannot name.
-bool WriteWide(const std::wstring& path, const std::string& bytes)
-{
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    const bool ok = file != INVALID_HANDLE_VALUE &&
-                    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    if (file != INVALID_HANDLE_VALUE)
-        CloseHandle(file);
-    return ok;
-}
-
 // The folder given as the only argument, emptied of what an earlier run left there, with a
 // trailing backslash; empty if it cannot be made.
 std::string FreshDir(const std::vector<std::string>& args)
 {
-    std::string dir = args[0];
-    if (dir.back() != '\\')
-        dir += '\\';
+    std::string dir = args.size() == 1 ? args[0] + "\\" : std::string("?");
     if (DirUtils::DoesDirExist(dir.c_str()))
         DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
     return DirUtils::CreateDirectoryPath(dir.c_str()) ? dir : std::string();
 }
 
-bool Report(FILE* manifest, const char* archive, bool result)
-{
-    std::fprintf(manifest, "%s\t%d\n", archive, result ? 1 : 0);
-    return result;
-}
-
-// Runs a ZipThread job with a window of this thread; the result, and whether the job posted its
-// end message with wParam -7 sign-extended and lParam 2^40. Gives "<result> <message>" as 0 or 1
-// each.
-std::string ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
+// Runs a ZipThread job with a window of this thread: true if it succeeded and posted its end
+// message with wParam -7 sign-extended and lParam 2^40.
+bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
 {
     HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     ZipThread zip;
     zip.Start(isDir, out.c_str(), dir.c_str(), "", files, -7, wnd, 1ll << 40);
     zip.Stop(60000);
     MSG m = {};
-    while (!PeekMessageA(&m, wnd, 0, 0, PM_REMOVE) &&
-           MsgWaitForMultipleObjects(0, nullptr, FALSE, 60000, QS_POSTMESSAGE) == WAIT_OBJECT_0)
-    {
-    }
+    for (int i = 0; i < 100 && !PeekMessageA(&m, wnd, 0, 0, PM_REMOVE); ++i)
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 600, QS_POSTMESSAGE);
     DestroyWindow(wnd);
-    const bool message = m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) && m.lParam == 1ll << 40;
-    return std::to_string(zip.GetZipResult()) + " " + std::to_string(message);
+    return zip.GetZipResult() && m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) &&
+           m.lParam == 1ll << 40;
 }
 }  // namespace
 
@@ -102,88 +78,66 @@ WEFT_CHILD_COMMAND(ZipStopped, "zip-stopped")
     return 1;
 }
 
-// Sets the named event that the parent created, if the current directory is the one given (when
-// given; compared without case), and takes "<name>.alive" for the rest of its life, so that the
-// parent can wait for the end of a child it did not start itself. For launch tests: exit code 0,
-// 1 if the event could not be set, 2 if the directory differs.
+// set-event NAME [DIR]: sets the named event that the parent created, if the current directory
+// is DIR (when given; compared without case), and takes "<name>.alive" for the rest of its life,
+// so that the parent can wait for the end of a child it did not start itself. Exit code 0, 1 if
+// the event could not be set, 2 if the directory differs.
 WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
 {
     if (args.empty() || args.size() > 2)
         return 250;
-    if (args.size() == 2)
-    {
-        char dir[MAX_PATH + 1] = {};
-        GetCurrentDirectoryA(MAX_PATH, dir);
-        CString have(dir), want(args[1].c_str());
-        DirUtils::EnsureTrailingBackslash(have);
-        DirUtils::EnsureTrailingBackslash(want);
-        if (have.CompareNoCase(want) != 0)
-            return 2;
-    }
-    HANDLE alive = CreateMutexA(nullptr, FALSE, (args[0] + ".alive").c_str());
-    if (alive)
-        WaitForSingleObject(alive, 0);
+    char dir[MAX_PATH + 1] = {};
+    GetCurrentDirectoryA(MAX_PATH, dir);
+    CString have(dir), want(args.size() == 2 ? args[1].c_str() : dir);
+    DirUtils::EnsureTrailingBackslash(have);
+    DirUtils::EnsureTrailingBackslash(want);
+    if (have.CompareNoCase(want) != 0)
+        return 2;
+    CreateMutexA(nullptr, TRUE, (args[0] + ".alive").c_str());  // owned until the end
     HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, args[0].c_str());
-    if (!event)
-        return 1;
-    SetEvent(event);
-    CloseHandle(event);
-    return 0;
+    return event && SetEvent(event) && CloseHandle(event) ? 0 : 1;
 }
 
-// Appends <count> lines "<tag> line <i>" to the log file at <path>, once it has released the
-// semaphore "<gate>.ready" and the event <gate> is set. Exit code 0 if all went in.
+// log-lines PATH TAG COUNT GATE: appends COUNT lines "<tag> line <i>" to the log file at PATH,
+// once it has released the semaphore "<gate>.ready" and the event GATE is set. Exit code 0 if all
+// went in.
 WEFT_CHILD_COMMAND(LogLines, "log-lines")
 {
     if (args.size() != 4)
         return 250;
     HANDLE ready = OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, (args[3] + ".ready").c_str());
     HANDLE open = OpenEventA(SYNCHRONIZE, FALSE, args[3].c_str());
-    const bool opened = ReleaseSemaphore(ready, 1, nullptr) && WaitForSingleObject(open, 60000) == WAIT_OBJECT_0;
+    bool ok = ReleaseSemaphore(ready, 1, nullptr) && WaitForSingleObject(open, 60000) == WAIT_OBJECT_0;
     CloseHandle(ready);
     CloseHandle(open);
     AppLogger log(args[0].c_str());
-    const int count = std::atoi(args[2].c_str());
-    bool ok = opened && log.IsOpen();
-    for (int i = 0; i < count && ok; ++i)
+    for (int i = 0; i < std::atoi(args[2].c_str()) && ok; ++i)
         ok = log.AddLine((args[1] + " line " + std::to_string(1000 + i)).c_str());
     return ok ? 0 : 1;
 }
 
 // Runs, in a process under a double-byte code page, what such a code page changes: path texts
-// split by character, where a character's second byte may be '\' (0x5C) or '|' (0x7C), a tree with
-// such names made and deleted in a new folder <dir>, and a key name below HKCU\<key> that takes
-// more bytes than the 255 characters it may have. Prints each failure; exit code 100 if all hold,
-// else the count of failures (not 0, which is what a crash can read as), 77 if the code page is
-// not double-byte.
+// split by character, where a character's second byte may be '\' (0x5C) or '|' (0x7C), and a key
+// name below HKCU\<key> that takes more bytes than the 255 characters it may have. Prints each
+// failure; exit code 100 if all hold, else the count of failures (not 0, which is what a crash can
+// read as), 77 if the code page is not double-byte.
 WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
 {
     CPINFO info = {};
-    if (args.size() != 2 || !GetCPInfo(CP_ACP, &info) || info.MaxCharSize != 2)
-        return args.size() != 2 ? 250 : 77;
-    const std::string hyo = Narrow(L"\u8868"), so = Narrow(L"\u30bd"), po = Narrow(L"\u30dd");  // 5C, 5C, 7C
-    const std::string dir = args[0] + "\\", key = args[1];
-    std::string longName;
-    while (longName.size() < 400)
+    if (args.size() != 1 || !GetCPInfo(CP_ACP, &info) || info.MaxCharSize != 2)
+        return args.size() != 1 ? 250 : 77;
+    const std::string hyo = Narrow(L"\u8868"), so = Narrow(L"\u30bd"), po = Narrow(L"\u30dd"), key = args[0];
+    std::string longName;  // 200 characters of 400 bytes
+    for (int i = 0; i < 200; ++i)
         longName += hyo;
     RegSetKeyValueA(HKEY_CURRENT_USER, (key + "\\" + longName + "\\below").c_str(), nullptr, REG_SZ, "", 1);
     TextArray keys;
     RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, key.c_str(), keys, true);
-    CString withSlash(("C:\\" + hyo).c_str());
-    DirUtils::EnsureTrailingBackslash(withSlash);
-    const std::string tree = dir + hyo + "\\" + so + "\\";
     const std::pair<bool, const char*> checks[] = {
         {FileUtils::ParseFileNameFromPath(("C:\\" + hyo + "\\" + so + ".txt").c_str(), true) == (so + ".txt").c_str(),
          "last component"},
         {DirUtils::ParsePathFromFile(("C:\\" + so).c_str()) == "C:\\", "folder of a path"},
-        {withSlash == ("C:\\" + hyo + "\\").c_str(), "trailing backslash"},
         {DirUtils::IsDir(("C:\\" + po).c_str(), true), "form of a folder"},
-        {FileUtils::MatchFileSpec(("C:\\" + hyo).c_str(), true, Texts({hyo}), TextArray(), true), "file pattern"},
-        {FileUtils::MatchWildcard((hyo + "x").c_str(), "?x", false), "'?' is one character"},
-        {DirUtils::CreateDirectoryPath(tree.c_str()) && WriteBytes(tree + po, "x"), "tree made"},
-        {DirUtils::DeleteDirectory((dir + hyo).c_str(), 0, nullptr, nullptr, nullptr).IsEmpty() &&
-             !DirUtils::DoesDirExist((dir + hyo).c_str()),
-         "tree deleted"},
         {Join(keys) == key + "\\" + longName + "|" + key + "\\" + longName + "\\below|", "long key name walked"},
     };
     int failures = 0;
@@ -193,38 +147,32 @@ WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
     return failures ? failures : 100;
 }
 
-// Packs the folder <dir> into the archive <output>, for a test that ends this process part-way.
+// zip-dir OUTPUT DIR: packs the folder into the archive, for a test that ends this process
+// part-way.
 WEFT_CHILD_COMMAND(ZipDir, "zip-dir")
 {
     return args.size() == 2 && DirUtils::CreateZipFile(args[0].c_str(), args[1].c_str(), "") ? 0 : 1;
 }
 
-// Writes the sample trees and archives under <dir> for the native zip check, and a manifest of
-// each archive's result. Exit code 0 if every result was as expected.
+// zip-samples DIR: writes the sample trees and archives under DIR for the native zip check. Exit
+// code 0 if every archive's result was as expected; each one that was not is named on stderr.
 WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
 {
-    if (args.size() != 1)
-        return 250;
-    const std::string dir = FreshDir(args);
-    const std::string src = dir + "src\\";
-    const std::string other = dir + "other\\";
-    for (const std::string& d :
-         {src, src + "empty dir\\", src + "with space\\", src + "sub\\deeper\\", other})
+    const std::string dir = FreshDir(args), src = dir + "src\\", other = dir + "other\\";
+    for (const std::string& d : {src + "empty dir\\", src + "with space\\", src + "sub\\deeper\\", other})
         if (dir.empty() || !DirUtils::CreateDirectoryPath(d.c_str()))
             return 3;
-    std::string text;
+    std::string text, large;
     for (int i = 0; i < 2000; ++i)
         text += "Line " + std::to_string(i) + ": the quick brown fox jumps over the lazy dog.\r\n";
-    bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
-              WriteBytes(src + "empty.txt", "") &&
-              WriteBytes(src + "with space\\name with spaces.txt", "spaces in the name\r\n") &&
-              WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
-              WriteBytes(other + "plain.txt", "the other plain.txt\r\n");
-    // Past one read chunk: streamed through deflate, and for the noise rewritten as stored.
-    std::string large;
     while (large.size() < (3u << 20))
         large += text;
-    ok = ok && WriteBytes(src + "large text.txt", large) && WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20));
+    // Past one read chunk, text is streamed through deflate and noise is rewritten as stored.
+    bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
+              WriteBytes(src + "empty.txt", "") && WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
+              WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
+              WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
+              WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20));
     // A name outside any single code page, and a file deeper than the narrow calls reach.
     wchar_t full[MAX_PATH] = {};
     GetFullPathNameW(std::wstring(src.begin(), src.end()).c_str(), MAX_PATH, full, nullptr);
@@ -235,28 +183,30 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
         ok = ok && CreateDirectoryW((deep += L"\\" + std::wstring(60, L'd')).c_str(), nullptr);
     if (!ok || !WriteWide(deep + L"\\leaf.txt", text.substr(0, 500)))
         return 4;
-
-    FILE* manifest = std::fopen((dir + "manifest.txt").c_str(), "w");
-    if (!manifest)
-        return 5;
     bool expected = true;
-    expected &= Report(manifest, "tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), ""));
+    const auto report = [&expected](const char* archive, bool result) {
+        if (!result)
+            std::fprintf(stderr, "zip-samples: %s not as expected\n", archive);
+        expected &= result;
+    };
+    // The root in the archive comes out as "up/": no entry name leaves the folder it is unpacked in.
+    report("tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), "..\\C:\\.\\up//"));
     const TextArray list =
         Texts({src + "plain.txt", src + "sub", other + "plain.txt", src + "with space\\name with spaces.txt"});
-    expected &= Report(manifest, "list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
+    report("list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
     // More entries than the classic end record can count: the count goes into the ZIP64 record.
     TextArray many;
     for (int i = 0; i < 65540; ++i)
         many.Add((src + "empty.txt").c_str());
-    expected &= Report(manifest, "many.zip", FileUtils::CreateZipFile((dir + "many.zip").c_str(), many, ""));
+    report("many.zip", FileUtils::CreateZipFile((dir + "many.zip").c_str(), many, ""));
     // The same through ZipThread, and a job stopped while it writes: no result, no message, no archive.
-    expected &= Report(manifest, "tree-thread.zip", ZipThreadJob(true, dir + "tree-thread.zip", src, many) == "1 1");
-    expected &= Report(manifest, "list-thread.zip", ZipThreadJob(false, dir + "list-thread.zip", src, list) == "1 1");
+    report("tree-thread.zip", ZipThreadJob(true, dir + "tree-thread.zip", src, many));
+    report("list-thread.zip", ZipThreadJob(false, dir + "list-thread.zip", src, list));
     // A stop terminates the writer wherever it is, perhaps holding a lock of the C runtime: that
-    // job runs in a process of its own, which ends without its cleanup.
+    // job runs in a process of its own, which ends without its cleanup. The folder goes without
+    // its backslash, which would escape the closing quote.
     char self[MAX_PATH + 1] = {};
     GetModuleFileNameA(nullptr, self, MAX_PATH);
-    // The folder without its backslash, which would escape the closing quote.
     std::string command = "\"" + std::string(self) + "\" zip-stopped \"" + dir + "stopped.zip\" \"" +
                           src.substr(0, src.size() - 1) + "\"";
     STARTUPINFOA si = {};
@@ -265,44 +215,31 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     DWORD stopped = 1;
     if (CreateProcessA(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
     {
-        if (WaitForSingleObject(pi.hProcess, 120000) == WAIT_OBJECT_0)
-            GetExitCodeProcess(pi.hProcess, &stopped);
-        else
+        if (WaitForSingleObject(pi.hProcess, 120000) != WAIT_OBJECT_0 || !GetExitCodeProcess(pi.hProcess, &stopped))
             TerminateProcess(pi.hProcess, 1);
         CloseHandle(pi.hProcess);
         CloseHandle(pi.hThread);
     }
-    expected &= Report(manifest, "stopped.zip", stopped == 0 && !FileUtils::DoesFileExist((dir + "stopped.zip").c_str()));
-    std::fclose(manifest);
+    report("stopped.zip", stopped == 0 && !FileUtils::DoesFileExist((dir + "stopped.zip").c_str()));
     return expected ? 0 : 6;
 }
 
-// Packs, in this order, 4 GiB and a little more of noise, which is stored as it is, a sparse file
-// of that size with marks at known places, which deflates to megabytes, and a small file: so the
-// archive passes 4 GiB, entries lie past it, and both kinds of entry reach it.
-// Writes "skipped <why>" to <dir>\status.txt when the disk is too short, else "done <result>".
+// Packs 4 GiB and a little more of noise, which deflate cannot shrink and so is stored as it is,
+// then a small file: the archive passes 4 GiB, the noise's sizes and the small file's offset take
+// the ZIP64 fields, and so does the central directory's place. Writes "skipped <why>" to
+// <dir>\status.txt when the disk is too short, else "done <result>".
 WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
 {
-    if (args.size() != 1)
-        return 250;
     const std::string dir = FreshDir(args);
-    if (dir.empty())
-        return 3;
-    FILE* status = std::fopen((dir + "status.txt").c_str(), "w");
+    FILE* status = dir.empty() ? nullptr : std::fopen((dir + "status.txt").c_str(), "w");
     if (!status)
-        return 5;
+        return 3;
     const unsigned long long size = (4ull << 30) + (1ull << 20) + 7;
-    unsigned long long total = 0, free = 0;
-    double percent = 0;
-    VolumeUtils::GetDriveSpaceInfo(dir.c_str(), total, free, percent);
-    // Room for the noise, twice (the file and its entry), and for the sparse file even where the
-    // file system keeps none sparse.
-    const unsigned long long needed = 3 * size + (1ull << 30);
-    if (free < needed)
+    ULARGE_INTEGER free = {};
+    if (!GetDiskFreeSpaceExA(dir.c_str(), &free, nullptr, nullptr) || free.QuadPart < 2 * size + (1ull << 30))
     {
-        std::fprintf(status, "skipped only %llu bytes free, %llu needed\n", free, needed);
-        std::fclose(status);
-        return 0;
+        std::fprintf(status, "skipped only %llu bytes free, for the file and its entry\n", free.QuadPart);
+        return std::fclose(status);
     }
     // One block of noise again and again: deflate sees 32 KiB back, so the repeats gain nothing.
     const std::string block = NoiseBytes(1 << 20);
@@ -310,31 +247,9 @@ WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
     bool ok = noise != nullptr;
     for (unsigned long long at = 0; ok && at < size; at += block.size())
         ok = std::fwrite(block.data(), std::min<unsigned long long>(block.size(), size - at), 1, noise) == 1;
-    ok = noise && std::fclose(noise) == 0 && ok;
-    const std::string huge = dir + "huge.bin";
-    HANDLE file = CreateFileA(huge.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return 4;
-    DWORD written = 0;
-    DeviceIoControl(file, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &written, nullptr);
-    // Marks before and after the 4 GiB line, so that a reader that loses the high part of an
-    // offset or size reads wrong bytes.
-    for (unsigned long long at : {0ull, 1ull << 20, (4ull << 30) - 3, (4ull << 30) + 16, size - 5})
-    {
-        LARGE_INTEGER to;
-        to.QuadPart = static_cast<LONGLONG>(at);
-        char mark[5] = {'W', 'E', 'F', 'T', static_cast<char>(at & 0x7F)};
-        ok = ok && SetFilePointerEx(file, to, nullptr, FILE_BEGIN) && WriteFile(file, mark, 5, &written, nullptr);
-    }
-    LARGE_INTEGER end;
-    end.QuadPart = static_cast<LONGLONG>(size);
-    ok = ok && SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file);
-    CloseHandle(file);
-    ok = ok && WriteBytes(dir + "small.txt", "a small file after the big one\r\n");
-    if (!ok)
-        return 4;
+    ok = noise && std::fclose(noise) == 0 && ok && WriteBytes(dir + "small.txt", "a small file after the big one\r\n");
     const bool result =
-        FileUtils::CreateZipFile((dir + "big.zip").c_str(), Texts({dir + "noise.bin", huge, dir + "small.txt"}), "");
+        ok && FileUtils::CreateZipFile((dir + "big.zip").c_str(), Texts({dir + "noise.bin", dir + "small.txt"}), "");
     std::fprintf(status, "done %d\n", result ? 1 : 0);
     std::fclose(status);
     return result ? 0 : 6;

@@ -1,6 +1,6 @@
 // Helpers of the utility library's tests: text lists, a private temporary folder per test that is
-// removed with everything in it, whole-file reads and writes, bytes that deflate cannot shrink,
-// and a child process under another code page.
+// removed with everything in it, whole-file reads and writes, stand-ins for the system functions
+// a library calls, and bytes that deflate cannot shrink.
 #pragma once
 
 #include "support/TestSupport.h"
@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <initializer_list>
 #include <string>
-#include <vector>
 
 namespace weft::test
 {
@@ -42,12 +41,9 @@ public:
     }
     ~TempDir()
     {
-        if (DirUtils::DoesDirExist(m_path.c_str()))
-        {
-            const CString error = DirUtils::DeleteDirectory(m_path.c_str(), 0, nullptr, nullptr, nullptr);
-            if (!error.IsEmpty())
-                fprintf(stderr, "TempDir: %s\n", error.GetString());
-        }
+        const CString error = DirUtils::DeleteDirectory(m_path.c_str(), 0, nullptr, nullptr, nullptr);
+        if (!error.IsEmpty() && DirUtils::DoesDirExist(m_path.c_str()))
+            fprintf(stderr, "TempDir: %s\n", error.GetString());
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -60,24 +56,31 @@ private:
     std::string m_path;
 };
 
-inline bool WriteBytes(const std::string& path, const std::string& bytes)
+// Writes the whole file anew and closes it.
+inline bool WriteTo(HANDLE file, const std::string& bytes)
 {
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
     DWORD written = 0;
-    const bool ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-                    written == bytes.size();
-    CloseHandle(file);
-    return ok;
+    const bool ok =
+        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
+    return CloseHandle(file) && ok;
 }
 
+inline bool WriteBytes(const std::string& path, const std::string& bytes)
+{
+    return WriteTo(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), bytes);
+}
+
+// A file written through its wide path: one the narrow calls may not be able to name.
+inline bool WriteWide(const std::wstring& path, const std::string& bytes)
+{
+    return WriteTo(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), bytes);
+}
+
+// The whole file, also while another handle writes it; empty if it cannot be opened.
 inline std::string ReadBytes(const std::string& path)
 {
     HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                               nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return std::string();
     std::string bytes;
     char buffer[65536];
     DWORD got = 0;
@@ -92,39 +95,40 @@ inline bool Exists(const std::string& path)
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+// Points the import slot of the module that holds from to to instead: a test's stand-in for a
+// system function that the module calls. False if there is no such slot.
+inline bool RepointImport(const char* module, ULONGLONG from, ULONGLONG to)
+{
+    auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA(module));
+    const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    DWORD old = 0;
+    for (auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); d->Name; ++d)
+        for (auto* t = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->FirstThunk); t->u1.Function; ++t)
+            if (t->u1.Function == from && VirtualProtect(t, sizeof to, PAGE_READWRITE, &old))
+                return (t->u1.Function = to, VirtualProtect(t, sizeof to, old, &old));
+    return false;
+}
+
+// The address of a kernel32 function, as an import slot holds it.
+inline ULONGLONG KernelFunction(const char* name)
+{
+    return reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA("kernel32.dll"), name));
+}
+
 // Deterministic bytes that deflate cannot shrink.
 inline std::string NoiseBytes(size_t n)
 {
     std::string bytes(n, '\0');
     unsigned long long x = 0x9E3779B97F4A7C15ull;
-    for (size_t i = 0; i < n; ++i)
+    for (char& b : bytes)
     {
         x ^= x << 13;
         x ^= x >> 7;
         x ^= x << 17;
-        bytes[i] = static_cast<char>(x >> 56);
+        b = static_cast<char>(x >> 56);
     }
     return bytes;
 }
 
-// The exit code of a child command run under the code page of a locale ("ja-JP": 932), or -1 if
-// it did not end in time: a copy of the child program runs beside a manifest that asks for that
-// code page (honoured from Windows 11 on). It finds the libraries in its current directory, the
-// program's own.
-inline long RunInCodePage(const char* locale, const std::vector<std::string>& args)
-{
-    TempDir dir("cp");
-    const std::string exe = dir / "child.exe";
-    const std::string manifest =
-        std::string("<assembly manifestVersion=\"1.0\" xmlns=\"urn:schemas-microsoft-com:asm.v1\">"
-                    "<assemblyIdentity type=\"win32\" name=\"weft.child\" version=\"1.0.0.0\"/>"
-                    "<application xmlns=\"urn:schemas-microsoft-com:asm.v3\"><windowsSettings><activeCodePage "
-                    "xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">") +
-        locale + "</activeCodePage></windowsSettings></application></assembly>";
-    if (!CopyFileA((ExeDir() + "weft_testchild.exe").c_str(), exe.c_str(), FALSE) ||
-        !WriteBytes(exe + ".manifest", manifest))
-        return -2;
-    ChildProcess child(exe, args);
-    return child.Started() ? child.WaitExit(MustHappenMs()) : -3;
-}
 }  // namespace weft::test

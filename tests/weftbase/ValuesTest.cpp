@@ -1,0 +1,120 @@
+// Values and texts of the utility library: dates, numbers, coded texts, system messages, text
+// lists, addresses and handles.
+#include "WeftBaseTestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <tuple>
+#include <utility>
+#include <vector>
+
+// Day numbers count from the year one; the last valid day is 9999-12-31.
+TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
+{
+    const std::tuple<SYSTEMTIME, int, int, const char*> cases[] = {
+        {{1601, 1, 0, 1, 0, 0, 1, 0}, 584389, 1, "1601-01-01 00:00:01"},
+        {{2000, 2, 0, 29, 12, 34, 56, 999}, 730179, 45296, "2000-02-29 12:34:56"},
+        {{9999, 12, 0, 31, 23, 59, 59, 0}, 3652059, 86399, "9999-12-31 23:59:59"},
+        {{10000, 1, 0, 1, 0, 0, 0, 0}, 0, -1, ""},
+    };
+    for (const auto& [st, day, second, text] : cases)
+    {
+        FILETIME ft = {};
+        SystemTimeToFileTime(&st, &ft);
+        DateTime d;
+        d.Set(ft);
+        EXPECT_EQ(day, d.m_nDay) << text;
+        EXPECT_EQ(second, d.m_nSecond) << text;
+        EXPECT_EQ(CString(text), d.Format());
+    }
+    for (const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
+        EXPECT_FALSE(bad.IsValid()) << bad.m_nDay << " " << bad.m_nSecond;
+}
+
+// Byte counts, fixed-point texts and grouping follow the user's locale, grouping included.
+TEST(NumberTextConvTest, TextsFollowTheirOptionsAndTheUsersLocaleAlone)
+{
+    // Grouping and separators come from the user's settings, which every program shares: they
+    // are put back at once.
+    std::pair<LCTYPE, std::string> saved[] = {{LOCALE_SGROUPING, "3;2;0"}, {LOCALE_SDECIMAL, ","},
+                                              {LOCALE_STHOUSAND, "."}};
+    for (auto& [type, text] : saved)
+    {
+        char old[16] = {};
+        GetLocaleInfoA(LOCALE_USER_DEFAULT, type, old, sizeof old);
+        EXPECT_TRUE(SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str()));
+        text = old;
+    }
+    const CString texts[] = {NumberTextConv::DoubleToString(-1234567.125001, 2, true, 0, "", false),
+                             NumberTextConv::NumberToString(10000000, true), NumberTextConv::ConvertBytesToString(1536),
+                             NumberTextConv::DoubleToString(12.5, 3, false, 0, "MB", true)};
+    for (const auto& [type, text] : saved)
+        SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str());
+    const char* expected[] = {"-12.34.567,13", "1.00.00.000", "1,50 KB", "12,5 MB"};
+    for (size_t i = 0; i < std::size(texts); ++i)
+        EXPECT_EQ(CString(expected[i]), texts[i]) << i;
+}
+
+// The handle held is closed on reassignment and destruction, never when it is assigned again,
+// and the last error survives the close.
+TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastError)
+{
+    const auto open = [](HANDLE h) { return WaitForSingleObject(h, 0) != WAIT_FAILED; };
+    HANDLE first = CreateEventA(nullptr, TRUE, FALSE, nullptr), second = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    {
+        SmartHANDLE h(first);
+        h = first;
+        EXPECT_TRUE(open(first));
+        SetLastError(ERROR_ALREADY_EXISTS);
+        h = second;
+        EXPECT_EQ(static_cast<DWORD>(ERROR_ALREADY_EXISTS), GetLastError());
+        EXPECT_FALSE(open(first));
+    }
+    EXPECT_FALSE(open(second));
+}
+
+// Every character survives the coding; a code that is no code ends the decoded text.
+TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripAndADamagedCodeEndsTheText)
+{
+    std::string all;
+    for (int c = 1; c < 256; ++c)
+        all += static_cast<char>(c);
+    EXPECT_EQ(CString(all.c_str()), StringUtils::DecryptText(StringUtils::EncryptText(all.c_str())));
+    std::vector<int> damaged = StringUtils::EncryptText("abcdef");
+    damaged[3] = 'd';
+    EXPECT_EQ(CString("abc"), StringUtils::DecryptText(damaged));
+}
+
+// The system's message for a code ends in one full stop, without a line break.
+TEST(SystemUtilsTest, GivesTheSystemsMessageWithoutTheLineBreak)
+{
+    const CString text = SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(text.GetLength() > 1 && text.Right(1) == "." && text.FindOneOf("\r\n") < 0) << text.GetString();
+}
+
+// Find gives the index and says whether it found it, also when the answer is "no".
+TEST(TextArrayTest, FindTellsWhetherFound)
+{
+    const TextArray list = weft::test::Texts({"c:\\dir\\", "b", "C:\\Dir\\", "other"});
+    const std::tuple<const char*, bool, unsigned long long, bool> cases[] = {
+        {"C:\\Dir\\", false, 2, true}, {"C:\\DIR\\", true, 0, true}, {"c:\\DIR\\", false, 4, false}};
+    for (const auto& [text, ignoreCase, index, expectFound] : cases)
+    {
+        bool found = !expectFound;
+        EXPECT_EQ(index, list.Find(text, ignoreCase, found)) << text;
+        EXPECT_EQ(expectFound, found) << text;
+    }
+}
+
+// An address has a scheme of two letters or more, or starts with "www." or "ftp."; a drive
+// letter is no scheme.
+TEST(InternetUtilsTest, AddressesAreToldFromLocalPaths)
+{
+    const std::pair<const char*, bool> cases[] = {
+        {"http://example.com/x.html", true}, {"mailto:someone@example.com", true}, {"WWW.example.com/page", true},
+        {"ftp.example.com", true}, {"C:\\dir\\file.txt", false}, {"c:file.txt", false},
+        {"\\\\server\\share\\x", false}, {"", false}, {nullptr, false}, {"wwwx.example", false},
+    };
+    for (const auto& [path, internet] : cases)
+        EXPECT_EQ(internet, InternetUtils::IsInternetFile(path)) << (path ? path : "(null)");
+}
