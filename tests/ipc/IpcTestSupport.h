@@ -1,5 +1,5 @@
-// Helpers of the shared-memory and mailbox tests: 16-byte text messages, checks that many cases
-// share, and a raw look at a mailbox's shared header.
+// Helpers of the mailbox tests: 16-byte text messages, checks that many cases share, and a raw
+// look at a mailbox's shared header.
 #pragma once
 
 #include "support/MailboxProbe.h"
@@ -68,31 +68,22 @@ inline void ExpectFailed(MTMailbox& box, unsigned long status)
 }
 
 // An empty mailbox of two slots whose guard is free and whose counts are whole: two posts go in,
-// a third is refused at once, and both come back out in order (as empty texts when the messages
-// are empty).
+// a third is refused at once, and both come back out in order.
 inline void ExpectTwoFreeSlots(MTMailbox& box, bool emptyMessages = false)
 {
-    EXPECT_TRUE(Put(box, "a"));
-    EXPECT_TRUE(Put(box, "b"));
+    EXPECT_TRUE(Put(box, "a") && Put(box, "b"));
     EXPECT_FALSE(Put(box, "c")) << "a third free slot";
     EXPECT_EQ(emptyMessages ? "" : "a", Take(box));
     EXPECT_EQ(emptyMessages ? "" : "b", Take(box));
     EXPECT_EQ("<none>", Take(box));
 }
 
-// The shared header of a mailbox, read through a view of its own.
-struct RawHeader
+// The shared header of a mailbox: maxMessages, messageSize, headerSize, head, tail; nothing if
+// the block did not open.
+inline std::vector<std::uint32_t> HeaderWords(const std::string& name)
 {
-    explicit RawHeader(const std::string& name) : m_block(name.c_str()) {}
-    // maxMessages, messageSize, headerSize, head, tail; nothing if the block did not open.
-    std::vector<std::uint32_t> Words()
-    {
-        const auto* words = static_cast<const std::uint32_t*>(m_block.GetPtr());
-        return words != nullptr ? std::vector<std::uint32_t>(words, words + 5) : std::vector<std::uint32_t>();
-    }
-    const char* Slot(std::uint32_t i) { return static_cast<const char*>(m_block.GetPtr()) + 20 + i * Words()[1]; }
-
-private:
-    MTSharedMemory m_block;
-};
+    MTSharedMemory block(name.c_str());
+    const auto* words = static_cast<const std::uint32_t*>(block.GetPtr());
+    return words != nullptr ? std::vector<std::uint32_t>(words, words + 5) : std::vector<std::uint32_t>();
+}
 }  // namespace weft::test::mailbox

@@ -26,7 +26,7 @@ TEST(MTMailboxTest, ProcessesRacingToCreateGetOneCreatorAndOneHeader)
 
     // Had a second racer written the header, its zeroed indexes would have lost the ids posted
     // before it.
-    EXPECT_EQ((std::vector<std::uint32_t>{8, 4, 20, 0, racers}), RawHeader(name).Words());
+    EXPECT_EQ((std::vector<std::uint32_t>{8, 4, 20, 0, racers}), HeaderWords(name));
     MTMailbox reader(name.c_str());
     std::set<unsigned long> processes;
     for (unsigned long id = 0; reader.Get(&id, 0);)
