@@ -1,11 +1,5 @@
 // Finds the thread that a watcher started, so that a test can see it end by itself, or hold it
-// suspended the way a debugger would. Take the probe right before constructing the watcher:
-//
-//   weft::test::ThreadProbe probe;
-//   EventMonitorThread monitor(nullptr, ...);
-//   HANDLE thread = probe.OpenNewThread();            // the one thread the process gained
-//   EXPECT_EQ(WaitForSingleObject(thread, weft::test::MustHappenMs()), WAIT_OBJECT_0);
-//   CloseHandle(thread);
+// suspended the way a debugger would. Take the probe right before constructing the watcher.
 #pragma once
 
 #include "support/TestSupport.h"
