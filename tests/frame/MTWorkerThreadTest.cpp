@@ -174,10 +174,11 @@ TEST(MTWorkerThreadTest, WorkerWhoseThreadNeverStartedIsInert)
 
 // A self-suspending thread marks itself paused a moment before it is suspended. A Resume that
 // lands in that moment must still free it: the owner resumes as soon as IsPaused turns true.
+// The moment is short, so the race is run many times (a round takes about half a millisecond).
 TEST(MTWorkerThreadTest, ResumeAsSoonAsASelfPauseShowsAlwaysFreesTheThread)
 {
     Running<SelfSuspending> run(Loop);
-    for (int round = 0; round < 200; ++round)
+    for (int round = 0; round < 4000; ++round)
     {
         run.body.pong.Reset();
         run.body.ping.Set();
