@@ -13,8 +13,7 @@ protected:
     static constexpr UINT DirMsg = WM_APP + 31;
     static constexpr __int64 DirLParam = -0x1234567LL;
     static constexpr unsigned long NoDelay = 0xFFFFFFFF;
-    // Shows the bits collected so far; counts the time-outs whose next wait is worked out.
-    struct DirProbe : DirMonitorThread
+    struct DirProbe : DirMonitorThread  // shows the bits collected; counts the time-outs that set the next wait
     {
         DirProbe(const std::string& dir, unsigned long filter, HWND wnd, bool progressive)
             : DirMonitorThread(dir.c_str(), false, filter, DirMsg, wnd, NoDelay, DirLParam, progressive, HeldBack())
@@ -22,18 +21,13 @@ protected:
             ReleaseThread();
         }
         ~DirProbe() override { StopThread(); }
-        unsigned long DoTimeout() override
-        {
-            const unsigned long next = DirMonitorThread::DoTimeout();  // the message goes first
-            return ++timeouts, next;
-        }
+        unsigned long DoTimeout() override { const auto next = DirMonitorThread::DoTimeout(); return ++timeouts, next; }
         using DirMonitorThread::GetNotificationsReceived;
         std::atomic<int> timeouts{0};
     };
     struct FileProbe : FileMonitorThread { using FileMonitorThread::FileMonitorThread, FileMonitorThread::BroadcastMsg; };
     void NewFile() { WriteBytes(dir / ("f" + std::to_string(k++)), "x"); }
-    // A monitor proven armed by an answered change (each try waits twice as long), then given the delay d.
-    bool Armed(unsigned long filter, unsigned long d, bool progressive)
+    bool Armed(unsigned long filter, unsigned long d, bool progressive)  // a change answered, then the delay d
     {
         monitor = std::make_unique<DirProbe>(dir.Path(), filter, owner.Handle(), progressive);
         bool answered = false;
@@ -51,8 +45,7 @@ protected:
     int k = 0;
 };
 
-// Each filter bit is a handle of its own. A burst settles into one message d after its last
-// change, with the OR of the bits and the constructor's lParam. A stop while settling sends nothing.
+// A burst gives one message d after its last change, the bits ORed, the lParam kept; a stop while settling none.
 TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithTheBitsOred)
 {
     const unsigned long d = Scaled(150);
@@ -68,12 +61,10 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
     NewFile();
     ASSERT_TRUE(WaitUntil([&] { return monitor->GetNotificationsReceived() != 0; }, MustHappenMs()));
     monitor->Stop(MustHappenMs());
-    ASSERT_TRUE(owner.Flush());
-    EXPECT_EQ(sent, owner.Count()) << "a stop while settling sent the collected bits";
+    EXPECT_TRUE(owner.Flush() && sent == owner.Count()) << "a stop while settling sent the collected bits";
 }
 
-// After a change at 0 the progressive messages come at d, 2d, 3d, 5d, 8d; ResetProgDelay in the
-// wait of 3d makes the next one d (9d, 11d); a change brings the multiplier back to 1.
+// Progressive messages come at d, 2d, 3d, 5d, 8d; a reset in the wait of 3d makes the next d; so does a change.
 TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange)
 {
     const unsigned long d = Scaled(100);
@@ -99,13 +90,11 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange
     EXPECT_LT(polled->atMs - settled->atMs, 2.5 * d) << "the multiplier was not brought back to 1";
 }
 
-// A missing directory gives an inert monitor. Amid a neighbour's churn, file monitors of every
-// lifetime tell nothing (the thread lives from the base constructor to the base destructor) and
-// close their handles; one tells a new size of its own file, its date kept.
+// No monitor of a missing folder; file monitors ignore neighbours, leak no handle, tell their file's new size.
 TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHandle)
 {
     const std::string file = dir / "watched.log";
-    auto lifetimes = [&] {
+    EXPECT_TRUE(LeaksNoHandles([&] {
         EXPECT_TRUE(FileMonitorThread((dir / "missing\\f").c_str(), DirMsg, owner.Handle(), 0, 0, false).GetDir().IsEmpty());
         std::atomic<bool> done{false};
         std::thread churn([&] {
@@ -119,10 +108,8 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
         }
         done = true;
         churn.join();
-    };
-    EXPECT_TRUE(LeaksNoHandles(lifetimes));
-    ASSERT_TRUE(owner.Flush());
-    EXPECT_EQ(0u, owner.Count()) << "a neighbour's change was told";
+    }));
+    EXPECT_TRUE(owner.Flush() && owner.Count() == 0) << "a neighbour's change was told";
     WriteBytes(file, "x");
     FileProbe probe(file.c_str(), DirMsg, owner.Handle(), NoDelay - 1, 0, false);  // its thread never sends
     WIN32_FILE_ATTRIBUTE_DATA before = {};
@@ -131,6 +118,5 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     SetFileTime(h, nullptr, nullptr, &before.ftLastWriteTime), CloseHandle(h);
     probe.BroadcastMsg(1, 0), probe.BroadcastMsg(1, 0);  // the new size, then no change
-    ASSERT_TRUE(owner.Flush());
-    EXPECT_EQ(1u, owner.Count());
+    EXPECT_TRUE(owner.Flush() && owner.Count() == 1);
 }

@@ -2,15 +2,10 @@
 
 #include "support/OwnerWindow.h"
 
-#include <string>
-#include <vector>
+#include <map>
 
 using namespace weft::test;
 using Lines = std::vector<std::string>;
-
-namespace
-{
-const __int64 DriveLParam = -0x5A5A5A5ALL;
 
 struct DrivesProbe : DrivesChangeThread
 {
@@ -18,34 +13,25 @@ struct DrivesProbe : DrivesChangeThread
     using DrivesChangeThread::m_drives, DrivesChangeThread::m_nPeriod;
 };
 
-// The messages sent so far and not yet taken, as "added X", "removed X", "changed X", each with
-// its lParam checked.
-Lines Told(OwnerWindow& owner)
-{
-    Lines told;
-    owner.Flush();
-    while (const auto m = owner.Next(0))
-    {
-        const char* kind = m->msg == DrivesChangeThread::MSG_DCT_DRIVEADDED     ? "added "
-                           : m->msg == DrivesChangeThread::MSG_DCT_DRIVEREMOVED ? "removed "
-                           : m->msg == DrivesChangeThread::MSG_DCT_DRIVECHANGED ? "changed "
-                                                                                : "other ";
-        told.push_back(kind + std::string(1, char(m->wParam)) + (m->lParam == DriveLParam ? "" : " and another lParam"));
-    }
-    return told;
-}
-}  // namespace
-
-// The thread's first pass takes the drives present silently. Passes run by hand once the thread
-// has ended, on tables changed from the last pass's: messages in the order added, removed,
-// changed, and the fresh table kept; with no window none, but the table still follows the drives.
+// The first pass is silent; later ones tell added, removed, changed to a window, and keep the fresh table.
 TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshTable)
 {
+    const __int64 lParam = -0x5A5A5A5ALL;
     DriveListTurn turn;
     OwnerWindow owner;
-    DrivesProbe probe(owner.Handle(), 0, DriveLParam), quiet(nullptr, 1, DriveLParam);
+    DrivesProbe probe(owner.Handle(), 0, lParam), quiet(nullptr, 1, lParam);
     EXPECT_TRUE(probe.m_nPeriod == 15000 && quiet.m_nPeriod == 1 && StopsByItself(probe) && StopsByItself(quiet));
     ASSERT_FALSE(probe.m_drives.empty());
+    const std::map<UINT, std::string> kinds{{DrivesChangeThread::MSG_DCT_DRIVEADDED, "added "},
+                                            {DrivesChangeThread::MSG_DCT_DRIVEREMOVED, "removed "},
+                                            {DrivesChangeThread::MSG_DCT_DRIVECHANGED, "changed "}};
+    auto told = [&] {  // the messages not yet taken, as "added X", each with its lParam checked
+        Lines out;
+        for (owner.Flush(); const auto m = owner.Next(0);)
+            out.push_back((kinds.contains(m->msg) ? kinds.at(m->msg) : "other ") + char(m->wParam) +
+                          (m->lParam == lParam ? "" : " and another lParam"));
+        return out;
+    };
     using Table = DrivesChangeThread::DriveTable;
     const Table baseline = probe.m_drives;
     const auto [key, first] = *baseline.begin();
@@ -60,11 +46,11 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
         {with([&](Table& t) { t[key].m_strDrive = "Q:\\"; }), {"added " + l, "removed Q", "changed Q"}},
     };
     for (auto* watcher : {&probe, &quiet})
-        for (const auto& [before, told] : rows)
+        for (const auto& [before, expected] : rows)
         {
             watcher->m_drives = before;
             watcher->DoWork();
-            EXPECT_EQ(watcher == &probe ? told : Lines{}, Told(owner));
+            EXPECT_EQ(watcher == &probe ? expected : Lines{}, told());
             EXPECT_EQ(baseline.size(), watcher->m_drives.size());
             EXPECT_EQ(first.m_strDrive, watcher->m_drives[key].m_strDrive);
         }

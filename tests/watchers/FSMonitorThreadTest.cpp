@@ -8,14 +8,12 @@
 using namespace weft::test;
 using Lines = std::vector<std::string>;
 
-// Records as "action path-below-the-folder"; "3 " names the folder itself: changes were dropped.
-// Files named "~n" are markers: a marker's record shows that everything before it was read.
+// Records read "action path-below-the-folder" ("3 ": changes dropped); a marker "~n" told shows all before read.
 class FSMonitorThreadTest : public ::testing::Test
 {
 protected:
     static constexpr UINT FsMsg = WM_APP + 61;
-    // A monitor of the folder whose read is armed: it arms some time after the constructor.
-    bool Watch(bool tree)
+    bool Watch(bool tree)  // a monitor of the folder, its read armed (some time after the constructor)
     {
         if (monitor)
             monitor->Stop(MustHappenMs());  // bounded, unlike the destructor's
@@ -23,8 +21,7 @@ protected:
         return Sync().has_value();
     }
     void Write(const std::string& name, const char* text = "x") { WriteBytes(dir / name, text); }
-    // The records up to the first that reads last, markers and repeats of one modification left out.
-    std::optional<Lines> Until(const std::string& last, DWORD ms = MustHappenMs())
+    std::optional<Lines> Until(const std::string& last, DWORD ms = MustHappenMs())  // markers, repeated 3s left out
     {
         Lines out;
         for (size_t i = taken; owner.WaitForCount(i + 1, ms); ++i)
@@ -37,8 +34,7 @@ protected:
         }
         return std::nullopt;
     }
-    // Writes file until last is told (each try waits twice as long); gives the records until then.
-    std::optional<Lines> Sync(const std::string& file = "", const std::string& last = "")
+    std::optional<Lines> Sync(const std::string& file = "", const std::string& last = "")  // writes till last told
     {
         for (DWORD wait = Scaled(50); wait < 2 * MustHappenMs(); wait *= 2, ++k)
             if (Write(file.empty() ? "~" + std::to_string(k) : file, std::to_string(k).c_str());
@@ -64,8 +60,7 @@ protected:
     std::unique_ptr<FSMonitorThread> monitor;  // ends before the folder goes
 };
 
-// Each entry of a read, with its action and the folder's path before its name, an over-long name
-// whole; directories and paths below only with the subtree. A stop cancels the pending read.
+// Each entry comes with its action and full path, long names whole, folders and below only with the subtree.
 TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
 {
     const std::string a(200, 'a'), ab = a + "\\" + std::string(200, 'b');
@@ -87,9 +82,8 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
         change();
         EXPECT_EQ(records, Sync().value_or(Lines{"no marker"}));
     }
-    // Once the marker's last records are in, the read waits on a quiet folder: only a cancel ends it.
     for (int i = 0; i < 5 && !owner.StaysAt(owner.Count(), Scaled(200)); ++i)
-        ;
+        ;  // the marker's last records in, the read waits on a quiet folder: only a cancel ends it
     EXPECT_TRUE(StopsByItself(*monitor));
 }
 
@@ -105,9 +99,13 @@ TEST_F(FSMonitorThreadTest, ASingleFileIsToldByItsOwnPathAndNotItsNeighbours)
     EXPECT_EQ(Lines({"1 Target.txt", "3 Target.txt", "4 Target.txt", "5 Target.txt", "2 Target.txt"}), Until("2 Target.txt"));
 }
 
-// More creations during a pause than a read holds: each is named, or an overflow record came.
-TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflow)
+// More creations in a pause than a read holds are named or overflow; a missing folder or no window leaks nothing.
+TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflowAndBadArgumentsLeakNothing)
 {
+    FSMonitorThread missing((dir / "missing\\").c_str(), FsMsg, owner.Handle(), true, 1);
+    EXPECT_FALSE((missing.Pause(), missing.IsPaused())) << "a missing folder was watched";
+    missing.Stop(0);
+    EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), FsMsg, nullptr, true, 1); }));
     ASSERT_TRUE(Watch(false));
     monitor->Pause();  // the system collects the changes meanwhile, up to its limits
     for (int i = 0; i < 2000; ++i)
@@ -117,13 +115,4 @@ TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflow)
     std::lock_guard<std::mutex> hold(lock);
     const auto named = std::count_if(got.begin(), got.end(), [](const std::string& r) { return r.starts_with("1 b"); });
     EXPECT_TRUE(named == 2000 || std::count(got.begin(), got.end(), "3 ") > 0) << named << " named, no overflow";
-}
-
-// A missing folder is refused: an inert object. A monitor without a window leaves no handle behind.
-TEST_F(FSMonitorThreadTest, BadArgumentsAreRefusedOrWatchSilentlyWithoutLeaks)
-{
-    FSMonitorThread missing((dir / "missing\\").c_str(), FsMsg, owner.Handle(), true, 1);
-    EXPECT_FALSE((missing.Pause(), missing.IsPaused()));
-    missing.Stop(0);
-    EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), FsMsg, nullptr, true, 1); }));
 }

@@ -7,8 +7,7 @@
 using namespace weft::test;
 using Lines = std::vector<std::string>;
 
-// A private key below HKEY_CURRENT_USER; an owner window that keeps each record it is handed as
-// "action key name=value", checks its fields, and deletes it.
+// A private key below HKEY_CURRENT_USER; the owner keeps each record as "action key name=value".
 class RegMonitorThreadTest : public ::testing::Test
 {
 protected:
@@ -26,9 +25,7 @@ protected:
         monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, RegMsg, owner.Handle(), RegWParam);
         return Settle();
     }
-    // Changes the value "nudge" until its latest text is told (a change between a picture and the
-    // arming waits for the next signal) and gives the other records: the thread is then idle.
-    Lines Settle()
+    Lines Settle()  // changes "nudge" until its latest text is told (then idle); gives the other records
     {
         Lines others;
         for (DWORD wait = Scaled(50); wait < 4 * MustHappenMs(); wait *= 2)
@@ -65,13 +62,13 @@ protected:
     std::unique_ptr<RegMonitorThread> monitor;
 };
 
-// Four passes: keys added (with their values), keys removed, values added or changed, values removed.
-TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
+// Passes tell keys added (with values), removed, values added or changed, removed; records order by every field.
+TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsOrderByEveryField)
 {
-    std::vector<std::pair<CString, CString>> many, changed;
+    std::vector<std::pair<CString, CString>> many;
     for (int i = 0; i < 40; ++i)
         many.emplace_back(std::to_string(i).c_str(), std::to_string(i * i).c_str());
-    changed = many;
+    auto changed = many;
     changed[33].second = "w";
     const std::pair<RegKeySnapshot, RegKeySnapshot> cases[] = {
         {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}}, {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}}},
@@ -85,14 +82,8 @@ TEST_F(RegMonitorThreadTest, ComparisonSendsOneRecordPerDifferenceInPassOrder)
     EXPECT_TRUE(owner.WaitForCount(expected.size()) && owner.StaysAt(expected.size(), Scaled(100)));
     std::lock_guard<std::mutex> hold(lock);
     EXPECT_EQ(expected, got);
-}
-
-// A record is less (greater) than another only when each field is, the time included.
-TEST_F(RegMonitorThreadTest, RecordsAreLessOrGreaterOnlyWhenEveryFieldIs)
-{
     auto with = [](RegChangeNotification r, RegChange action, const char* text) {
-        r.SetAction(action), r.SetKey(text), r.SetValueName(text), r.SetValue(text);
-        return r;
+        return r.SetAction(action), r.SetKey(text), r.SetValueName(text), r.SetValue(text), r;
     };
     const RegChangeNotification low = with({}, RegChange::KeyAdded, "a"), high = with(low, RegChange::KeyRemoved, "b");
     EXPECT_FALSE(low < high || high > low) << "at the same time";
@@ -103,9 +94,7 @@ TEST_F(RegMonitorThreadTest, RecordsAreLessOrGreaterOnlyWhenEveryFieldIs)
     EXPECT_TRUE(low < later && later > low);
 }
 
-// A key watched alone tells nothing of its subkeys, nor of a new type with the same text. Watched
-// with its tree, a new key made during a pause (one picture sees all) comes with its values as
-// text and goes without them; the picture moves on after each comparison.
+// Alone a key hides its subkeys and same-text retypes; a tree's new key comes with its values, goes without.
 TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
 {
     Set(nullptr, "w", "7");
@@ -113,9 +102,8 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     Set(nullptr, "w", std::string("\7\0\0\0", 4), REG_DWORD);
     Set("sub", "x", "1");
     EXPECT_EQ(Lines(), Settle());
-    monitor.reset();
     ASSERT_EQ(Lines(), Watch(true));
-    monitor->Pause();
+    monitor->Pause();  // one picture sees all of N
     Set("N", "a", std::string("text\0", 5));
     Set("N", "b", std::string("\x2a\0\0\0", 4), REG_DWORD);
     monitor->Resume();
@@ -125,7 +113,7 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     EXPECT_EQ(Lines({"2 " + n + " ="}), Settle());
 }
 
-// A refusal gives its text (the bad-key text, or the open's error) and its log line, no thread.
+// A refusal keeps its text (the bad key's, or the open's error) and logs its line.
 TEST_F(RegMonitorThreadTest, RefusalsLeaveTheirTextAndLogLine)
 {
     const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);

@@ -3,69 +3,51 @@
 #include "support/OwnerWindow.h"
 #include "support/ThreadProbe.h"
 
-#include <vector>
+#include <list>
 
 using namespace weft::test;
 
-namespace
+// Timers of one owner window; both halves of the 64-bit parameters are set, so that a truncation shows.
+class TimerThreadTest : public ::testing::Test
 {
-const UINT TimerMsg = WM_APP + 17;
-// Both halves of the 64-bit parameters are set, so that a truncation shows.
-const unsigned __int64 TimerWParam = 0x8765432112345678ull;
-const __int64 TimerLParam = -0x123456789ALL;
-const unsigned int LongPeriod = 60000;  // never ends within a test
-
-// A period starts only when the previous one has ended, so the k-th message (from 0) of a
-// repeating timer is sent no earlier than k + 1 periods after the timer started, whatever the
-// delivery jitter. A second message in a period, or one at a stop that follows a tick, falls short.
-void ExpectOnePerPeriod(const std::vector<OwnerWindow::Message>& messages, double startMs, unsigned int period)
-{
-    for (std::size_t k = 0; k < messages.size(); ++k)
-        EXPECT_TRUE(NotBefore(messages[k].atMs, startMs, static_cast<double>(period) * (k + 1))) << "message " << k;
-}
-
-// An owner window and a timer that notifies it, started at startMs.
-struct Timer
-{
+protected:
+    static constexpr UINT TimerMsg = WM_APP + 17;
+    static constexpr unsigned __int64 TimerWParam = 0x8765432112345678ull;
+    static constexpr __int64 TimerLParam = -0x123456789ALL;
+    static constexpr unsigned int LongPeriod = 60000;  // never ends within a test
+    TimerThread& Start(unsigned int period, bool oneShot, unsigned __int64 wParam = TimerWParam)
+    {
+        return timers.emplace_back(TimerMsg, owner.Handle(), period, oneShot, wParam, TimerLParam);
+    }
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
-    TimerThread timer;
-    Timer(unsigned int period, bool oneShot) : timer(TimerMsg, owner.Handle(), period, oneShot, TimerWParam, TimerLParam) {}
+    std::list<TimerThread> timers;
 };
-}  // namespace
 
-// A plain and a decaying timer of one period, started together: each sends one message per
-// period and none at or after the stop. Every wake caps the decaying one's rate at 1, so it
-// keeps the plain one's pace and stays decaying.
-TEST(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
+// A plain and a decaying timer send one message per period each, none after the stop; a wake keeps the decay.
+TEST_F(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
 {
     const unsigned int period = Scaled(150);
-    OwnerWindow owner;
-    const double startMs = OwnerWindow::NowMs();
-    TimerThread plain(TimerMsg, owner.Handle(), period, false, 0, TimerLParam);
-    TimerThread decaying(TimerMsg, owner.Handle(), period, false, 1, TimerLParam);
+    TimerThread &plain = Start(period, false, 0), &decaying = Start(period, false, 1);
     decaying.SetAsDecaying(true);
     ASSERT_TRUE(owner.WaitForCount(8));  // few ticks each, so that a message at the stop shows
     EXPECT_TRUE(decaying.GetAsDecaying()) << "a wake cleared the decay";
-    plain.Stop(MustHappenMs());
-    decaying.Stop(MustHappenMs());
+    plain.Stop(MustHappenMs()), decaying.Stop(MustHappenMs());
     ASSERT_TRUE(owner.Flush());
     EXPECT_TRUE(owner.NothingWithin()) << "a message came after Stop had returned";
     std::vector<OwnerWindow::Message> of[2];
     for (const auto& m : owner.Messages())
         of[m.wParam == 1].push_back(m);
-    for (const auto& messages : of)
-        ExpectOnePerPeriod(messages, startMs, period);
+    for (const auto& messages : of)  // a period starts when the last one ends: message k comes k + 1 periods in
+        for (std::size_t k = 0; k < messages.size(); ++k)
+            EXPECT_TRUE(NotBefore(messages[k].atMs, startMs, double(period) * (k + 1))) << "message " << k;
     EXPECT_LE(of[0].size(), of[1].size() + 2) << "the decaying timer fell behind";
 }
 
-// Timers stopped at once, most before their thread has seen its worker: each, one-shot or
-// repeating, ends and sends exactly one message, with its parameters, on its way out.
-TEST(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
+// Timers stopped at once, one-shot or repeating, each send exactly one message, with its parameters.
+TEST_F(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
 {
-    OwnerWindow owner;
-    const unsigned int timers = 20;
-    for (unsigned int i = 0; i < timers; ++i)
+    for (unsigned int i = 0; i < 20; ++i)
     {
         TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, i % 2 == 0, TimerWParam + i, TimerLParam);
         timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
@@ -74,77 +56,59 @@ TEST(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
     }
     ASSERT_TRUE(owner.Flush());
     const auto messages = owner.Messages();
-    ASSERT_EQ(messages.size(), timers);
-    for (unsigned int i = 0; i < timers; ++i)
-        EXPECT_TRUE(messages[i].msg == TimerMsg && messages[i].wParam == TimerWParam + i && messages[i].lParam == TimerLParam)
-            << "message " << i;
+    ASSERT_EQ(messages.size(), 20u);
+    for (unsigned int i = 0; i < 20; ++i)
+        EXPECT_TRUE(messages[i].msg == TimerMsg && messages[i].wParam == TimerWParam + i &&
+                    messages[i].lParam == TimerLParam) << "message " << i;
 }
 
-// Reset often for well over a period, a one-shot sends nothing meanwhile; its one message comes
-// a period after the last reset, and is not repeated.
-TEST(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsLastReset)
+// A one-shot reset often sends nothing; its one message comes a period after the last reset, once.
+TEST_F(TimerThreadTest, OneShotTimerSendsOneMessageAPeriodAfterItsLastReset)
 {
     const unsigned int period = Scaled(300);
-    Timer t(period, true);
-    for (int i = 0; i < 10; ++i)
-    {
-        ASSERT_TRUE(t.owner.StaysAt(0, Scaled(50))) << "the one-shot fired although reset " << i << " times";
-        t.timer.Reset();
-    }
+    TimerThread& timer = Start(period, true);
+    for (int i = 0; i < 10; ++i, timer.Reset())
+        ASSERT_TRUE(owner.StaysAt(0, Scaled(50))) << "the one-shot fired although reset " << i << " times";
     const double reset = OwnerWindow::NowMs();
-    auto m = t.owner.Next();
-    ASSERT_TRUE(m.has_value());
-    EXPECT_TRUE(NotBefore(m->atMs, reset, period));
-    EXPECT_TRUE(t.owner.StaysAt(1, MustNotHappenMs() + period)) << "the one-shot repeated";
+    const auto m = owner.Next();
+    EXPECT_TRUE(m && NotBefore(m->atMs, reset, period)) << "no message a period after the last reset";
+    EXPECT_TRUE(owner.StaysAt(1, MustNotHappenMs() + period)) << "the one-shot repeated";
 }
 
-// Reset wakes an endless timer without a message, and it waits without limit again. A new period
-// starts at once; setting the present one again, more often than it lasts, leaves it running.
-TEST(TimerThreadTest, SetTimeoutStartsANewPeriodAtOnceButLeavesThePresentOneRunning)
+// Reset wakes an endless timer silently; a new period starts at once, the present one set again runs on.
+TEST_F(TimerThreadTest, SetTimeoutStartsANewPeriodAtOnceButLeavesThePresentOneRunning)
 {
     const unsigned int period = Scaled(40);
-    Timer t(0xFFFFFFFF, false);
-    EXPECT_TRUE(t.owner.StaysAt(0)) << "a period of 0xFFFFFFFF ended";
-    t.timer.Reset();
-    EXPECT_TRUE(t.owner.StaysAt(0)) << "Reset sent a message";
+    TimerThread& timer = Start(0xFFFFFFFF, false);
+    timer.Reset();
+    EXPECT_TRUE(owner.StaysAt(0)) << "Reset sent a message, or a period of 0xFFFFFFFF ended";
     const double changed = OwnerWindow::NowMs();
-    while (t.owner.Count() < 3 && OwnerWindow::NowMs() < changed + MustHappenMs())
-        t.timer.SetTimeout(period), t.owner.WaitForCount(t.owner.Count() + 1, Scaled(5));
-    ASSERT_GE(t.owner.Count(), 3u) << "the new period did not start, or every call restarted it";
-    t.timer.Stop(MustHappenMs());
-    ExpectOnePerPeriod(t.owner.Messages(), changed, period);
+    while (owner.Count() < 3 && OwnerWindow::NowMs() < changed + MustHappenMs())
+        timer.SetTimeout(period), owner.WaitForCount(owner.Count() + 1, Scaled(5));
+    EXPECT_GE(owner.Count(), 3u) << "the new period did not start, or every call restarted it";
 }
 
-// A paused timer sends nothing until resumed; Stop ends a paused thread by itself, not by its
-// time-out.
-TEST(TimerThreadTest, PausedTimerSendsNothingUntilResumedAndStopEndsIt)
+// Stop ends a paused timer (silent till resumed) by itself, and terminates a suspended one after its time-out.
+TEST_F(TimerThreadTest, StopEndsAPausedTimerByItselfAndTerminatesOneThatCannotRun)
 {
-    Timer t(Scaled(30), false);
-    ASSERT_TRUE(t.owner.WaitForCount(1));
-    t.timer.Pause();
-    ASSERT_TRUE(t.owner.Flush());  // a tick sent just before the suspension
-    const std::size_t atPause = t.owner.Count();
-    EXPECT_TRUE(t.owner.StaysAt(atPause)) << "a paused timer ticked";
-    t.timer.Resume();
-    EXPECT_TRUE(t.owner.WaitForCount(atPause + 1)) << "the timer did not tick again after Resume";
-    t.timer.Pause();
-    EXPECT_TRUE(StopsByItself(t.timer)) << "Stop waited out its time-out on a paused timer";
-}
-
-// A thread held suspended by someone else (a debugger, a profiler) cannot see its stop event:
-// Stop waits its time-out, then terminates the thread.
-TEST(TimerThreadTest, StopWithAShortTimeoutTerminatesAThreadThatCannotRun)
-{
-    OwnerWindow owner;
+    TimerThread& timer = Start(Scaled(30), false);
+    ASSERT_TRUE(owner.WaitForCount(1));
+    timer.Pause();
+    ASSERT_TRUE(owner.Flush());  // a tick sent just before the suspension
+    const std::size_t atPause = owner.Count();
+    EXPECT_TRUE(owner.StaysAt(atPause)) << "a paused timer ticked";
+    timer.Resume();
+    EXPECT_TRUE(owner.WaitForCount(atPause + 1)) << "the timer did not tick again after Resume";
+    timer.Pause();
+    EXPECT_TRUE(StopsByItself(timer)) << "Stop waited out its time-out on a paused timer";
     ThreadProbe probe;
-    TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, false, TimerWParam, TimerLParam);
+    TimerThread& held = Start(LongPeriod, false);
     HANDLE thread = probe.OpenNewThread();
     ASSERT_NE(thread, nullptr) << "cannot tell the timer thread from other new threads";
-    ASSERT_NE(SuspendThread(thread), static_cast<DWORD>(-1));
-    const unsigned long timeout = Scaled(100);
+    ASSERT_NE(SuspendThread(thread), static_cast<DWORD>(-1));  // as a debugger or a profiler might
     const double stopAt = OwnerWindow::NowMs();
-    timer.Stop(timeout);
-    EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, timeout)) << "Stop did not wait for its time-out";
+    held.Stop(Scaled(100));
+    EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, Scaled(100))) << "Stop did not wait for its time-out";
     if (WaitForSingleObject(thread, MustHappenMs()) != WAIT_OBJECT_0)
         ADD_FAILURE() << "the thread was not ended", ResumeThread(thread);  // for the destructor's stop
     CloseHandle(thread);
