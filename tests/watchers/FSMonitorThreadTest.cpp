@@ -102,9 +102,12 @@ TEST_F(FSMonitorThreadTest, ASingleFileIsToldByItsOwnPathAndNotItsNeighbours)
 // More creations in a pause than a read holds are named or overflow; a missing folder or no window leaks nothing.
 TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflowAndBadArgumentsLeakNothing)
 {
-    FSMonitorThread missing((dir / "missing\\").c_str(), FsMsg, owner.Handle(), true, 1);
-    EXPECT_FALSE((missing.Pause(), missing.IsPaused())) << "a missing folder was watched";
-    missing.Stop(0);
+    {
+        FSMonitorThread missing((dir / "missing\\").c_str(), FsMsg, owner.Handle(), true, 1);
+        EXPECT_FALSE((missing.Pause(), missing.IsPaused())) << "a missing folder was watched";
+        missing.Resume();  // so that a watching thread can end with the scope
+        missing.Stop(MustHappenMs());
+    }
     EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), FsMsg, nullptr, true, 1); }));
     ASSERT_TRUE(Watch(false));
     monitor->Pause();  // the system collects the changes meanwhile, up to its limits
