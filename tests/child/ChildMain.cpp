@@ -1,19 +1,15 @@
 #include "child/ChildCommands.h"
 
 #include <cstdio>
-#include <cstring>
 #include <map>
 
 namespace weft::child
 {
-namespace
-{
-std::map<std::string, Command>& Commands()
+static std::map<std::string, Command>& Commands()
 {
     static std::map<std::string, Command> commands;
     return commands;
 }
-}  // namespace
 
 Registration::Registration(const char* name, Command command)
 {
@@ -21,18 +17,15 @@ Registration::Registration(const char* name, Command command)
 }
 }  // namespace weft::child
 
+// weft_testchild <command> [args...]: 250 for a call of no known command.
 int main(int argc, char** argv)
 {
-    if (argc < 2)
+    const auto& commands = weft::child::Commands();
+    const auto it = argc < 2 ? commands.end() : commands.find(argv[1]);
+    if (it == commands.end())
     {
-        std::fprintf(stderr, "usage: weft_testchild <command> [args...]\n");
+        std::fprintf(stderr, "weft_testchild: no such command\n");
         return 250;
-    }
-    auto it = weft::child::Commands().find(argv[1]);
-    if (it == weft::child::Commands().end())
-    {
-        std::fprintf(stderr, "weft_testchild: unknown command %s\n", argv[1]);
-        return 251;
     }
     return it->second(std::vector<std::string>(argv + 2, argv + argc));
 }

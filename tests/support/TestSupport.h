@@ -93,8 +93,6 @@ class ChildGroup
 public:
     ChildProcess& Start(const std::vector<std::string>& args);
     bool AllStarted() const;
-    size_t Size() const { return m_children.size(); }
-    ChildProcess& operator[](size_t i) { return *m_children[i]; }
     // Waits until every child has ended, within one time limit for all; false if one did not.
     bool WaitAll(DWORD timeoutMs);
     // Exit codes in the order of starting; -1 for a child still running.
