@@ -44,8 +44,7 @@ void MessageWindow::Pump(HANDLE evReady)
     HWND wnd = CreateWindowExA(0, WindowClass, "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, GetModuleHandleA(nullptr),
                                this);
     m_hWnd = wnd;
-    m_threadId = GetCurrentThreadId();
-    SetEvent(evReady);  // orders the two stores before the constructor returns
+    SetEvent(evReady);  // orders the store before the constructor returns
     if (wnd == nullptr)
         return;
     // MWMO_INPUTAVAILABLE: also wake for input that an earlier peek saw but left queued. A failed

@@ -26,8 +26,6 @@ public:
 
     // The window; null if it could not be created (then nothing ever arrives).
     HWND Handle() const { return m_hWnd; }
-    // The id of the thread that owns the window and runs the handler.
-    DWORD ThreadId() const { return m_threadId; }
 
 private:
     static LRESULT CALLBACK WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam);
@@ -36,7 +34,6 @@ private:
     Handler m_handler;
     HANDLE m_evQuit;
     HWND m_hWnd = nullptr;
-    DWORD m_threadId = 0;
     std::thread m_pump;
 };
 }  // namespace weft::test

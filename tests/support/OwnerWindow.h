@@ -35,8 +35,6 @@ public:
 
     // The window; null if it could not be created (then nothing ever arrives).
     HWND Handle() const { return m_window.Handle(); }
-    // The id of the thread that owns the window and runs the window procedure.
-    DWORD ThreadId() const { return m_window.ThreadId(); }
 
     // Milliseconds on a steady high-resolution clock shared by all instances.
     static double NowMs();
