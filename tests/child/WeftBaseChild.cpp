@@ -1,20 +1,9 @@
-// Child commands for the utility library's tests: launch targets, log writers, checks under a
-// double-byte code page, an archive to be cut short, and the sample archives that a native reader
-// checks.
+// Child commands of the utility library's tests: launches, logs, double-byte checks, zip archives.
 #include "child/ChildCommands.h"
 
 #include "weftbase/WeftBaseTestFiles.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
-using weft::test::Join;
-using weft::test::NoiseBytes;
-using weft::test::Texts;
-using weft::test::WriteBytes;
-using weft::test::WriteWide;
+using namespace weft::test;
 
 namespace
 {
@@ -26,8 +15,7 @@ std::string Narrow(const wchar_t* text)
     return buffer;
 }
 
-// The folder given as the only argument, emptied of what an earlier run left there, with a
-// trailing backslash; empty if it cannot be made.
+// The only argument's folder, emptied, with a trailing backslash; empty if it cannot be made.
 std::string FreshDir(const std::vector<std::string>& args)
 {
     std::string dir = args.size() == 1 ? args[0] + "\\" : std::string("?");
@@ -36,8 +24,7 @@ std::string FreshDir(const std::vector<std::string>& args)
     return DirUtils::CreateDirectoryPath(dir.c_str()) ? dir : std::string();
 }
 
-// Runs a ZipThread job with a window of this thread: true if it succeeded and posted its end
-// message with wParam -7 sign-extended and lParam 2^40.
+// True if a ZipThread job succeeded and posted its end with wParam -7 (sign-extended) and lParam 2^40.
 bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
 {
     HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
@@ -53,9 +40,8 @@ bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, co
 }
 }  // namespace
 
-// zip-stopped OUT SRC: a ZipThread job on SRC stopped with no time left once its temporary file
-// is under way. 0 if it neither posted its message nor kept a result. Once the writer is
-// terminated, only system calls follow, and the process ends without its cleanup.
+// zip-stopped OUT SRC: 0 if a ZipThread job stopped with no time left once under way neither posts nor
+// keeps a result. Its writer may die holding a lock of the C runtime: the process skips its cleanup.
 WEFT_CHILD_COMMAND(ZipStopped, "zip-stopped")
 {
     if (args.size() < 2)
@@ -65,12 +51,10 @@ WEFT_CHILD_COMMAND(ZipStopped, "zip-stopped")
     zip->Start(true, args[0].c_str(), args[1].c_str(), "", TextArray(), -7, wnd, 1ll << 40);
     const std::string temp = (DirUtils::ParsePathFromFile(args[0].c_str()) + "wzp*").GetString();
     WIN32_FIND_DATAA found;
-    HANDLE find = INVALID_HANDLE_VALUE;
-    for (int i = 0; i < 20000 && (find = FindFirstFileA(temp.c_str(), &found)) == INVALID_HANDLE_VALUE &&
+    for (int i = 0; i < 20000 && !FindClose(FindFirstFileA(temp.c_str(), &found)) &&
                     GetFileAttributesA(args[0].c_str()) == INVALID_FILE_ATTRIBUTES;
          ++i)
         Sleep(1);
-    FindClose(find);
     zip->Stop(0);
     MSG m;
     const bool told = PeekMessageA(&m, wnd, 0, 0, PM_REMOVE) || zip->GetZipResult();
@@ -78,10 +62,8 @@ WEFT_CHILD_COMMAND(ZipStopped, "zip-stopped")
     return 1;
 }
 
-// set-event NAME [DIR]: sets the named event that the parent created, if the current directory
-// is DIR (when given; compared without case), and takes "<name>.alive" for the rest of its life,
-// so that the parent can wait for the end of a child it did not start itself. Exit code 0, 1 if
-// the event could not be set, 2 if the directory differs.
+// set-event NAME [DIR]: sets the event NAME if the current directory is DIR (when given), and holds
+// the mutex "<name>.alive" until it ends. Exit code 0, 1 if not set, 2 if the directory differs.
 WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
 {
     if (args.empty() || args.size() > 2)
@@ -98,9 +80,8 @@ WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
     return event && SetEvent(event) && CloseHandle(event) ? 0 : 1;
 }
 
-// log-lines PATH TAG COUNT GATE: appends COUNT lines "<tag> line <i>" to the log file at PATH,
-// once it has released the semaphore "<gate>.ready" and the event GATE is set. Exit code 0 if all
-// went in.
+// log-lines PATH TAG COUNT GATE: once it has released "<gate>.ready" and GATE is set, logs COUNT
+// lines "<tag> line <i>" to PATH. Exit code 0 if all went in.
 WEFT_CHILD_COMMAND(LogLines, "log-lines")
 {
     if (args.size() != 4)
@@ -108,28 +89,22 @@ WEFT_CHILD_COMMAND(LogLines, "log-lines")
     HANDLE ready = OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, (args[3] + ".ready").c_str());
     HANDLE open = OpenEventA(SYNCHRONIZE, FALSE, args[3].c_str());
     bool ok = ReleaseSemaphore(ready, 1, nullptr) && WaitForSingleObject(open, 60000) == WAIT_OBJECT_0;
-    CloseHandle(ready);
-    CloseHandle(open);
+    CloseHandle(ready), CloseHandle(open);
     AppLogger log(args[0].c_str());
-    for (int i = 0; i < std::atoi(args[2].c_str()) && ok; ++i)
+    for (int i = 0; i < std::stoi(args[2]) && ok; ++i)
         ok = log.AddLine((args[1] + " line " + std::to_string(1000 + i)).c_str());
     return ok ? 0 : 1;
 }
 
-// Runs, in a process under a double-byte code page, what such a code page changes: path texts
-// split by character, where a character's second byte may be '\' (0x5C) or '|' (0x7C), and a key
-// name below HKCU\<key> that takes more bytes than the 255 characters it may have. Prints each
-// failure; exit code 100 if all hold, else the count of failures (not 0, which is what a crash can
-// read as), 77 if the code page is not double-byte.
+// double-byte-checks KEY: paths split by character (second bytes 0x5C, 0x7C), a long key name below
+// HKCU\KEY. Exit code 100 if all hold, 77 if not double-byte, else the count of failures (printed).
 WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
 {
     CPINFO info = {};
     if (args.size() != 1 || !GetCPInfo(CP_ACP, &info) || info.MaxCharSize != 2)
         return args.size() != 1 ? 250 : 77;
     const std::string hyo = Narrow(L"\u8868"), so = Narrow(L"\u30bd"), po = Narrow(L"\u30dd"), key = args[0];
-    std::string longName;  // 200 characters of 400 bytes
-    for (int i = 0; i < 200; ++i)
-        longName += hyo;
+    const std::string longName = Narrow(std::wstring(200, L'\u8868').c_str());  // of 400 bytes
     RegSetKeyValueA(HKEY_CURRENT_USER, (key + "\\" + longName + "\\below").c_str(), nullptr, REG_SZ, "", 1);
     TextArray keys;
     RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, key.c_str(), keys, true);
@@ -147,15 +122,13 @@ WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
     return failures ? failures : 100;
 }
 
-// zip-dir OUTPUT DIR: packs the folder into the archive, for a test that ends this process
-// part-way.
+// zip-dir OUTPUT DIR: packs the folder, for a test that ends this process part-way.
 WEFT_CHILD_COMMAND(ZipDir, "zip-dir")
 {
     return args.size() == 2 && DirUtils::CreateZipFile(args[0].c_str(), args[1].c_str(), "") ? 0 : 1;
 }
 
-// zip-samples DIR: writes the sample trees and archives under DIR for the native zip check. Exit
-// code 0 if every archive's result was as expected; each one that was not is named on stderr.
+// zip-samples DIR: sample trees and archives for the native check; exit code 0 if all went as expected.
 WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
 {
     const std::string dir = FreshDir(args), src = dir + "src\\", other = dir + "other\\";
@@ -177,11 +150,11 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     wchar_t full[MAX_PATH] = {};
     GetFullPathNameW(std::wstring(src.begin(), src.end()).c_str(), MAX_PATH, full, nullptr);
     std::wstring deep = std::wstring(L"\\\\?\\") + full + L"long";
-    ok = ok && WriteWide(std::wstring(L"\\\\?\\") + full + L"caf\u00e9 \u540d\u524d.txt", "no code page\r\n") &&
+    ok = ok && WriteBytes(std::wstring(L"\\\\?\\") + full + L"caf\u00e9 \u540d\u524d.txt", "no code page\r\n") &&
          CreateDirectoryW(deep.c_str(), nullptr);
     for (int level = 0; level < 4; ++level)
         ok = ok && CreateDirectoryW((deep += L"\\" + std::wstring(60, L'd')).c_str(), nullptr);
-    if (!ok || !WriteWide(deep + L"\\leaf.txt", text.substr(0, 500)))
+    if (!ok || !WriteBytes(deep + L"\\leaf.txt", text.substr(0, 500)))
         return 4;
     bool expected = true;
     const auto report = [&expected](const char* archive, bool result) {
@@ -199,35 +172,14 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     for (int i = 0; i < 65540; ++i)
         many.Add((src + "empty.txt").c_str());
     report("many.zip", FileUtils::CreateZipFile((dir + "many.zip").c_str(), many, ""));
-    // The same through ZipThread, and a job stopped while it writes: no result, no message, no archive.
+    // The same through ZipThread.
     report("tree-thread.zip", ZipThreadJob(true, dir + "tree-thread.zip", src, many));
     report("list-thread.zip", ZipThreadJob(false, dir + "list-thread.zip", src, list));
-    // A stop terminates the writer wherever it is, perhaps holding a lock of the C runtime: that
-    // job runs in a process of its own, which ends without its cleanup. The folder goes without
-    // its backslash, which would escape the closing quote.
-    char self[MAX_PATH + 1] = {};
-    GetModuleFileNameA(nullptr, self, MAX_PATH);
-    std::string command = "\"" + std::string(self) + "\" zip-stopped \"" + dir + "stopped.zip\" \"" +
-                          src.substr(0, src.size() - 1) + "\"";
-    STARTUPINFOA si = {};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi = {};
-    DWORD stopped = 1;
-    if (CreateProcessA(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
-    {
-        if (WaitForSingleObject(pi.hProcess, 120000) != WAIT_OBJECT_0 || !GetExitCodeProcess(pi.hProcess, &stopped))
-            TerminateProcess(pi.hProcess, 1);
-        CloseHandle(pi.hProcess);
-        CloseHandle(pi.hThread);
-    }
-    report("stopped.zip", stopped == 0 && !FileUtils::DoesFileExist((dir + "stopped.zip").c_str()));
     return expected ? 0 : 6;
 }
 
-// Packs 4 GiB and a little more of noise, which deflate cannot shrink and so is stored as it is,
-// then a small file: the archive passes 4 GiB, the noise's sizes and the small file's offset take
-// the ZIP64 fields, and so does the central directory's place. Writes "skipped <why>" to
-// <dir>\status.txt when the disk is too short, else "done <result>".
+// zip64-sample DIR: over 4 GiB of noise (stored) and a small file: sizes, an offset and the directory
+// take ZIP64 fields. DIR\status.txt says "skipped <why>" if the disk is too short, else "done <result>".
 WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
 {
     const std::string dir = FreshDir(args);

@@ -1,35 +1,25 @@
-// The utility library's dealings with the system: registry, log files shared between processes,
-// debugger output, launches, volumes, and path texts under a double-byte code page.
+// The utility library and the system: registry, shared logs, debugger output, launches, volumes, code pages.
 #include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <objbase.h>
 
-#include <algorithm>
 #include <set>
 #include <source_location>
 #include <thread>
-#include <tuple>
-#include <vector>
 
-using weft::test::Join;
-using weft::test::ReadBytes;
+using namespace weft::test;
 
 namespace
 {
-// A private key below HKEY_CURRENT_USER\Software, removed with everything below it even when a
-// test fails.
+// A private key below HKCU\Software, removed with all below it even when a test fails.
 struct TestKey
 {
-    const std::string path = "Software\\" + weft::test::UniqueName("reg");
+    const std::string path = "Software\\" + UniqueName("reg");
     HKEY key = nullptr;
     TestKey() { RegCreateKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, 0); }
-    ~TestKey()
-    {
-        RegCloseKey(key);
-        RegDeleteTreeA(HKEY_CURRENT_USER, path.c_str());
-    }
+    ~TestKey() { RegCloseKey(key), RegDeleteTreeA(HKEY_CURRENT_USER, path.c_str()); }
     bool Set(const char* sub, const char* name, DWORD type, const std::string& data) const
     {
         return RegSetKeyValueA(key, sub, name, type, data.data(), static_cast<DWORD>(data.size())) == ERROR_SUCCESS;
@@ -46,15 +36,6 @@ void WINAPI CatchDebugOutput(const char* text)
 {
     g_debugLines.emplace_back(text);
 }
-
-// A letter before the one given that names no drive here, or 0.
-char UnusedLetter(char before = 'Z' + 1)
-{
-    for (int i = before - 'A' - 1; i >= 3; --i)
-        if (!(GetLogicalDrives() & (1u << i)))
-            return static_cast<char>('A' + i);
-    return 0;
-}
 }  // namespace
 
 // A recursive listing gives full paths below the root, each key before its children.
@@ -63,7 +44,7 @@ TEST(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
     const TestKey root;
     for (const char* sub : {"A\\A1\\A1x", "A\\A2", "B"})
         ASSERT_TRUE(root.Set(sub, "", REG_SZ, std::string("", 1)));
-    TextArray keys = weft::test::Texts({"stale"});
+    TextArray keys = Texts({"stale"});
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, root.path.c_str(), keys, true));
     const std::string k = root.path + "\\";
     EXPECT_EQ(k + "A|" + k + "A\\A1|" + k + "A\\A1\\A1x|" + k + "A\\A2|" + k + "B|", Join(keys));
@@ -71,47 +52,38 @@ TEST(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
     EXPECT_EQ(k + "A|" + k + "B|", Join(keys));
 }
 
-// Each type has its text; the one-pass listing gives every name with the text reading it by name
-// gives, expanded when asked.
+// Each type has its text; the one-pass listing gives each name with its text, expanded when asked.
 TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
 {
     const std::tuple<const char*, DWORD, std::string, const char*> cases[] = {
-        {"", REG_SZ, std::string("default", 8), "default"},
+        {"", REG_SZ, std::string("default", 8), "default"}, {"noterminator", REG_SZ, "abc", "abc"},
         {"expand", REG_EXPAND_SZ, std::string("%SystemRoot%\\x", 15), "%SystemRoot%\\x"},
         {"multi", REG_MULTI_SZ, std::string("one\0two\0\0three\0", 16), "one\ntwo"},  // "" ends the list
-        {"dword", REG_DWORD, std::string(4, '\xff'), "4294967295"},
+        {"dword", REG_DWORD, std::string(4, '\xff'), "4294967295"}, {"long", REG_SZ, std::string(100000, 'v'), nullptr},
         {"bigendian", REG_DWORD_BIG_ENDIAN, std::string("\0\0\1\2", 4), "258"},
         {"qword", REG_QWORD, std::string(8, '\xff'), "18446744073709551615"},
         {"binary", REG_BINARY, std::string("\0\n\xff\x10", 4), "00 0a ff 10"},
-        {"noterminator", REG_SZ, "abc", "abc"},
-        {"long", REG_SZ, std::string(100000, 'v'), nullptr},
     };
     const TestKey root;
     for (const auto& [name, type, data, text] : cases)
         ASSERT_TRUE(root.Set("", name, type, data)) << name;
     for (const auto& [name, type, data, text] : cases)
         EXPECT_EQ(CString(text ? text : data.c_str()), root.Value(name)) << name;
-    char expanded[MAX_PATH] = {};
-    ExpandEnvironmentStringsA("%SystemRoot%\\x", expanded, MAX_PATH);
-    EXPECT_EQ(CString(expanded), root.Value("expand", true));
-    TextArray names, oneNames, oneTexts;
-    ASSERT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, root.path.c_str(), names));
-    EXPECT_EQ(std::size(cases), names.GetCount());
-    ASSERT_TRUE(RegistryUtils::GetKeyValueTexts(HKEY_CURRENT_USER, root.path.c_str(), oneNames, oneTexts, true));
-    EXPECT_EQ(Join(names), Join(oneNames));
+    EXPECT_NE(root.Value("expand"), root.Value("expand", true));
+    TextArray names, texts;
+    ASSERT_TRUE(RegistryUtils::GetKeyValueTexts(HKEY_CURRENT_USER, root.path.c_str(), names, texts, true));
+    ASSERT_EQ(std::size(cases), names.GetCount());
     for (unsigned long long i = 0; i < names.GetCount(); ++i)
-        EXPECT_EQ(root.Value(names.GetCopyAt(i), true), oneTexts.GetCopyAt(i)) << names.GetCopyAt(i);
+        EXPECT_EQ(root.Value(names.GetCopyAt(i), true), texts.GetCopyAt(i)) << names.GetCopyAt(i);
 }
 
-// A line is its text and CR LF, appended to what the file held, readable while the logger holds
-// the file; a logger whose file cannot open writes nothing.
+// A line is its text and CR LF, appended and readable at once; a file that cannot open takes none.
 TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFileOrNoneIfItCannotOpen)
 {
-    weft::test::TempDir dir("log");
+    TempDir dir("log");
     const std::string path = dir / "app.log";
-    ASSERT_TRUE(weft::test::WriteBytes(path, "existing\r\n"));
+    ASSERT_TRUE(WriteBytes(path, "existing\r\n"));
     AppLogger log(path.c_str());
-    ASSERT_TRUE(log.IsOpen());
     EXPECT_TRUE(log.AddLine("{D4E5489A-8B06-4535-8D48-8A72C172B127}") && log.AddLine(""));
     EXPECT_EQ("existing\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n\r\n", ReadBytes(path));
     EXPECT_FALSE(AppLogger((dir / "missing\\x.log").c_str()).AddLine("lost"));
@@ -120,30 +92,28 @@ TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFileOrNoneIfItCann
 // Three processes and two threads write the one file at once: every line arrives whole.
 TEST(AppLoggerTest, LinesFromThreadsAndProcessesSharingTheFileNeitherInterleaveNorGoMissing)
 {
-    weft::test::TempDir dir("log");
+    TempDir dir("log");
     const std::string path = dir / "shared.log";
     constexpr int lines = 2000;
     // The children wait at a gate until all are ready, so that their writes meet.
-    const std::string gate = weft::test::UniqueName("log");
+    const std::string gate = UniqueName("log");
     MTEvent open(true, false, gate.c_str());
     MTSemaphore ready(0, 3, (gate + ".ready").c_str());
     const char* tags[] = {"first", "second", "third", "thread 0", "thread 1"};
-    weft::test::ChildGroup children;
+    ChildGroup children;
     for (const char* tag : {tags[0], tags[1], tags[2]})
         children.Start({"log-lines", path, tag, std::to_string(lines), gate});
     for (int i = 0; i < 3; ++i)
-        ASSERT_EQ(WAIT_OBJECT_0, ready.Wait(weft::test::MustHappenMs()));
+        ASSERT_EQ(WAIT_OBJECT_0, ready.Wait(MustHappenMs()));
     open.Set();
     AppLogger log(path.c_str());
-    std::vector<std::thread> writers;
-    for (const char* tag : {tags[3], tags[4]})
-        writers.emplace_back([&log, tag] {
-            for (int i = 0; i < lines; ++i)
-                log.AddLine((std::string(tag) + " line " + std::to_string(1000 + i)).c_str());
-        });
-    for (std::thread& w : writers)
-        w.join();
-    ASSERT_TRUE(children.WaitAll(weft::test::Scaled(60000)));
+    const auto write = [&log](const char* tag) {
+        for (int i = 0; i < lines; ++i)
+            log.AddLine((std::string(tag) + " line " + std::to_string(1000 + i)).c_str());
+    };
+    std::thread first(write, tags[3]), second(write, tags[4]);
+    first.join(), second.join();
+    ASSERT_TRUE(children.WaitAll(Scaled(60000)));
     std::multiset<std::string> expected, got;
     for (const char* tag : tags)
         for (int i = 0; i < lines; ++i)
@@ -154,23 +124,21 @@ TEST(AppLoggerTest, LinesFromThreadsAndProcessesSharingTheFileNeitherInterleaveN
     EXPECT_TRUE(expected == got) << got.size() << " lines of " << expected.size();
 }
 
-// Path texts split by character and long key names walked, under code page 932: the checks are
-// the child's "double-byte-checks", run from a copy of the child program beside a manifest that
-// asks for that code page (and finds the libraries in its current directory, the program's own).
+// The child's "double-byte-checks", run from a copy beside a manifest that asks for code page 932.
 TEST(CodePageTest, DoubleByteNamesAreSplitByCharacterAndLongKeyNamesAreWalked)
 {
-    const std::string key = "Software\\" + weft::test::UniqueName("cp932");
-    weft::test::TempDir dir("cp");
+    const std::string key = "Software\\" + UniqueName("cp932");
+    TempDir dir("cp");
     const std::string exe = dir / "child.exe";
-    ASSERT_TRUE(CopyFileA((weft::test::ExeDir() + "weft_testchild.exe").c_str(), exe.c_str(), FALSE));
-    ASSERT_TRUE(weft::test::WriteBytes(
+    ASSERT_TRUE(CopyFileA((ExeDir() + "weft_testchild.exe").c_str(), exe.c_str(), FALSE));
+    ASSERT_TRUE(WriteBytes(
         exe + ".manifest",
         "<assembly manifestVersion=\"1.0\" xmlns=\"urn:schemas-microsoft-com:asm.v1\"><assemblyIdentity "
         "type=\"win32\" name=\"weft.child\" version=\"1.0.0.0\"/><application xmlns=\"urn:schemas-microsoft-com:"
         "asm.v3\"><windowsSettings><activeCodePage xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">"
         "ja-JP</activeCodePage></windowsSettings></application></assembly>"));
-    weft::test::ChildProcess child(exe, {"double-byte-checks", key});
-    const long result = child.WaitExit(weft::test::MustHappenMs());
+    ChildProcess child(exe, {"double-byte-checks", key});
+    const long result = child.WaitExit(MustHappenMs());
     RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
     if (result == 77)
         GTEST_SKIP() << "this system does not run a program under the code page its manifest asks for";
@@ -180,54 +148,55 @@ TEST(CodePageTest, DoubleByteNamesAreSplitByCharacterAndLongKeyNamesAreWalked)
 // Each form writes "file(line): function", then its tail after ": ".
 TEST(DebugUtilsTest, EachFormWritesItsPlaceAndItsTail)
 {
-    const ULONGLONG system = weft::test::KernelFunction("OutputDebugStringA");
-    const auto stand = reinterpret_cast<ULONGLONG>(&CatchDebugOutput);
-    ASSERT_TRUE(weft::test::RepointImport("weftbase.dll", system, stand));
+    const ULONGLONG system = KernelFunction("OutputDebugStringA"), stand = ULONGLONG(&CatchDebugOutput);
+    ASSERT_TRUE(RepointImport(system, stand));
     const std::source_location here = std::source_location::current();
     DebugUtils::Trace(here);
     DebugUtils::Trace("WAIT_ABANDONED_0", here);
     DebugUtils::Trace(4294967295ull, "dwSignaled", here);
     DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
-    weft::test::RepointImport("weftbase.dll", stand, system);
+    RepointImport(stand, system);
     const std::string at = here.file_name() + ("(" + std::to_string(here.line()) + "): ") + here.function_name();
     const std::vector<std::string> expected = {at + "\n", at + ": WAIT_ABANDONED_0\n",
                                                at + ": dwSignaled = 4294967295\n", at + ": C:\\: MSG_DCT_DRIVEADDED\n"};
     EXPECT_EQ(expected, g_debugLines);
 }
 
-// The child gets the parameters and runs in the directory given (the system's, which outlives
-// it).
+// The child gets the parameters and runs in the directory given (the system's, which outlives it).
 TEST(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
 {
     // The shell wants a single-threaded apartment on the launching thread.
     ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE)));
     char system[MAX_PATH + 1] = {};
     GetSystemDirectoryA(system, MAX_PATH);
-    const std::string child = weft::test::ExeDir() + "weft_testchild.exe", name = weft::test::UniqueName("launch");
+    const std::string child = ExeDir() + "weft_testchild.exe", name = UniqueName("launch");
     MTEvent started(true, false, name.c_str());
     CString error;
     const std::string params = "set-event " + name + " \"" + system + "\"";
     EXPECT_TRUE(ExeUtils::ShellLaunchApp(child.c_str(), system, params.c_str(), true, ExeUtils::Open, 1, error, 0))
         << error.GetString();
-    EXPECT_EQ(WAIT_OBJECT_0, started.Wait(weft::test::MustHappenMs()));
+    EXPECT_EQ(WAIT_OBJECT_0, started.Wait(MustHappenMs()));
     // The child holds "<name>.alive" until it exits.
     MTMutex alive(false, (name + ".alive").c_str());
-    const unsigned long result = alive.Wait(weft::test::MustHappenMs());
+    const unsigned long result = alive.Wait(MustHappenMs());
     EXPECT_TRUE(result == WAIT_ABANDONED_0 || result == WAIT_OBJECT_0) << result;
     CoUninitialize();
 }
 
-// A drive's text is its volume GUID path whatever form names it; a drive without a volume, as
-// "subst" makes them, gets a text of its own; a missing drive gets none.
+// A drive's text is its volume GUID path; each "subst" drive gets a text of its own; a missing one none.
 TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
 {
-    const weft::test::DriveListTurn turn;  // the drives it defines would be told to a drive watcher
+    const DriveListTurn turn;  // the drives it defines would be told to a drive watcher
     EXPECT_EQ(0, VolumeUtils::GetVolumeGUID("C:\\").Find("\\\\?\\Volume{"));
-    const char first[3] = {UnusedLetter(), ':', 0}, second[3] = {UnusedLetter(first[0]), ':', 0};
-    if (first[0] == 0 || second[0] == 0)
+    std::string free;
+    for (char c = 'Z'; c > 'C'; --c)
+        if (!(GetLogicalDrives() & (1u << (c - 'A'))))
+            free += c;
+    if (free.size() < 2)
         GTEST_SKIP() << "fewer than two drive letters are free";
+    const char first[3] = {free[0], ':', 0}, second[3] = {free[1], ':', 0};
     EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(first));
-    weft::test::TempDir dir("vol");
+    TempDir dir("vol");
     ASSERT_TRUE(DefineDosDeviceA(0, first, dir.Path().c_str()));
     EXPECT_TRUE(DefineDosDeviceA(0, second, "C:\\windows"));
     const CString firstText = VolumeUtils::GetVolumeGUID(first), secondText = VolumeUtils::GetVolumeGUID(second);

@@ -1,12 +1,7 @@
-// Values and texts of the utility library: dates, numbers, coded texts, system messages, text
-// lists, addresses and handles.
+// The utility library's values: dates, numbers, coded texts, messages, text lists, addresses, handles.
 #include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
-
-#include <tuple>
-#include <utility>
-#include <vector>
 
 // Day numbers count from the year one; the last valid day is 9999-12-31.
 TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
@@ -23,19 +18,15 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
         SystemTimeToFileTime(&st, &ft);
         DateTime d;
         d.Set(ft);
-        EXPECT_EQ(day, d.m_nDay) << text;
-        EXPECT_EQ(second, d.m_nSecond) << text;
-        EXPECT_EQ(CString(text), d.Format());
+        EXPECT_EQ(std::make_tuple(day, second, CString(text)), std::make_tuple(d.m_nDay, d.m_nSecond, d.Format()));
     }
     for (const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
         EXPECT_FALSE(bad.IsValid()) << bad.m_nDay << " " << bad.m_nSecond;
 }
 
-// Byte counts, fixed-point texts and grouping follow the user's locale, grouping included.
-TEST(NumberTextConvTest, TextsFollowTheirOptionsAndTheUsersLocaleAlone)
+// Numbers take the user's separators and grouping (settings all programs share: put back at once).
+TEST(NumberTextConvTest, TextsFollowTheUsersSeparatorsAndGrouping)
 {
-    // Grouping and separators come from the user's settings, which every program shares: they
-    // are put back at once.
     std::pair<LCTYPE, std::string> saved[] = {{LOCALE_SGROUPING, "3;2;0"}, {LOCALE_SDECIMAL, ","},
                                               {LOCALE_STHOUSAND, "."}};
     for (auto& [type, text] : saved)
@@ -45,18 +36,15 @@ TEST(NumberTextConvTest, TextsFollowTheirOptionsAndTheUsersLocaleAlone)
         EXPECT_TRUE(SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str()));
         text = old;
     }
-    const CString texts[] = {NumberTextConv::DoubleToString(-1234567.125001, 2, true, 0, "", false),
-                             NumberTextConv::NumberToString(10000000, true), NumberTextConv::ConvertBytesToString(1536),
-                             NumberTextConv::DoubleToString(12.5, 3, false, 0, "MB", true)};
+    const CString texts = NumberTextConv::DoubleToString(-1234567.125001, 2, true, 0, "", false) + "|" +
+                          NumberTextConv::NumberToString(10000000, true) + "|" +
+                          NumberTextConv::ConvertBytesToString(1536);
     for (const auto& [type, text] : saved)
         SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str());
-    const char* expected[] = {"-12.34.567,13", "1.00.00.000", "1,50 KB", "12,5 MB"};
-    for (size_t i = 0; i < std::size(texts); ++i)
-        EXPECT_EQ(CString(expected[i]), texts[i]) << i;
+    EXPECT_EQ(CString("-12.34.567,13|1.00.00.000|1,50 KB"), texts);
 }
 
-// The handle held is closed on reassignment and destruction, never when it is assigned again,
-// and the last error survives the close.
+// The handle is closed on reassignment (not to itself) and destruction, keeping the last error.
 TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastError)
 {
     const auto open = [](HANDLE h) { return WaitForSingleObject(h, 0) != WAIT_FAILED; };
@@ -79,10 +67,10 @@ TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripAndADamagedCodeEndsTheTe
     std::string all;
     for (int c = 1; c < 256; ++c)
         all += static_cast<char>(c);
-    EXPECT_EQ(CString(all.c_str()), StringUtils::DecryptText(StringUtils::EncryptText(all.c_str())));
-    std::vector<int> damaged = StringUtils::EncryptText("abcdef");
-    damaged[3] = 'd';
-    EXPECT_EQ(CString("abc"), StringUtils::DecryptText(damaged));
+    std::vector<int> codes = StringUtils::EncryptText(all.c_str());
+    EXPECT_EQ(CString(all.c_str()), StringUtils::DecryptText(codes));
+    codes[3] = 'd';
+    EXPECT_EQ(CString("\x01\x02\x03"), StringUtils::DecryptText(codes));
 }
 
 // The system's message for a code ends in one full stop, without a line break.
@@ -106,14 +94,12 @@ TEST(TextArrayTest, FindTellsWhetherFound)
     }
 }
 
-// An address has a scheme of two letters or more, or starts with "www." or "ftp."; a drive
-// letter is no scheme.
+// An address has a scheme of two letters or more, or starts with "www." or "ftp.".
 TEST(InternetUtilsTest, AddressesAreToldFromLocalPaths)
 {
     const std::pair<const char*, bool> cases[] = {
-        {"http://example.com/x.html", true}, {"mailto:someone@example.com", true}, {"WWW.example.com/page", true},
-        {"ftp.example.com", true}, {"C:\\dir\\file.txt", false}, {"c:file.txt", false},
-        {"\\\\server\\share\\x", false}, {"", false}, {nullptr, false}, {"wwwx.example", false},
+        {"http://example.com/x.html", true}, {"mailto:x@example.com", true}, {"WWW.example.com/page", true},
+        {"ftp.example.com", true}, {"C:\\dir\\file.txt", false}, {"c:file.txt", false}, {nullptr, false},
     };
     for (const auto& [path, internet] : cases)
         EXPECT_EQ(internet, InternetUtils::IsInternetFile(path)) << (path ? path : "(null)");

@@ -1,14 +1,16 @@
-// Helpers of the utility library's tests: text lists, a private temporary folder per test that is
-// removed with everything in it, whole-file reads and writes, stand-ins for the system functions
-// a library calls, and bytes that deflate cannot shrink.
+// Helpers of the file tests: text lists, temporary folders, whole files, import stand-ins, noise.
 #pragma once
 
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <initializer_list>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace weft::test
 {
@@ -56,7 +58,7 @@ private:
     std::string m_path;
 };
 
-// Writes the whole file anew and closes it.
+// Writes the whole file anew and closes it. The wide form names what the narrow calls cannot.
 inline bool WriteTo(HANDLE file, const std::string& bytes)
 {
     DWORD written = 0;
@@ -64,14 +66,11 @@ inline bool WriteTo(HANDLE file, const std::string& bytes)
         WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
     return CloseHandle(file) && ok;
 }
-
 inline bool WriteBytes(const std::string& path, const std::string& bytes)
 {
     return WriteTo(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), bytes);
 }
-
-// A file written through its wide path: one the narrow calls may not be able to name.
-inline bool WriteWide(const std::wstring& path, const std::string& bytes)
+inline bool WriteBytes(const std::wstring& path, const std::string& bytes)
 {
     return WriteTo(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), bytes);
 }
@@ -95,11 +94,10 @@ inline bool Exists(const std::string& path)
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Points the import slot of the module that holds from to to instead: a test's stand-in for a
-// system function that the module calls. False if there is no such slot.
-inline bool RepointImport(const char* module, ULONGLONG from, ULONGLONG to)
+// Repoints weftbase.dll's import slot that holds from, to stand in for a system function it calls.
+inline bool RepointImport(ULONGLONG from, ULONGLONG to)
 {
-    auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA(module));
+    auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA("weftbase.dll"));
     const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
     DWORD old = 0;
@@ -130,5 +128,4 @@ inline std::string NoiseBytes(size_t n)
     }
     return bytes;
 }
-
 }  // namespace weft::test
