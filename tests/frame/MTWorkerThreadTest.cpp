@@ -10,10 +10,28 @@
 
 using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
-using weft::test::PingPong;
 
 namespace
 {
+// Sets ping and waits for pong: true if the thread answered within the time-out.
+bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs)
+{
+    pong.Reset(), ping.Set();
+    return pong.Wait(timeoutMs) == WAIT_OBJECT_0;
+}
+
+// Stops a worker and waits for its thread; one that does not end in time is reported and
+// terminated, so the test's objects never outlive their users.
+void JoinWorker(MTWorkerThread& worker)
+{
+    worker.Stop();
+    if (!worker.IsValidHandle() || worker.Wait(MustHappenMs()) == WAIT_OBJECT_0)
+        return;
+    ADD_FAILURE() << "the worker's thread did not end in time and was terminated";
+    TerminateThread(worker.GetHandle(), 1);
+    worker.Wait(INFINITE);
+}
+
 // A worker whose thread suspends itself, as a self-pausing worker does.
 struct SelfSuspending : MTWorkerThread
 {
@@ -43,7 +61,9 @@ unsigned int Loop(void* param)
 {
     Body* body = static_cast<Body*>(param);
     MTWaitableCollection waits;
-    weft::test::AwaitPointer(body->worker)->AddStopEvent(&waits);
+    while (body->worker.load() == nullptr)  // stored once the constructor has returned
+        Sleep(1);
+    body->worker.load()->AddStopEvent(&waits);
     if (body->pausable != nullptr)
         body->pausable->AddPauseEvent(&waits);
     waits.AddObject(body->ping);
@@ -94,7 +114,7 @@ struct Running
     ~Running()
     {
         body.mayPause.Set();
-        weft::test::JoinWorker(worker);
+        JoinWorker(worker);
     }
 };
 }  // namespace

@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 #include <psapi.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 namespace weft::test
@@ -28,23 +28,6 @@ std::string UniqueName(const char* tag)
     char buf[160];
     std::snprintf(buf, sizeof buf, "weft-test-%s-%lu-%u", tag, GetCurrentProcessId(), ++counter);
     return buf;
-}
-
-bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs)
-{
-    pong.Reset();
-    ping.Set();
-    return pong.Wait(timeoutMs) == WAIT_OBJECT_0;
-}
-
-void JoinWorker(MTWorkerThread& worker)
-{
-    worker.Stop();
-    if (!worker.IsValidHandle() || worker.Wait(MustHappenMs()) == WAIT_OBJECT_0)
-        return;
-    ADD_FAILURE() << "the worker's thread did not end in time and was terminated";
-    TerminateThread(worker.GetHandle(), 1);
-    worker.Wait(INFINITE);
 }
 
 DWORD HandleCount()
@@ -156,23 +139,16 @@ ChildProcess& ChildGroup::Start(const std::vector<std::string>& args)
 
 bool ChildGroup::AllStarted() const
 {
-    for (const auto& child : m_children)
-        if (!child->Started())
-            return false;
-    return true;
+    return std::all_of(m_children.begin(), m_children.end(), [](const auto& child) { return child->Started(); });
 }
 
 bool ChildGroup::WaitAll(DWORD timeoutMs)
 {
-    const ULONGLONG deadline = GetTickCount64() + timeoutMs;
+    std::vector<HANDLE> handles;
     for (const auto& child : m_children)
-    {
-        const ULONGLONG now = GetTickCount64();
-        const DWORD left = now < deadline ? static_cast<DWORD>(deadline - now) : 0;
-        if (!child->Started() || WaitForSingleObject(child->Handle(), left) != WAIT_OBJECT_0)
-            return false;
-    }
-    return true;
+        handles.push_back(child->Handle());
+    return AllStarted() && !handles.empty() &&
+           WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), TRUE, timeoutMs) == WAIT_OBJECT_0;
 }
 
 std::vector<long> ChildGroup::ExitCodes()

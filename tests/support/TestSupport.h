@@ -1,19 +1,16 @@
 // Shared helpers of the test programs: time-outs, unique kernel-object names, handle counts,
-// the child program, and a thread with a bounded join.
+// the child program, and the drive list's turns.
 #pragma once
 
 #include "support/Waits.h"
 
 #include <windows.h>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-class MTEvent;
-class MTWorkerThread;
 namespace testing
 {
 class AssertionResult;
@@ -25,23 +22,6 @@ namespace weft::test
 DWORD MustHappenMs();
 // How long to watch for something that must not happen.
 DWORD MustNotHappenMs();
-// The start handshake of a test's thread function: waits until the owner has stored the pointer.
-template <class T>
-T* AwaitPointer(const std::atomic<T*>& pointer)
-{
-    T* p;
-    while ((p = pointer.load()) == nullptr)
-        Sleep(1);
-    return p;
-}
-
-// Sets ping and waits for pong: true if a thread answered within the time-out.
-bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs);
-
-// Stops a test's worker and waits for its thread. A thread that does not end in time is
-// reported as a failure and terminated, so the test's objects never outlive their users.
-void JoinWorker(MTWorkerThread& worker);
-
 // A kernel-object name no other test or process uses: tag, process id and a counter.
 std::string UniqueName(const char* tag);
 
