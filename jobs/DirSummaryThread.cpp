@@ -1,7 +1,7 @@
 #include "jobs/DirSummaryThread.h"
 
 #include "locks/MTAutoLock.h"
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/LocaleUtils.h"
 #include "weftbase/NumberTextConv.h"

@@ -1,7 +1,7 @@
 #include "jobs/FindFileThread.h"
 
 #include "locks/MTAutoLock.h"
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
 #include "weftbase/StringUtils.h"

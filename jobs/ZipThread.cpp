@@ -1,6 +1,6 @@
 #include "jobs/ZipThread.h"
 
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
 

@@ -1,7 +1,7 @@
 #include "watchers/DirMonitorThread.h"
 
 #include "locks/MTAutoLock.h"
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/DebugUtils.h"
 #include "weftbase/DirUtils.h"
 

@@ -1,6 +1,6 @@
 #include "watchers/DrivesChangeThread.h"
 
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/DebugUtils.h"
 #include "weftbase/TextArray.h"
 #include "weftbase/VolumeUtils.h"

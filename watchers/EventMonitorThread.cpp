@@ -1,6 +1,6 @@
 #include "watchers/EventMonitorThread.h"
 
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 
 #include <atomic>
 

@@ -1,6 +1,6 @@
 #include "watchers/FSMonitorThread.h"
 
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"

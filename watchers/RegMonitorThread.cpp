@@ -2,7 +2,7 @@
 
 #include "frame/MTWaitableCollection.h"
 #include "module/CodedTexts.h"
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/RegistryUtils.h"
 #include "weftbase/StringUtils.h"

@@ -1,6 +1,6 @@
 #include "watchers/TimerThread.h"
 
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 #include "weftbase/DebugUtils.h"
 #include "weftbase/SystemUtils.h"
 

@@ -1,4 +1,4 @@
-#include "watchers/ReadyThreadSupport.h"
+#include "frame/ReadyThreadSupport.h"
 
 #include <atomic>
 #include <new>
