@@ -33,15 +33,16 @@ SingleInstanceApp::~SingleInstanceApp()
             ::WaitForSingleObject(thread, INFINITE);
             ::CloseHandle(thread);
         }
-        // A thread that cannot be waited for may still use the events: they are left to it.
-        if (threadEnded)
-            delete m_pShutdownEvent;
+        // A thread that cannot be waited for may still read both pointers and wait on the events:
+        // they are left to it, pointers and all.
+        if (!threadEnded)
+            return;
+        delete m_pShutdownEvent;
         m_pShutdownEvent = nullptr;
     }
     if (m_pInstanceEvent)
     {
-        if (threadEnded)
-            delete m_pInstanceEvent;
+        delete m_pInstanceEvent;
         m_pInstanceEvent = nullptr;
     }
     m_pMonitorThread = nullptr;

@@ -17,10 +17,17 @@ const char* const LogEmptyFile = "{D200E479-40A6-4B65-831F-3FC1D68425C6}";
 // The launch has this long at least, and Stop this much more before the thread is ended.
 const unsigned long FirstWaitMs = 500;
 const unsigned long LaunchLimitMs = 3000;
+// How long a stop waits for a terminated thread to be gone. A thread held in synchronous I/O
+// (a file on a dead network share) goes only when the I/O ends; it never runs our code again.
+const unsigned long TerminatedWaitMs = 100;
+// Who writes the error text: the launching thread with its outcome, or Stop with the time-out.
+constexpr long TextFree = 0;
+constexpr long TextByLaunch = 1;
+constexpr long TextByStop = 2;
 }  // namespace
 
 ShellExecuteThread::ShellExecuteThread(const CString& file, const CString& argument)
-    : m_pWorker(nullptr), m_strFile(file)
+    : m_pWorker(nullptr), m_strFile(file), m_nTextOwner(TextFree), m_bTerminated(false)
 {
     if (StringUtils::IsEffectivelyEmpty(file))
     {
@@ -45,16 +52,22 @@ ShellExecuteThread::ShellExecuteThread(const CString& file, const CString& argum
 
 ShellExecuteThread::~ShellExecuteThread()
 {
-    ReadyThreadSupport::DestroyWorker(m_pWorker);
+    // A terminated thread never runs our code again: it is not waited for a second time.
+    if (!m_bTerminated)
+        ReadyThreadSupport::StopAndWait(m_pWorker);
+    ReadyThreadSupport::DeleteWorker(m_pWorker);
 }
 
 void ShellExecuteThread::Stop(unsigned long timeout)
 {
-    if (!ReadyThreadSupport::StopWorker(m_pWorker, timeout))
+    if (m_bTerminated || !ReadyThreadSupport::StopWorker(m_pWorker, timeout))
         return;
-    // Termination is asynchronous: the text is the thread's until it is really gone.
-    ::WaitForSingleObject(m_pWorker->GetHandle(), INFINITE);
-    m_strErrorMsg = StringUtils::DecryptText(CodedTexts::ShellTimeoutLeadText) + m_strFile;
+    m_bTerminated = true;
+    // Termination is asynchronous; the wait for it is bounded, and the claim keeps the thread's
+    // own text and the time-out text apart whether or not it is gone by then.
+    ::WaitForSingleObject(m_pWorker->GetHandle(), TerminatedWaitMs);
+    if (::InterlockedCompareExchange(&m_nTextOwner, TextByStop, TextFree) == TextFree)
+        m_strErrorMsg = StringUtils::DecryptText(CodedTexts::ShellTimeoutLeadText) + m_strFile;
 }
 
 CString ShellExecuteThread::GetErrorMsg() const
@@ -81,9 +94,10 @@ unsigned int ShellExecuteThread::ShellExecuteThreadFunc(void* self)
 void ShellExecuteThread::DoWork()
 {
     // The shell writes into a text of this thread's own: a thread terminated in the launch
-    // leaves the member whole.
+    // leaves the member whole. The member is written only if Stop has not claimed it.
     CString error;
     ExeUtils::ShellLaunchApp(m_strFile, m_strDir, m_strArgument, true, ExeUtils::Default, SW_SHOWNORMAL, error,
                              nullptr);
-    m_strErrorMsg = error;
+    if (::InterlockedCompareExchange(&m_nTextOwner, TextByLaunch, TextFree) == TextFree)
+        m_strErrorMsg = error;
 }

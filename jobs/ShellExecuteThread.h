@@ -14,7 +14,8 @@
 // its effect) and the error text tells of the time-out. An empty or blank file launches nothing.
 //
 // No owner window, no message, no lock: the caller reads GetErrorMsg after the constructor, when
-// the launching thread has ended or been ended. A later Stop returns at once.
+// the launching thread has ended or been ended. A later Stop returns at once. A launch held in
+// synchronous I/O may outlive its termination; the constructor still returns within the bound.
 #pragma once
 
 #include "frame/MTWorkerThread.h"
@@ -30,8 +31,10 @@ public:
     ShellExecuteThread& operator=(const ShellExecuteThread&) = delete;
     ~ShellExecuteThread();
 
-    // The bounded stop: waits timeout ms for the launching thread, then terminates it and sets
-    // the time-out text followed by the file. Nothing without a thread or once it has ended.
+    // The bounded stop: waits timeout ms for the launching thread, then terminates it, waits at
+    // most 100 ms more for it to be gone, and sets the time-out text followed by the file unless
+    // the launch wrote its own outcome first. Nothing without a thread, once it has ended, or once
+    // it was terminated; the destructor then waits no more either.
     void Stop(unsigned long timeout);
 
     // The failure text: the shell's text of a failed launch, the time-out text followed by the
@@ -50,4 +53,7 @@ private:
     CString m_strArgument;
     CString m_strDir;
     CString m_strErrorMsg;
+    // Which side writes m_strErrorMsg, claimed once by an interlocked exchange.
+    volatile long m_nTextOwner;
+    bool m_bTerminated;
 };

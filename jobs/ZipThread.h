@@ -7,8 +7,10 @@
 //
 // Start(isDir, ...) packs dir with DirUtils::CreateZipFile(outputFile, dir, extra) when isDir is
 // true (extra: a folder name every entry is placed under, or empty), else the list with
-// FileUtils::CreateZipFile(outputFile, files, dir) (dir: the base that names the entries). The
-// output is replaced only by a complete archive; a failed job leaves it as it was.
+// FileUtils::CreateZipFile(outputFile, files, dir) (dir: the base that names the entries). As
+// common zip tools do, an item that cannot be read is left out: the archive of the readable
+// items still replaces the output, and the result is false. Only a job that writes no archive at
+// all (a missing folder, an output that cannot be made) leaves the output as it was.
 //
 // The end message is posted (PostMessageA), once, whether or not the packing succeeded, if wnd is
 // not null and still a window: wParam is Start's wParam widened with its sign, lParam Start's.

@@ -23,10 +23,11 @@ public:
     // Member-wise: a copy shares the event.
     MTCondition(const MTCondition&) = default;
     MTCondition& operator=(const MTCondition&) = default;
-    virtual ~MTCondition();
 
-    // True if the thing waited for holds now.
+    // True if the thing waited for holds now. The first slot of the virtual table, before the
+    // destructor: clients built against that layout call it there.
     virtual bool IsSatisfied() = 0;
+    virtual ~MTCondition();
 
 private:
     friend class MTMonitor;

@@ -49,7 +49,9 @@ DirMonitorThread::DirMonitorThread(const CString& dir, bool subtree, unsigned lo
     }
     DirUtils::EnsureTrailingBackslash(m_strDir);
     m_pMutex = new MTMutex(false, "wl_dmt_mutex", nullptr);
-    ReadyThreadSupport::StartWorker(m_pWorker, DirMonitorThreadFunc, this);
+    // Without its start event the thread is held back by not starting it before ReleaseThread.
+    if (m_evReady.IsValidHandle())
+        ReadyThreadSupport::StartWorker(m_pWorker, DirMonitorThreadFunc, this);
 }
 
 DirMonitorThread::~DirMonitorThread()
@@ -69,7 +71,10 @@ DirMonitorThread::~DirMonitorThread()
 
 void DirMonitorThread::ReleaseThread()
 {
-    m_evReady.Set();
+    if (m_evReady.IsValidHandle())
+        m_evReady.Set();
+    else if (m_pMutex != nullptr)
+        ReadyThreadSupport::StartWorker(m_pWorker, DirMonitorThreadFunc, this);
 }
 
 void DirMonitorThread::StopThread()
@@ -238,10 +243,11 @@ unsigned int DirMonitorThread::DirMonitorThreadFunc(void* param)
     MTWorkerThread* worker = ReadyThreadSupport::AwaitWorker(self->m_pWorker);
     MTWaitableCollection waits;
     worker->AddStopEvent(&waits);
-    // Nothing virtual runs before the object is whole: a stop before that ends the thread.
+    // Nothing virtual runs before the object is whole: a stop before that ends the thread. A
+    // thread started without the start event was started by ReleaseThread, once the object was whole.
     MTWaitableCollection start(waits);
     start.AddObject(self->m_evReady);
-    if (start.Wait(false, INFINITE) != WAIT_OBJECT_0 + 1)
+    if (self->m_evReady.IsValidHandle() && start.Wait(false, INFINITE) != WAIT_OBJECT_0 + 1)
         return 0;
     unsigned long timeout = self->DoInit(&waits);
     while (!worker->IsStopped())

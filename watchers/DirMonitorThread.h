@@ -127,6 +127,7 @@ private:
     MTMutex* m_pMutex;
     CString m_strDir;
     std::vector<unsigned long> m_params;
-    // Set once the object is whole; the thread waits for it before its first virtual call.
+    // Set once the object is whole; the thread waits for it before its first virtual call. If it
+    // cannot be created, the thread is started by ReleaseThread instead.
     MTEvent m_evReady;
 };

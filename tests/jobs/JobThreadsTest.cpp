@@ -157,6 +157,27 @@ TEST(FileDeleteThreadTest, EachItemGoesByItsKindAndAStopLeavesTheRest)
     EXPECT_TRUE(owner.StaysAt(2, Scaled(100))) << "an end message after the stop";
 }
 
+// A launch that cannot begin (the test holds the loader, so the new thread waits at its start)
+// is ended after the first half second and the 3 s bound, with the time-out text and the file.
+TEST(ShellExecuteThreadTest, ALaunchThatOutlastsTheBoundIsEndedWithTheTimeOutText)
+{
+    const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    const auto lock = reinterpret_cast<LONG(WINAPI*)(ULONG, ULONG*, ULONG_PTR*)>(
+        reinterpret_cast<void*>(GetProcAddress(ntdll, "LdrLockLoaderLock")));
+    const auto unlock = reinterpret_cast<LONG(WINAPI*)(ULONG, ULONG_PTR)>(
+        reinterpret_cast<void*>(GetProcAddress(ntdll, "LdrUnlockLoaderLock")));
+    ASSERT_TRUE(lock && unlock);
+    ULONG_PTR cookie = 0;
+    ASSERT_EQ(0, lock(0, nullptr, &cookie));
+    const ULONGLONG start = GetTickCount64();
+    ShellExecuteThread launch("C:\\held.exe", "");
+    const ULONGLONG spent = GetTickCount64() - start;
+    unlock(0, cookie);
+    EXPECT_EQ(StringUtils::DecryptText(CodedTexts::ShellTimeoutLeadText) + "C:\\held.exe", launch.GetErrorMsg());
+    EXPECT_GE(spent, 3500u - 20) << "the first wait or the bound cut short";  // the tick is ~16 ms
+    EXPECT_LT(spent, 3500u + Scaled(1000));
+}
+
 // Only a program gets the argument; another file runs in the argument's folder (the child checks
 // both); a blank file launches nothing and is logged. A later Stop leaves the error text alone.
 TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgumentAndFolder)

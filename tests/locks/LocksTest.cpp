@@ -125,6 +125,24 @@ TEST(MTAutoLockTest, MutexWithoutAHandleLeavesTheReleaseErrorInItsStatus)
     EXPECT_EQ(missing.GetStatus(), released);
 }
 
+// A condition already true returns at once and keeps the monitor; a null one gives false. The
+// test is the first slot of the condition's virtual table, before the destructor.
+TEST(MTMonitorTest, ATrueConditionKeepsTheMonitorAndANullOneFails)
+{
+    MTMonitor monitor;
+    int tests = 0;
+    Holds yes([&] { return ++tests > 0; });
+    using Slot = bool (*)(MTCondition*);
+    EXPECT_TRUE(reinterpret_cast<Slot>((*reinterpret_cast<void***>(&yes))[0])(&yes));
+    EXPECT_EQ(1, tests) << "the first virtual slot is not IsSatisfied";
+    monitor.Enter();
+    EXPECT_TRUE(monitor.WaitForCondition(&yes));
+    EXPECT_FALSE(monitor.WaitForCondition(nullptr));
+    Contender other([&] { monitor.Enter(), monitor.Leave(); });
+    EXPECT_FALSE(other.Finished(MustNotHappenMs())) << "the monitor was given away";
+    monitor.Leave();
+}
+
 // Waiters A, B, C in this order and a thread E in Enter. Only B's condition true: B alone is
 // woken; B makes A's and C's true: A (still first) goes, then C, and E only once no condition
 // holds. The order is recorded inside the monitor.

@@ -131,8 +131,9 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
         EXPECT_EQ(match, FileUtils::MatchFileSpec(path, isFile, include, exclude, true)) << path;
 }
 
-// An unreadable item is left out and the call says so; a failed call leaves the output and no temporary.
-TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndOnlyAWrittenArchiveReplacesTheOutput)
+// An unreadable item is left out: the archive of the rest replaces the output and the call answers
+// false. A call that writes no archive leaves the output and no temporary.
+TEST(ZipArchiveTest, AnArchiveWithoutItsUnreadableItemReplacesTheOutputAndAnswersFalse)
 {
     TempDir dir("zip");
     ASSERT_TRUE(WriteBytes(dir / "good.txt", "good") && WriteBytes(dir / "locked.txt", "locked"));
