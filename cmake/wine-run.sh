@@ -7,5 +7,6 @@ here=$(cd "$(dirname "$0")" && pwd)
 export WINEPREFIX="${WEFT_WINEPREFIX:-$PWD/wineprefix}"
 export WINEDEBUG=-all
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:+$WINEDLLOVERRIDES;}mscoree,mshtml=;winedbg.exe=d"
-"$here/wine-server.sh" start >/dev/null 2>&1 </dev/null || { echo "wine-run: no Wine prefix" >&2; exit 125; }
+# The start's own failure text (what wineboot said) goes to stderr.
+"$here/wine-server.sh" start >/dev/null </dev/null || { echo "wine-run: no Wine prefix" >&2; exit 125; }
 exec setarch x86_64 -R wine "$@"

@@ -15,8 +15,24 @@ start)
     exec 9>"$lock"
     flock 9
     if [ ! -f "$WINEPREFIX/.weft-ready" ]; then
-        rm -rf "$WINEPREFIX"
-        setarch x86_64 -R wineboot -i </dev/null >/dev/null 2>&1 9>&- || exit 1
+        # wineboot can fail on a busy machine (a service that does not answer in time): it is
+        # tried three times, each on a fresh prefix, and its last output is shown if all fail.
+        booted=""
+        for attempt in 1 2 3; do
+            wineserver -k 2>/dev/null 9>&-; wineserver -w 2>/dev/null 9>&-
+            rm -rf "$WINEPREFIX"
+            if setarch x86_64 -R wineboot -i </dev/null >"$WINEPREFIX.boot.log" 2>&1 9>&- &&
+                [ -f "$WINEPREFIX/system.reg" ]; then
+                booted=yes
+                break
+            fi
+            sleep "$attempt"
+        done
+        if [ -z "$booted" ]; then
+            echo "wine-server: wineboot failed three times in $WINEPREFIX; its last output:" >&2
+            cat "$WINEPREFIX.boot.log" >&2
+            exit 1
+        fi
         # Top-level windows without a display, and a Windows 10 version report.
         wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >/dev/null 2>&1 9>&-
         wine winecfg /v win10 </dev/null >/dev/null 2>&1 9>&-
