@@ -16,8 +16,7 @@ const char* ActionName(RegChange action)
 {
     static const char* const names[] = {"none", "key added", "key removed", "value added", "value removed",
                                         "value changed"};
-    const int i = static_cast<int>(action);
-    return i >= 0 && i < 6 ? names[i] : "?";
+    return action >= RegChangeNotification::None && action <= RegChangeNotification::ValueChanged ? names[action] : "?";
 }
 
 // The handler owns each record it is given.

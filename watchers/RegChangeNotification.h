@@ -20,19 +20,21 @@
 
 #include <afx.h>
 
-enum class RegChange : int
-{
-    None = 0,
-    KeyAdded = 1,
-    KeyRemoved = 2,
-    ValueAdded = 3,
-    ValueRemoved = 4,
-    ValueChanged = 5,
-};
-
 class WEFTCORE_API RegChangeNotification
 {
 public:
+    // What a record tells: a signed 32-bit number, unscoped, so that RegChangeNotification::KeyAdded
+    // names it and it compares with an int.
+    enum RegChange : int
+    {
+        None = 0,
+        KeyAdded = 1,
+        KeyRemoved = 2,
+        ValueAdded = 3,
+        ValueRemoved = 4,
+        ValueChanged = 5,
+    };
+
     // Action None, empty texts, and the present moment as its time.
     RegChangeNotification();
     RegChangeNotification(const RegChangeNotification& other);
@@ -65,3 +67,6 @@ private:
     CString m_strValueName;
     CString m_strValue;
 };
+
+// RegChange::KeyAdded names the same value as RegChangeNotification::KeyAdded.
+using RegChange = RegChangeNotification::RegChange;

@@ -20,6 +20,8 @@ const char* const LogLocalMachinePrefix = "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820
 const char* const LogOpenFailed = "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}";
 const char* const LogEventFailed = "{CE1EEF57-2D29-4127-A6EC-32BA2F68352E}";
 const char* const LogArmFailed = "{0B8F94CC-2D61-4332-84EA-4D33A466C0AD}";
+// A picture that left out keys or values whose names the code page cannot hold.
+const char* const LogNamesLeftOut = "{3D4F4DC0-21D7-47E2-8663-3848AF1F700C}";
 
 // Every kind of change, the security too, so that the picture is taken whenever the tree moves.
 constexpr DWORD NotifyFilter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
@@ -208,22 +210,28 @@ void RegMonitorThread::GetKeySnapshot(RegKeySnapshot& snapshot) const
 {
     snapshot.clear();
     TextArray keys;
+    unsigned long leftOut = 0, valuesLeftOut = 0;
     if (m_bSubtree)
-        RegistryUtils::GetSubKeys(m_hRoot, m_strKey, keys, true);
+        RegistryUtils::GetSubKeys(m_hRoot, m_strKey, keys, true, &leftOut);
     keys.Insert(0, m_strKey);
     TextArray names, texts;
     for (unsigned long long k = 0; k < keys.GetCount(); ++k)
     {
         const CString key = keys.GetCopyAt(k);
         // Each value's name and text in one pass over the key: what listing the names and then
-        // reading each by name gives, at a quarter of the registry calls.
-        RegistryUtils::GetKeyValueTexts(m_hRoot, key, names, texts, false);
+        // reading each by name gives, at a quarter of the registry calls. A name that the code
+        // page cannot hold comes with the empty text, or is left out where it would name another
+        // value; it never takes another value's text.
+        RegistryUtils::GetKeyValueTexts(m_hRoot, key, names, texts, false, &valuesLeftOut);
+        leftOut |= valuesLeftOut;
         ValueList values;
         values.reserve(static_cast<size_t>(names.GetCount()));
         for (unsigned long long n = 0; n < names.GetCount(); ++n)
             values.emplace_back(names.GetCopyAt(n), texts.GetCopyAt(n));
         snapshot.emplace(key, std::move(values));  // a path already there keeps its entry
     }
+    if (leftOut != 0)
+        Log(LogNamesLeftOut);
 }
 
 void RegMonitorThread::DoComparisons(const RegKeySnapshot& before, const RegKeySnapshot& after) const

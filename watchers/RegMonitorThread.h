@@ -13,6 +13,12 @@
 // during a pause) make one comparison, and a net change of nothing sends nothing. A value is
 // compared by its text (RegistryUtils), so a new type with the same text sends nothing.
 //
+// Names are those of RegistryUtils, in the code page without best fit: a key whose name the code
+// page cannot hold is not in the picture, nor anything below it; a value whose name it cannot
+// hold is there with the default character ('?') for each lacking one and the empty text (two
+// such values compare equal), or not at all where that name would name another value. A picture
+// that left something out writes one line to the application's AppLogger.
+//
 // Records, in this order per comparison: each added key with its values, the removed keys
 // (without their values), then the values of the keys in both pictures, added and changed in
 // the new picture's order, removed last. Key paths are below the root, compared exactly

@@ -1,6 +1,9 @@
 #include "weftbase/RegistryUtils.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstring>
+#include <string>
 #include <vector>
 
 namespace
@@ -45,9 +48,66 @@ CString Join(const char* key, const char* child)
     return path + child;
 }
 
+// Converts length characters to the code page without best fit: a character that the code page
+// lacks becomes the default character, never a look-alike (a fullwidth "x" as "x", a fullwidth
+// backslash as "\") that would name another key or value. Writes into out when it is not null.
+// Gives the byte count (0 for nothing or a failure); exact false if a character was lacking.
+int ToCodePage(const wchar_t* text, int length, char* out, int size, bool& exact)
+{
+    exact = true;
+    if (length <= 0)
+        return 0;
+    // UTF-8 holds every character but a lone surrogate, which WC_ERR_INVALID_CHARS refuses; the
+    // best-fit flag and the used-default test are not allowed with it.
+    if (::GetACP() == CP_UTF8)
+    {
+        const int n = ::WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text, length, out, size, nullptr, nullptr);
+        if (n > 0)
+            return n;
+        exact = false;
+        return ::WideCharToMultiByte(CP_UTF8, 0, text, length, out, size, nullptr, nullptr);
+    }
+    BOOL usedDefault = FALSE;
+    const int n = ::WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text, length, out, size, nullptr, &usedDefault);
+    exact = n > 0 && !usedDefault;
+    return n;
+}
+
+// A name in the code page; true if it converted exactly, so that the narrow calls find it by
+// this text.
+bool Narrow(const wchar_t* text, int length, CString& out)
+{
+    out.Empty();
+    bool exact = true;
+    const int size = ToCodePage(text, length, nullptr, 0, exact);
+    if (size <= 0)
+        return exact && length <= 0;
+    out.ReleaseBuffer(ToCodePage(text, length, out.GetBufferSetLength(size), size, exact));
+    return exact && out.GetLength() == size;
+}
+
+// The text of value data read wide: the three text types are put in the code page first, their
+// zeros kept, so that FormatValue reads what the narrow calls would give; other types as stored.
+// An odd last byte of text data is no character and goes.
+CString FormatWide(unsigned long type, const unsigned char* data, unsigned long size, bool expand)
+{
+    if (type != REG_SZ && type != REG_EXPAND_SZ && type != REG_MULTI_SZ)
+        return RegistryUtils::FormatValue(type, data, size, expand);
+    std::vector<wchar_t> wide(size / 2);
+    std::memcpy(wide.data(), data, wide.size() * sizeof(wchar_t));
+    const int length = static_cast<int>(wide.size());
+    bool exact = true;
+    std::vector<char> text(static_cast<size_t>(std::max(ToCodePage(wide.data(), length, nullptr, 0, exact), 0)));
+    const int n = ToCodePage(wide.data(), length, text.data(), static_cast<int>(text.size()), exact);
+    return RegistryUtils::FormatValue(type, reinterpret_cast<const unsigned char*>(text.data()),
+                                      static_cast<unsigned long>(std::max(n, 0)), expand);
+}
+
 // Lists the keys below key into list. False if a key of the tree exists but could not be listed
-// whole: what could be read is listed all the same.
-bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive)
+// whole: what could be read is listed all the same. A key whose name the code page cannot hold
+// is left out with all below it, and counted in leftOut: its narrow name would open another key
+// or none.
+bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive, unsigned long& leftOut)
 {
     // Names are read first and the key closed before going down, so that a deep tree does not
     // hold a handle per level.
@@ -58,33 +118,31 @@ bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive)
         OpenKey open(root, key);
         if (!open.Get())
             return open.Status() == ERROR_FILE_NOT_FOUND;
-        // A name of 255 characters takes up to twice as many bytes in a double-byte code page.
-        std::vector<char> name(256);
+        // A key name has at most 255 characters (in a double-byte code page, up to twice as many bytes).
+        wchar_t name[256];
+        CString narrow;
         for (DWORD i = 0;; ++i)
         {
-            DWORD length = static_cast<DWORD>(name.size());
-            const LONG code = ::RegEnumKeyExA(open.Get(), i, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+            DWORD length = 256;
+            const LONG code = ::RegEnumKeyExW(open.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr);
             if (code == ERROR_NO_MORE_ITEMS)
                 break;
-            if (code == ERROR_MORE_DATA && name.size() < 65536)
-            {
-                name.resize(name.size() * 2);
-                --i;
-                continue;
-            }
             if (code != ERROR_SUCCESS)
             {
                 complete = false;
                 break;
             }
-            children.emplace_back(name.data(), static_cast<int>(length));
+            if (Narrow(name, static_cast<int>(length), narrow))
+                children.push_back(narrow);
+            else if (leftOut < ULONG_MAX)
+                ++leftOut;
         }
     }
     for (const CString& child : children)
     {
         const CString path = Join(key, child);
         list.Add(path);
-        if (recursive && !ListSubKeys(root, path, list, true))
+        if (recursive && !ListSubKeys(root, path, list, true, leftOut))
             complete = false;
     }
     return complete;
@@ -113,34 +171,40 @@ CString TextOf(const unsigned char* data, unsigned long size)
     return CString(reinterpret_cast<const char*>(data), static_cast<int>(n));
 }
 
-// Calls found(name, length, type, data, size) for each value of root\key in the registry's
-// order; the data only when withData is true (else null and 0). False if the key cannot be
-// opened or the listing fails part-way.
+// Calls found(name, text) for each value of root\key in the registry's order; the text only when
+// withData is true (else empty). A name that the code page cannot hold comes with the default
+// character where a character is lacking and the empty text, its data never read by that name;
+// if that name finds another value of the key, the value is left out instead (counted in
+// leftOut), since the text would name that other value. False if the key cannot be opened or the
+// listing fails part-way.
 template <class Found>
-bool ListValues(HKEY root, const char* key, bool withData, Found found)
+bool ListValues(HKEY root, const char* key, bool withData, bool expand, unsigned long* leftOut, Found found)
 {
+    if (leftOut != nullptr)
+        *leftOut = 0;
     OpenKey open(root, key);
     if (!open.Get())
         return false;
     DWORD longestName = 0, longestData = 0;
-    if (::RegQueryInfoKeyA(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName,
+    if (::RegQueryInfoKeyW(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName,
                            &longestData, nullptr, nullptr) != ERROR_SUCCESS)
         longestName = 16383, longestData = 256;
-    std::vector<char> name(longestName + 2);
+    std::vector<wchar_t> name(longestName + 2);
     std::vector<unsigned char> data(withData ? longestData + 2 : 0);
+    CString narrow;
     int retries = 0;
     for (DWORD i = 0;; ++i)
     {
         DWORD length = static_cast<DWORD>(name.size()), size = static_cast<DWORD>(data.size()), type = REG_NONE;
-        const LONG code = ::RegEnumValueA(open.Get(), i, name.data(), &length, nullptr, &type,
+        const LONG code = ::RegEnumValueW(open.Get(), i, name.data(), &length, nullptr, &type,
                                           withData ? data.data() : nullptr, withData ? &size : nullptr);
         if (code == ERROR_NO_MORE_ITEMS)
             break;
         if (code == ERROR_MORE_DATA && ++retries < 8)
         {
             // A longer name or larger data arrived meanwhile: make room and read this index again.
-            // A name has at most 16383 characters, two bytes each in a double-byte code page.
-            name.resize(std::max<size_t>(name.size(), 32770));
+            // A name has at most 16383 characters.
+            name.resize(std::max<size_t>(name.size(), 16385));
             if (withData)
                 data.resize(std::max<size_t>(data.size() * 2, static_cast<size_t>(size) + 256));
             --i;
@@ -149,40 +213,54 @@ bool ListValues(HKEY root, const char* key, bool withData, Found found)
         if (code != ERROR_SUCCESS)
             return false;
         retries = 0;
-        found(name.data(), static_cast<int>(length), type, withData ? data.data() : nullptr, withData ? size : 0);
+        if (Narrow(name.data(), static_cast<int>(length), narrow))
+        {
+            if (!withData)
+                found(narrow, CString());
+            else
+                found(narrow, FormatWide(type, data.data(), size, expand));
+        }
+        else if (::RegQueryValueExA(open.Get(), narrow, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            found(narrow, CString());
+        else if (leftOut != nullptr && *leftOut < ULONG_MAX)
+            ++*leftOut;
     }
     return true;
 }
 }  // namespace
 
-bool RegistryUtils::GetSubKeys(HKEY root, const char* key, TextArray& subKeys, bool recursive)
+bool RegistryUtils::GetSubKeys(HKEY root, const char* key, TextArray& subKeys, bool recursive, unsigned long* leftOut)
 {
     subKeys.RemoveAll();
+    unsigned long count = 0;
+    if (leftOut != nullptr)
+        *leftOut = 0;
     {
         OpenKey open(root, key);
         if (!open.Get())
             return false;
     }
-    return ListSubKeys(root, CString(key), subKeys, recursive);
+    const bool complete = ListSubKeys(root, CString(key), subKeys, recursive, count);
+    if (leftOut != nullptr)
+        *leftOut = count;
+    return complete;
 }
 
-bool RegistryUtils::GetKeyValues(HKEY root, const char* key, TextArray& names)
+bool RegistryUtils::GetKeyValues(HKEY root, const char* key, TextArray& names, unsigned long* leftOut)
 {
     names.RemoveAll();
-    return ListValues(root, key, false, [&](const char* name, int length, unsigned long, const unsigned char*,
-                                            unsigned long) { names.Add(CString(name, length)); });
+    return ListValues(root, key, false, false, leftOut, [&](const CString& name, const CString&) { names.Add(name); });
 }
 
-bool RegistryUtils::GetKeyValueTexts(HKEY root, const char* key, TextArray& names, TextArray& texts, bool expand)
+bool RegistryUtils::GetKeyValueTexts(HKEY root, const char* key, TextArray& names, TextArray& texts, bool expand,
+                                     unsigned long* leftOut)
 {
     names.RemoveAll();
     texts.RemoveAll();
-    return ListValues(root, key, true,
-                      [&](const char* name, int length, unsigned long type, const unsigned char* data,
-                          unsigned long size) {
-                          names.Add(CString(name, length));
-                          texts.Add(FormatValue(type, data, size, expand));
-                      });
+    return ListValues(root, key, true, expand, leftOut, [&](const CString& name, const CString& text) {
+        names.Add(name);
+        texts.Add(text);
+    });
 }
 
 CString RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bool expand)
@@ -201,12 +279,23 @@ bool RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bo
     OpenKey open(root, key);
     if (!open.Get())
         return false;
+    // Read wide, so that a text comes in the code page as the one-pass listing gives it.
+    std::wstring wide;
+    if (name != nullptr && *name != '\0')
+    {
+        const int n = ::MultiByteToWideChar(CP_ACP, 0, name, -1, nullptr, 0);
+        if (n <= 0)
+            return false;
+        wide.resize(static_cast<size_t>(n));
+        ::MultiByteToWideChar(CP_ACP, 0, name, -1, wide.data(), n);
+    }
     std::vector<unsigned char> data(256);
     for (int attempt = 0; attempt < 8; ++attempt)
     {
         DWORD size = static_cast<DWORD>(data.size());
         DWORD kind = REG_NONE;
-        const LONG code = ::RegQueryValueExA(open.Get(), name, nullptr, &kind, data.data(), &size);
+        const LONG code = ::RegQueryValueExW(open.Get(), wide.empty() ? nullptr : wide.c_str(), nullptr, &kind,
+                                             data.data(), &size);
         if (code == ERROR_MORE_DATA)
         {
             // The size asked for, with room in case the value grows before the next read.
@@ -216,7 +305,7 @@ bool RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bo
         if (code != ERROR_SUCCESS)
             return false;
         type = kind;
-        text = FormatValue(kind, data.data(), size, expand);
+        text = FormatWide(kind, data.data(), size, expand);
         return true;
     }
     return false;

@@ -55,7 +55,8 @@ protected:
         r->GetDatetime(at);
         EXPECT_TRUE(m.msg == RegMsg && m.wParam == RegWParam && at.IsValid());
         std::lock_guard<std::mutex> hold(lock);
-        got.push_back(std::to_string(static_cast<int>(r->GetAction())) + " " + r->GetKey().GetString() + " " +
+        const int action = r->GetAction();  // the record's enum is an int, as its clients compare it
+        got.push_back(std::to_string(action) + " " + r->GetKey().GetString() + " " +
                       r->GetValueName().GetString() + "=" + r->GetValue().GetString());
         delete r;
     }};
@@ -85,7 +86,9 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
     auto with = [](RegChangeNotification r, RegChange action, const char* text) {
         return r.SetAction(action), r.SetKey(text), r.SetValueName(text), r.SetValue(text), r;
     };
-    const RegChangeNotification low = with({}, RegChange::KeyAdded, "a"), high = with(low, RegChange::KeyRemoved, "b");
+    static_assert(std::is_same_v<std::underlying_type_t<RegChangeNotification::RegChange>, int>);
+    const RegChangeNotification low = with({}, RegChangeNotification::KeyAdded, "a");
+    const RegChangeNotification high = with(low, RegChange::KeyRemoved, "b");
     EXPECT_FALSE(low < high || high > low) << "at the same time";
     RegChangeNotification later;  // the same fields, made until its time differs
     ASSERT_TRUE(WaitUntil([&] { return !((later = with({}, RegChange::KeyAdded, "a")) == low); }, Scaled(3000)))
@@ -94,7 +97,8 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
     EXPECT_TRUE(low < later && later > low);
 }
 
-// Alone a key hides its subkeys and same-text retypes; a tree's new key comes with its values, goes without.
+// Alone a key hides its subkeys and same-text retypes; a tree's new key comes with its values, goes without;
+// names outside the code page never name another key or value, and take no other value's text.
 TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
 {
     Set(nullptr, "w", "7");
@@ -111,6 +115,30 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     EXPECT_EQ(Lines({"1 " + n + " =", "3 " + n + " a=text", "3 " + n + " b=42"}), Settle());
     RegDeleteKeyA(hKey, "N");
     EXPECT_EQ(Lines({"2 " + n + " ="}), Settle());
+    if (GetACP() != 1252)
+        GTEST_SKIP() << "the names below are chosen outside code page 1252";
+    TempDir dir("regmon");
+    AppLogger log((dir / "log").c_str());
+    AppLogger::m_pInstance = &log;
+    const auto set = [this](const wchar_t* sub, const wchar_t* name, const std::wstring& text) {
+        RegSetKeyValueW(hKey, sub, name, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() + 1) * 2);
+    };
+    monitor->Pause();  // fullwidth x, and the texts of a fullwidth backslash, of one and of two
+    set(L"\uff58", L"v", L"x"), set(L"N", L"t", L"a\uff3cb"), set(L"N", L"\u4e00", L"1"), set(L"N", L"\u4e01", L"2");
+    monitor->Resume();
+    EXPECT_EQ(Lines({"1 " + n + " =", "3 " + n + " t=a?b", "3 " + n + " ?=", "3 " + n + " ?="}), Settle());
+    EXPECT_EQ(Lines(), Settle());
+    const std::string logged = ReadBytes(dir / "log");  // for the left-out key alone
+    EXPECT_TRUE(logged.starts_with("{3D4F4DC0-21D7-47E2-8663-3848AF1F700C}\r\n")) << logged;
+    monitor->Pause();
+    RegDeleteKeyW(hKey, L"\uff58");
+    set(L"M", L"?", L"q"), set(L"M", L"\u4e00", L"1");  // its "?" would name the other value: left out
+    monitor->Resume();
+    EXPECT_EQ(Lines({"1 " + key + "\\M =", "3 " + key + "\\M ?=q"}), Settle());
+    EXPECT_EQ(Lines(), Settle());
+    monitor.reset();
+    AppLogger::m_pInstance = nullptr;
+    EXPECT_GT(ReadBytes(dir / "log").size(), logged.size()) << "for the left-out value";
 }
 
 // A refusal keeps its text (the bad key's, or the open's error) and logs its line.

@@ -63,6 +63,7 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
         {"bigendian", REG_DWORD_BIG_ENDIAN, std::string("\0\0\1\2", 4), "258"},
         {"qword", REG_QWORD, std::string(8, '\xff'), "18446744073709551615"},
         {"binary", REG_BINARY, std::string("\0\n\xff\x10", 4), "00 0a ff 10"},
+        {"caf\xe9", REG_SZ, "\xe4\xf6\xfc", "\xe4\xf6\xfc"},  // read wide, as the code page has them
     };
     const TestKey root;
     for (const auto& [name, type, data, text] : cases)
