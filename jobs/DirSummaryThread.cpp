@@ -2,6 +2,7 @@
 
 #include "locks/MTAutoLock.h"
 #include "frame/ReadyThreadSupport.h"
+#include "module/CodePageNames.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/LocaleUtils.h"
 #include "weftbase/NumberTextConv.h"
@@ -9,7 +10,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <cstring>
 
 namespace
 {
@@ -216,8 +216,17 @@ CString DirSummaryThread::PercentText(double value) const
 
 void DirSummaryThread::DoDirAnalysisImpl(const CString& path)
 {
-    WIN32_FIND_DATAA entry;
-    HANDLE find = ::FindFirstFileA(path + "*.*", &entry);
+    WalkDir(CodePageNames::Wide(path));
+}
+
+void DirSummaryThread::WalkDir(const std::wstring& path)
+{
+    // The plain path bounds the walk, as the narrow calls did: the wide calls take longer ones
+    // where long paths are enabled.
+    if (path.size() + 1 >= MAX_PATH)
+        return;
+    WIN32_FIND_DATAW entry;
+    HANDLE find = ::FindFirstFileW((path + L"*").c_str(), &entry);
     if (find == INVALID_HANDLE_VALUE)
         return;
     do
@@ -226,11 +235,9 @@ void DirSummaryThread::DoDirAnalysisImpl(const CString& path)
             break;
         if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
-            if (std::strcmp(entry.cFileName, ".") == 0 || std::strcmp(entry.cFileName, "..") == 0)
-                continue;
-            CString sub = path + entry.cFileName;
-            DirUtils::EnsureTrailingBackslash(sub);
-            DoDirAnalysisImpl(sub);
+            // Only the real dots: a name of two fullwidth full stops is a directory like any other.
+            if (!CodePageNames::IsDots(entry.cFileName))
+                WalkDir(path + entry.cFileName + L"\\");
             continue;
         }
         StoreWhole(m_nFileCount, LoadWhole(m_nFileCount) + 1);
@@ -246,7 +253,7 @@ void DirSummaryThread::DoDirAnalysisImpl(const CString& path)
         }
         StoreWhole(m_nDirBytes, LoadWhole(m_nDirBytes) + ((static_cast<unsigned long long>(entry.nFileSizeHigh) << 32) |
                                                entry.nFileSizeLow));
-    } while (::FindNextFileA(find, &entry));
+    } while (::FindNextFileW(find, &entry));
     ::FindClose(find);
 }
 

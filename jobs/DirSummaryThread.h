@@ -16,8 +16,9 @@
 // than rounded for the tree's share ("33.33%" for 1 byte of 3).
 //
 // A directory that is not one at construction gives an inert object that never sends. The walk
-// counts every file, hidden and system ones too, follows junctions like directories, and
-// passes over directories it cannot read.
+// counts every file, hidden and system ones too, whatever its name (it lists by wide names, so a
+// name the code page cannot hold is seen as it is), follows junctions like directories, and
+// passes over directories it cannot read or whose path would pass MAX_PATH.
 //
 // Threads: the owner's threads call the members; all objects of all processes share one named
 // mutex, which is held only for single field updates. Stop(timeout) and the destructor follow
@@ -30,6 +31,8 @@
 #include "weftbase/DateTime.h"
 
 #include <afx.h>
+
+#include <string>
 
 class WEFTCORE_API DirSummaryThread
 {
@@ -75,6 +78,8 @@ protected:
 
 private:
     static unsigned int DirSummaryThreadFunc(void* self);
+    // The walk by wide names, so that every entry is seen as it is named.
+    void WalkDir(const std::wstring& path);
     // A stop or a new request: the walk leaves.
     bool MustLeave() const;
     // A checkpoint of a run: gives 1 to go on, 0 for a stop, -1 for a new request.

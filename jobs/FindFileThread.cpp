@@ -2,12 +2,14 @@
 
 #include "locks/MTAutoLock.h"
 #include "frame/ReadyThreadSupport.h"
+#include "module/CodePageNames.h"
+#include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
 #include "weftbase/StringUtils.h"
 
 #include <atomic>
-#include <cstring>
+#include <utility>
 #include <vector>
 
 namespace
@@ -23,9 +25,20 @@ void StoreFlag(bool& flag, bool value)
     std::atomic_ref<bool>(flag).store(value, std::memory_order_release);
 }
 
-bool IsDots(const char* name)
+// An entry the code page cannot name, with no short name that it can: left out, with all below it.
+const char* const LogNameLeftOut = "{17165AEB-488E-417D-95BD-8B37E8788F37}";
+
+// The name of a found entry in a form that opens it: its own if the code page holds it exactly,
+// else its short name; false if neither.
+bool OpeningName(const WIN32_FIND_DATAW& entry, CString& name)
 {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+    if (CodePageNames::Exact(entry.cFileName, -1, name))
+        return true;
+    if (CodePageNames::Exact(entry.cAlternateFileName, -1, name) && !name.IsEmpty())
+        return true;
+    if (AppLogger::m_pInstance != nullptr)
+        AppLogger::m_pInstance->AddLine(LogNameLeftOut);
+    return false;
 }
 }  // namespace
 
@@ -165,15 +178,26 @@ void FindFileThread::Report(const CString& path)
 
 void FindFileThread::ThreadDoSearchImpl(const CString& path)
 {
+    SearchDir(path, CodePageNames::Wide(path));
+}
+
+void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath)
+{
     if (path.Compare(m_run.dir) != 0 &&
         FileUtils::MatchFileSpec(path, false, m_run.specsA, m_run.specsB, m_run.matchOption))
         Report(path);
-    WIN32_FIND_DATAA entry;
-    HANDLE find = ::FindFirstFileA(path + "*.*", &entry);
+    // The plain path bounds the search, as the narrow calls did: the wide calls take longer ones
+    // where long paths are enabled.
+    if (widePath.size() + 1 >= MAX_PATH)
+        return;
+    WIN32_FIND_DATAW entry;
+    HANDLE find = ::FindFirstFileW((widePath + L"*").c_str(), &entry);
     if (find == INVALID_HANDLE_VALUE)
         return;
-    std::vector<CString> deferred;
+    // Each path given is made of its components' opening names; the walk goes by the wide ones.
+    std::vector<std::pair<CString, std::wstring>> deferred;
     bool leftEarly = false;  // a stop, a new request, or a match that ends this directory
+    CString name;
     do
     {
         if (MustLeave())
@@ -189,21 +213,24 @@ void FindFileThread::ThreadDoSearchImpl(const CString& path)
         ++m_nEntriesSincePause;
         if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
-            if (!m_run.recurse || IsDots(entry.cFileName))
+            if (!m_run.recurse || CodePageNames::IsDots(entry.cFileName) || !OpeningName(entry, name))
                 continue;
-            CString sub = path + entry.cFileName;
+            CString sub = path + name;
             DirUtils::EnsureTrailingBackslash(sub);
             bool skipped = false;
             m_run.skipDirs.Find(sub, false, skipped);
             if (skipped)
                 continue;
+            std::wstring wideSub = widePath + entry.cFileName + L"\\";
             if (m_run.stopDirAtMatch)
-                deferred.push_back(sub);
+                deferred.emplace_back(sub, std::move(wideSub));
             else
-                ThreadDoSearchImpl(sub);
+                SearchDir(sub, wideSub);
             continue;
         }
-        const CString full = StringUtils::Trim(path + entry.cFileName);
+        if (!OpeningName(entry, name))
+            continue;
+        const CString full = StringUtils::Trim(path + name);
         if (!FileUtils::MatchFileSpec(full, true, m_run.specsA, m_run.specsB, m_run.matchOption))
             continue;
         Report(full);
@@ -212,12 +239,12 @@ void FindFileThread::ThreadDoSearchImpl(const CString& path)
             leftEarly = true;
             break;
         }
-    } while (::FindNextFileA(find, &entry));
+    } while (::FindNextFileW(find, &entry));
     if (!leftEarly)
     {
         // Deferred subdirectories (empty unless stopping at a match), the last met first.
         for (auto it = deferred.rbegin(); it != deferred.rend(); ++it)
-            ThreadDoSearchImpl(*it);
+            SearchDir(it->first, it->second);
     }
     ::FindClose(find);
 }

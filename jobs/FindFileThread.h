@@ -15,6 +15,12 @@
 // its subdirectories; without a match its subdirectories are searched after its entries, the
 // last met first. Otherwise results come depth first in the file system's order.
 //
+// Names. The walk lists wide names; a result's path is made of its components' names in the
+// code page, each converted exactly (never a best-fit or '?' form). A name the code page cannot
+// hold is replaced by its short name, which opens the same entry; an entry without either is
+// left out, a directory with all below it, and AppLogger::m_pInstance (if set) gets a line. Paths
+// stay within MAX_PATH, as with the narrow calls.
+//
 // Requests. A new DoFind replaces the request: a running search gives way at its next entry,
 // ends with its last message, and the results are emptied for the new one. A request made
 // during a search makes that search run once more after it. A DoFind with a path that is not a
@@ -30,6 +36,8 @@
 #include "weftbase/TextArray.h"
 
 #include <afx.h>
+
+#include <string>
 
 class WEFTCORE_API FindFileThread
 {
@@ -62,6 +70,8 @@ protected:
 
 private:
     static unsigned int FindFileThreadFunc(void* self);
+    // The scan by wide names; path is the same directory in the form the results take.
+    void SearchDir(const CString& path, const std::wstring& widePath);
     // Under the mutex: appends the result and tells its index.
     void Report(const CString& path);
     bool MustLeave() const;

@@ -1,11 +1,13 @@
 #include "watchers/FSMonitorThread.h"
 
 #include "frame/ReadyThreadSupport.h"
+#include "module/CodePageNames.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
 #include "weftbase/SystemUtils.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -19,9 +21,10 @@ const char* const LogFileTooShort = "{15FAC0C8-60A5-4BA7-98CC-FD0405879D51}";
 const char* const LogFileDirMissing = "{87512771-E8B7-4CF6-8292-42E9654F14EA}";
 const char* const LogEventFailed = "{F56856F2-83B0-43BF-94D1-5893C200AE32}";
 const char* const LogResetFailed = "{688F718F-19F6-40AF-B8F2-736B9E51A86E}";
+// A changed entry the code page cannot name, whose path has no short form (it is gone): no record.
+const char* const LogNameLeftOut = "{BAA649D5-3A65-4AC0-931C-DFF609ACBA49}";
 
 constexpr unsigned long ChangeBufferSize = 0x400;
-constexpr int NameBufferSize = 0x104;
 constexpr unsigned long FileFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_ATTRIBUTES |
                                      FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
 constexpr unsigned long TreeFilter = FileFilter | FILE_NOTIFY_CHANGE_DIR_NAME;
@@ -41,21 +44,33 @@ void LogWithError(const char* line)
     Log((CString(line) + error).GetString());
 }
 
-// The narrow form of an entry's name. It goes through the fixed buffer; a name whose narrow form
-// does not fit there is converted whole instead of cut, so that no record names the wrong file.
-CString Narrow(const wchar_t* text, int length, char* buffer)
+// The code-page form of an entry's name (below a subtree, a relative path) in a form that opens
+// the entry: the name itself if the code page holds it exactly, else the short form of the path,
+// of which only the name's own components are taken, so that the watched folder stays as the
+// caller gave it. False if neither: an entry that is gone has no short form.
+bool EntryName(const std::wstring& dir, const wchar_t* name, int length, CString& out)
 {
-    if (length == 0)
-        return CString();
-    const int written = ::WideCharToMultiByte(CP_ACP, 0, text, length, buffer, NameBufferSize, nullptr, nullptr);
-    if (written > 0)
-        return CString(buffer, written);
-    const int needed = ::WideCharToMultiByte(CP_ACP, 0, text, length, nullptr, 0, nullptr, nullptr);
-    if (needed <= 0)
-        return CString();
-    std::string whole(static_cast<size_t>(needed), '\0');
-    ::WideCharToMultiByte(CP_ACP, 0, text, length, whole.data(), needed, nullptr, nullptr);
-    return CString(whole.data(), needed);
+    if (CodePageNames::Exact(name, length, out))
+        return true;
+    const std::wstring full = dir + std::wstring(name, static_cast<size_t>(length));
+    if (full.size() >= MAX_PATH)
+        return false;  // the plain form the call takes
+    std::wstring shortPath(MAX_PATH, L'\0');
+    DWORD n = ::GetShortPathNameW(full.c_str(), shortPath.data(), MAX_PATH);
+    if (n >= MAX_PATH)  // a short name can be longer than the long one
+    {
+        shortPath.resize(n);
+        n = ::GetShortPathNameW(full.c_str(), shortPath.data(), n);
+    }
+    if (n == 0 || n >= shortPath.size())
+        return false;
+    // The start of the name's components: just past the separator before the first of them.
+    long long separators = std::count(name, name + length, L'\\');
+    size_t at = n;
+    for (; at > 0; --at)
+        if (shortPath[at - 1] == L'\\' && separators-- == 0)
+            break;
+    return at > 0 && CodePageNames::Exact(shortPath.data() + at, static_cast<int>(n - at), out);
 }
 }  // namespace
 
@@ -210,18 +225,20 @@ void FSMonitorThread::DoWork()
     const bool subtree = m_bSubtree && !m_bSingleFile;
     const unsigned long filter = subtree ? TreeFilter : FileFilter;
     alignas(DWORD) char changes[ChangeBufferSize];
-    char name[NameBufferSize];
-    std::memset(name, 0, sizeof name);
     const CString wanted = m_bSingleFile ? FileUtils::ParseFileNameFromPath(m_strPath, true) : CString();
+    const std::wstring dir =
+        CodePageNames::Wide(m_bSingleFile ? DirUtils::ParsePathFromFile(m_strPath).GetString() : m_strPath.GetString());
 
-    bool reading = Read(changes, subtree, filter, overlapped);
-    while (reading && !ReadyThreadSupport::StopRequested(m_pWorker))
+    // Whether a read is out whose end the thread has not taken yet.
+    bool pending = Read(changes, subtree, filter, overlapped);
+    while (pending && !ReadyThreadSupport::StopRequested(m_pWorker))
     {
         DWORD bytes = 0;
         const BOOL done = ::GetOverlappedResult(m_hDir, &overlapped, &bytes, TRUE);
         const DWORD error = done ? ERROR_SUCCESS : ::GetLastError();
+        pending = false;
         if (done && bytes > 0)
-            Walk(changes, bytes, wanted, name);
+            Walk(changes, bytes, wanted, dir);
         else if ((done || error == ERROR_NOTIFY_ENUM_DIR) && !ReadyThreadSupport::StopRequested(m_pWorker))
         {
             // The system dropped changes it could not hold: the owner must look again.
@@ -238,12 +255,21 @@ void FSMonitorThread::DoWork()
         }
         if (ReadyThreadSupport::StopRequested(m_pWorker))
             break;
-        reading = Read(changes, subtree, filter, overlapped);
+        pending = Read(changes, subtree, filter, overlapped);
+    }
+    // A read still out refers to the event and to the buffer on this stack: it is cancelled and
+    // its end waited for before either goes.
+    if (pending)
+    {
+        DWORD bytes = 0;
+        ::CancelIoEx(m_hDir, &overlapped);
+        ::GetOverlappedResult(m_hDir, &overlapped, &bytes, TRUE);
     }
     ::CloseHandle(overlapped.hEvent);
 }
 
-void FSMonitorThread::Walk(const char* changes, unsigned long bytes, const CString& wanted, char* name) const
+void FSMonitorThread::Walk(const char* changes, unsigned long bytes, const CString& wanted,
+                           const std::wstring& dir) const
 {
     if (bytes > ChangeBufferSize)
         bytes = ChangeBufferSize;
@@ -253,15 +279,17 @@ void FSMonitorThread::Walk(const char* changes, unsigned long bytes, const CStri
         const auto* entry = reinterpret_cast<const FILE_NOTIFY_INFORMATION*>(changes + offset);
         if (entry->FileNameLength > bytes - offset - EntryHeader)
             return;
-        const CString converted = Narrow(entry->FileName, static_cast<int>(entry->FileNameLength / 2), name);
+        // Names are looked up only while someone is told.
         if (MayTell())
         {
-            if (!m_bSingleFile)
+            CString converted;
+            if (!EntryName(dir, entry->FileName, static_cast<int>(entry->FileNameLength / 2), converted))
+                Log(LogNameLeftOut);
+            else if (!m_bSingleFile)
                 Tell(entry->Action, m_strPath + converted);
             else if (wanted.Compare(converted) == 0)
                 Tell(entry->Action, m_strPath);
         }
-        std::memset(name, 0, NameBufferSize);
         if (entry->NextEntryOffset == 0)
             return;
         offset += entry->NextEntryOffset;

@@ -12,6 +12,12 @@
 // file's name, case included, count. A rename gives two records: the old path (action 4), then
 // the new one (action 5). Directory names are watched only with the subtree.
 //
+// Names outside the code page. A name is converted exactly (never a best-fit or '?' form). One
+// the code page cannot hold is given by its short form: GetPath() followed by the short names
+// of the name's components, which open the same entry (and in single-file mode that form is
+// compared with the file's name). An entry with neither form, as one already removed or renamed
+// away, gives no record; AppLogger::m_pInstance, if set, gets a line for it.
+//
 // Dropped changes. When the system had more changes than one read holds, it drops them and
 // reports none of their names. The monitor then sends one record with FILE_ACTION_MODIFIED and
 // GetPath() itself as the path: the directory (or the file) changed in ways no longer listed,
@@ -27,10 +33,13 @@
 // then has no thread and every operation is safe; AppLogger::m_pInstance, if set, gets a line.
 //
 // Threads. The owner's thread calls the members; GetPath is safe at all times. Stop(timeout)
-// cancels the pending read, resumes a paused thread, asks it to end and waits up to timeout ms;
-// a thread still running then is handed to TerminateThread. A read issued just after the cancel
-// is cancelled again while Stop waits, so a stop never hangs on a quiet directory. The
-// destructor stops the same way but waits without limit, then closes the directory handle.
+// asks the thread to end (which resumes a paused thread), then cancels the pending read, and
+// waits up to timeout ms, cancelling again every 10 ms, so that a read issued just before the
+// thread saw the stop never holds it on a quiet directory; a thread still running after the
+// time-out is handed to TerminateThread. The thread, as it ends, cancels a read it still has out
+// and waits for that read's end before it closes the read's event and leaves its stack, where
+// the read's buffer lies. The destructor stops the same way but waits without limit, then
+// closes the directory handle.
 #pragma once
 
 #include "frame/MTWorkerThread.h"
@@ -38,6 +47,8 @@
 #include "weftbase/SmartHANDLE.h"
 
 #include <afx.h>
+
+#include <string>
 
 class WEFTCORE_API FSMonitorThread
 {
@@ -71,8 +82,8 @@ private:
     static unsigned int FSMonitorThreadFunc(void* self);
     // Reads one buffer of changes; false if the read could not be issued.
     bool Read(void* buffer, bool subtree, unsigned long filter, OVERLAPPED& overlapped);
-    // Sends one record per counting entry of the bytes delivered.
-    void Walk(const char* changes, unsigned long bytes, const CString& wanted, char* name) const;
+    // Sends one record per counting entry of the bytes delivered; dir is the watched directory.
+    void Walk(const char* changes, unsigned long bytes, const CString& wanted, const std::wstring& dir) const;
     bool MayTell() const;
     // Makes and sends one record; frees it if the send fails.
     void Tell(unsigned long action, const CString& path) const;

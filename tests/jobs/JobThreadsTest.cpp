@@ -12,6 +12,12 @@ using Lines = std::vector<std::string>;
 
 const UINT FindMsg = WM_APP + 61, SumMsg = WM_APP + 62, DelMsg = WM_APP + 63;
 
+// An ASCII path in UTF-16.
+static std::wstring Wide(const std::string& path)
+{
+    return std::wstring(path.begin(), path.end());
+}
+
 // Makes each path below root: a directory if it ends in '\', else a file holding its own name.
 static void MakeTree(const std::string& root, std::initializer_list<std::string> paths)
 {
@@ -76,6 +82,30 @@ TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEnd)
     }
 }
 
+// A name the code page cannot hold comes by its short name (where the volume has one; else the
+// entry is logged): each result opens the file found, never one that a best-fit form names.
+TEST_F(FindFileThreadTest, NamesOutsideTheCodePageComeInAFormThatOpensTheFileFound)
+{
+    MakeTree(root, {"escape.txt", "odd\\in\\"});  // escape.txt is what "odd\in\..\..\escape.txt" would name
+    const std::wstring odd = Wide(root) + L"odd\\";
+    CreateDirectoryW((odd + L"\xFF0E\xFF0E").c_str(), nullptr);
+    for (const wchar_t* name : {L"a\xFF3C" L"b.txt", L"c\xFF0F" L"d.txt", L"g\x2215" L"h.txt",
+                                L"in\\..\xFF3C..\xFF3C" L"escape.txt", L"\xFF0E\xFF0E\\x.txt"})
+        WriteBytes(odd + name, "found");
+    wchar_t shortPath[MAX_PATH] = {};
+    const bool shortNames = GetShortPathNameW((odd + L"\xFF0E\xFF0E").c_str(), shortPath, MAX_PATH) &&
+                            odd + L"\xFF0E\xFF0E" != shortPath;
+    auto log = std::make_unique<AppLogger>((root + "log").c_str());
+    AppLogger::m_pInstance = log.get();
+    FindFileThread finder(FindMsg, owner.Handle(), -61, 0);
+    Find(finder, "odd");
+    for (const std::string& found : Results(finder, shortNames ? 5 : 0))
+        EXPECT_TRUE(ReadBytes(root + found) == "found" && found.find("..") == std::string::npos) << found;
+    AppLogger::m_pInstance = nullptr;
+    log.reset();
+    EXPECT_EQ(!shortNames, ReadBytes(root + "log").starts_with("{17165AEB-488E-417D-95BD-8B37E8788F37}"));
+}
+
 // A new request makes a paced search give way at its next entry with its last message, then runs
 // twice, as it came during a search. A stop ends a search with no last message.
 TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSilently)
@@ -99,14 +129,18 @@ TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSile
     EXPECT_TRUE(owner.Flush() && owner.Count() == before + 1) << "a message after the stop";
 }
 
-// Every file counts, hidden ones too, at every level, with its bytes, anew in each run; the present
-// directory named again (in other case) starts nothing; a path that is no directory cancels.
+// Every file counts, hidden ones too, at every level, whatever its name, with its bytes, anew in each
+// run; the present directory named again (in other case) starts nothing; a path that is no
+// directory cancels.
 TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
 {
     OwnerWindow owner;
     TempDir dir("summary");
     const std::string r = dir.Path();
     MakeTree(r, {"tree\\abc", "tree\\sub\\hello", "tree\\sub\\deep\\x", "tree\\sub\\deep\\hidden"});
+    const std::wstring dots = Wide(r) + L"tree\\\xFF0E\xFF0E";  // 1252 best fit gives ".."
+    CreateDirectoryW(dots.c_str(), nullptr);
+    WriteBytes(dots + L"\\a\xFF3C" L"b", "odd");
     SetFileAttributesA((r + "tree\\sub\\deep\\hidden").c_str(), FILE_ATTRIBUTE_HIDDEN);
     const SYSTEMTIME at = {2001, 2, 0, 3, 4, 5, 6, 0};
     FILETIME written;
@@ -120,8 +154,8 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
         summary.GatherInfo();
         const auto m = owner.Next();
         ASSERT_TRUE(m && m->wParam == 7 && m->lParam == -7);
-        EXPECT_EQ(4u, summary.GetFileCount());
-        EXPECT_EQ(CString("57 bytes"), summary.GetDirUsesSpace());  // each file holds its own path
+        EXPECT_EQ(5u, summary.GetFileCount());
+        EXPECT_EQ(CString("60 bytes"), summary.GetDirUsesSpace());  // each file holds its own path
         EXPECT_EQ(CString("2001-02-03 04:05:06"), summary.GetOldestFileDate().Format());
         summary.SetDir((r + "TREE\\").c_str());
         EXPECT_FALSE(owner.Next(MustNotHappenMs()).has_value());
