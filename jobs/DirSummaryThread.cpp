@@ -1,7 +1,7 @@
 #include "jobs/DirSummaryThread.h"
 
-#include "locks/MTAutoLock.h"
 #include "frame/ReadyThreadSupport.h"
+#include "locks/MTAutoLock.h"
 #include "module/CodePageNames.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/LocaleUtils.h"

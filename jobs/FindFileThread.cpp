@@ -1,7 +1,7 @@
 #include "jobs/FindFileThread.h"
 
-#include "locks/MTAutoLock.h"
 #include "frame/ReadyThreadSupport.h"
+#include "locks/MTAutoLock.h"
 #include "module/CodePageNames.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
@@ -9,6 +9,7 @@
 #include "weftbase/StringUtils.h"
 
 #include <atomic>
+#include <climits>
 #include <utility>
 #include <vector>
 
@@ -210,7 +211,9 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
             ::Sleep(25);
             m_nEntriesSincePause = 0;
         }
-        ++m_nEntriesSincePause;
+        // Without pauses nothing resets the count: it stops at its top instead of overflowing.
+        if (m_nEntriesSincePause < INT_MAX)
+            ++m_nEntriesSincePause;
         if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
             if (!m_run.recurse || CodePageNames::IsDots(entry.cFileName) || !OpeningName(entry, name))

@@ -1,7 +1,7 @@
 #include "jobs/ShellExecuteThread.h"
 
-#include "module/CodedTexts.h"
 #include "frame/ReadyThreadSupport.h"
+#include "module/CodedTexts.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/ExeUtils.h"

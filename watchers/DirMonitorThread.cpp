@@ -1,7 +1,7 @@
 #include "watchers/DirMonitorThread.h"
 
-#include "locks/MTAutoLock.h"
 #include "frame/ReadyThreadSupport.h"
+#include "locks/MTAutoLock.h"
 #include "weftbase/DebugUtils.h"
 #include "weftbase/DirUtils.h"
 

@@ -1,8 +1,8 @@
 #include "watchers/RegMonitorThread.h"
 
 #include "frame/MTWaitableCollection.h"
-#include "module/CodedTexts.h"
 #include "frame/ReadyThreadSupport.h"
+#include "module/CodedTexts.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/RegistryUtils.h"
 #include "weftbase/StringUtils.h"
