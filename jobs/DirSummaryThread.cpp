@@ -2,7 +2,7 @@
 
 #include "frame/ReadyThreadSupport.h"
 #include "locks/MTAutoLock.h"
-#include "module/CodePageNames.h"
+#include "weftbase/CodePageText.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/LocaleUtils.h"
 #include "weftbase/NumberTextConv.h"
@@ -216,7 +216,7 @@ CString DirSummaryThread::PercentText(double value) const
 
 void DirSummaryThread::DoDirAnalysisImpl(const CString& path)
 {
-    WalkDir(CodePageNames::Wide(path));
+    WalkDir(CodePageText::ToWide(path));
 }
 
 void DirSummaryThread::WalkDir(const std::wstring& path)
@@ -236,7 +236,7 @@ void DirSummaryThread::WalkDir(const std::wstring& path)
         if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
             // Only the real dots: a name of two fullwidth full stops is a directory like any other.
-            if (!CodePageNames::IsDots(entry.cFileName))
+            if (!CodePageText::IsDots(entry.cFileName))
                 WalkDir(path + entry.cFileName + L"\\");
             continue;
         }

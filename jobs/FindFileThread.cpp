@@ -2,7 +2,7 @@
 
 #include "frame/ReadyThreadSupport.h"
 #include "locks/MTAutoLock.h"
-#include "module/CodePageNames.h"
+#include "weftbase/CodePageText.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
@@ -33,9 +33,9 @@ const char* const LogNameLeftOut = "{17165AEB-488E-417D-95BD-8B37E8788F37}";
 // else its short name; false if neither.
 bool OpeningName(const WIN32_FIND_DATAW& entry, CString& name)
 {
-    if (CodePageNames::Exact(entry.cFileName, -1, name))
+    if (CodePageText::ToCodePage(entry.cFileName, -1, name))
         return true;
-    if (CodePageNames::Exact(entry.cAlternateFileName, -1, name) && !name.IsEmpty())
+    if (CodePageText::ToCodePage(entry.cAlternateFileName, -1, name) && !name.IsEmpty())
         return true;
     if (AppLogger::m_pInstance != nullptr)
         AppLogger::m_pInstance->AddLine(LogNameLeftOut);
@@ -179,7 +179,7 @@ void FindFileThread::Report(const CString& path)
 
 void FindFileThread::ThreadDoSearchImpl(const CString& path)
 {
-    SearchDir(path, CodePageNames::Wide(path));
+    SearchDir(path, CodePageText::ToWide(path));
 }
 
 void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath)
@@ -216,7 +216,7 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
             ++m_nEntriesSincePause;
         if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
-            if (!m_run.recurse || CodePageNames::IsDots(entry.cFileName) || !OpeningName(entry, name))
+            if (!m_run.recurse || CodePageText::IsDots(entry.cFileName) || !OpeningName(entry, name))
                 continue;
             CString sub = path + name;
             DirUtils::EnsureTrailingBackslash(sub);

@@ -1,7 +1,7 @@
 #include "watchers/FSMonitorThread.h"
 
 #include "frame/ReadyThreadSupport.h"
-#include "module/CodePageNames.h"
+#include "weftbase/CodePageText.h"
 #include "weftbase/AppLogger.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
@@ -50,7 +50,7 @@ void LogWithError(const char* line)
 // caller gave it. False if neither: an entry that is gone has no short form.
 bool EntryName(const std::wstring& dir, const wchar_t* name, int length, CString& out)
 {
-    if (CodePageNames::Exact(name, length, out))
+    if (CodePageText::ToCodePage(name, length, out))
         return true;
     const std::wstring full = dir + std::wstring(name, static_cast<size_t>(length));
     if (full.size() >= MAX_PATH)
@@ -70,7 +70,7 @@ bool EntryName(const std::wstring& dir, const wchar_t* name, int length, CString
     for (; at > 0; --at)
         if (shortPath[at - 1] == L'\\' && separators-- == 0)
             break;
-    return at > 0 && CodePageNames::Exact(shortPath.data() + at, static_cast<int>(n - at), out);
+    return at > 0 && CodePageText::ToCodePage(shortPath.data() + at, static_cast<int>(n - at), out);
 }
 }  // namespace
 
@@ -227,7 +227,7 @@ void FSMonitorThread::DoWork()
     alignas(DWORD) char changes[ChangeBufferSize];
     const CString wanted = m_bSingleFile ? FileUtils::ParseFileNameFromPath(m_strPath, true) : CString();
     const std::wstring dir =
-        CodePageNames::Wide(m_bSingleFile ? DirUtils::ParsePathFromFile(m_strPath).GetString() : m_strPath.GetString());
+        CodePageText::ToWide(m_bSingleFile ? DirUtils::ParsePathFromFile(m_strPath).GetString() : m_strPath.GetString());
 
     // Whether a read is out whose end the thread has not taken yet.
     bool pending = Read(changes, subtree, filter, overlapped);

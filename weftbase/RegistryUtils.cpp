@@ -1,5 +1,7 @@
 #include "weftbase/RegistryUtils.h"
 
+#include "weftbase/CodePageText.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -48,44 +50,6 @@ CString Join(const char* key, const char* child)
     return path + child;
 }
 
-// Converts length characters to the code page without best fit: a character that the code page
-// lacks becomes the default character, never a look-alike (a fullwidth "x" as "x", a fullwidth
-// backslash as "\") that would name another key or value. Writes into out when it is not null.
-// Gives the byte count (0 for nothing or a failure); exact false if a character was lacking.
-int ToCodePage(const wchar_t* text, int length, char* out, int size, bool& exact)
-{
-    exact = true;
-    if (length <= 0)
-        return 0;
-    // UTF-8 holds every character but a lone surrogate, which WC_ERR_INVALID_CHARS refuses; the
-    // best-fit flag and the used-default test are not allowed with it.
-    if (::GetACP() == CP_UTF8)
-    {
-        const int n = ::WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text, length, out, size, nullptr, nullptr);
-        if (n > 0)
-            return n;
-        exact = false;
-        return ::WideCharToMultiByte(CP_UTF8, 0, text, length, out, size, nullptr, nullptr);
-    }
-    BOOL usedDefault = FALSE;
-    const int n = ::WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text, length, out, size, nullptr, &usedDefault);
-    exact = n > 0 && !usedDefault;
-    return n;
-}
-
-// A name in the code page; true if it converted exactly, so that the narrow calls find it by
-// this text.
-bool Narrow(const wchar_t* text, int length, CString& out)
-{
-    out.Empty();
-    bool exact = true;
-    const int size = ToCodePage(text, length, nullptr, 0, exact);
-    if (size <= 0)
-        return exact && length <= 0;
-    out.ReleaseBuffer(ToCodePage(text, length, out.GetBufferSetLength(size), size, exact));
-    return exact && out.GetLength() == size;
-}
-
 // The text of value data read wide: the three text types are put in the code page first, their
 // zeros kept, so that FormatValue reads what the narrow calls would give; other types as stored.
 // An odd last byte of text data is no character and goes.
@@ -95,12 +59,10 @@ CString FormatWide(unsigned long type, const unsigned char* data, unsigned long 
         return RegistryUtils::FormatValue(type, data, size, expand);
     std::vector<wchar_t> wide(size / 2);
     std::memcpy(wide.data(), data, wide.size() * sizeof(wchar_t));
-    const int length = static_cast<int>(wide.size());
-    bool exact = true;
-    std::vector<char> text(static_cast<size_t>(std::max(ToCodePage(wide.data(), length, nullptr, 0, exact), 0)));
-    const int n = ToCodePage(wide.data(), length, text.data(), static_cast<int>(text.size()), exact);
-    return RegistryUtils::FormatValue(type, reinterpret_cast<const unsigned char*>(text.data()),
-                                      static_cast<unsigned long>(std::max(n, 0)), expand);
+    CString text;
+    CodePageText::ToCodePage(wide.data(), static_cast<int>(wide.size()), text);
+    return RegistryUtils::FormatValue(type, reinterpret_cast<const unsigned char*>(text.GetString()),
+                                      static_cast<unsigned long>(text.GetLength()), expand);
 }
 
 // Lists the keys below key into list. False if a key of the tree exists but could not be listed
@@ -132,7 +94,7 @@ bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive,
                 complete = false;
                 break;
             }
-            if (Narrow(name, static_cast<int>(length), narrow))
+            if (CodePageText::ToCodePage(name, static_cast<int>(length), narrow))
                 children.push_back(narrow);
             else if (leftOut < ULONG_MAX)
                 ++leftOut;
@@ -213,7 +175,7 @@ bool ListValues(HKEY root, const char* key, bool withData, bool expand, unsigned
         if (code != ERROR_SUCCESS)
             return false;
         retries = 0;
-        if (Narrow(name.data(), static_cast<int>(length), narrow))
+        if (CodePageText::ToCodePage(name.data(), static_cast<int>(length), narrow))
         {
             if (!withData)
                 found(narrow, CString());
