@@ -1,8 +1,14 @@
 #include "weftbase/DirUtils.h"
 
 #include "weftbase/PathText.h"
+#include "weftbase/SmartHANDLE.h"
 #include "weftbase/SystemUtils.h"
 #include "weftbase/ZipWriter.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -13,32 +19,6 @@ bool IsLetter(char c)
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-// "C:\", "C:", "\", "\\server\share\" and the like: places that must never be emptied.
-bool IsRoot(const CString& path)
-{
-    CString p = PathText::WithoutTrailingSeparators(path);
-    bool separatorsOnly = true;
-    for (int i = 0; i < p.GetLength(); ++i)
-        separatorsOnly = separatorsOnly && PathText::IsSeparator(p[i]);
-    if (separatorsOnly)
-        return true;
-    if (p.GetLength() == 2 && p[1] == ':')
-        return true;
-    if (p.Left(4) == "\\\\?\\")
-        p = p.Mid(4);
-    if (p.GetLength() == 2 && p[1] == ':')
-        return true;
-    if (p.GetLength() > 2 && PathText::IsSeparator(p[0]) && PathText::IsSeparator(p[1]))
-    {
-        // \\server\share: a root when there is at most one separator after the server.
-        int separators = 0;
-        for (int at = PathText::FindChar(p, "\\/", 2); at >= 0; at = PathText::FindChar(p, "\\/", at + 1))
-            ++separators;
-        return separators <= 1;
-    }
-    return false;
-}
-
 // The path without its trailing separators, for the calls that name a directory itself.
 std::wstring WithoutTrailingSeparators(std::wstring path)
 {
@@ -46,6 +26,58 @@ std::wstring WithoutTrailingSeparators(std::wstring path)
         path.pop_back();
     return path;
 }
+
+// "C:\", "C:", "\", "\\server\share\" and their device forms ("\\?\C:\", "\\.\C:\",
+// "\\?\UNC\server\share", "\\?\Volume{...}\", "\\?\GLOBALROOT\Device\HarddiskVolume1\"): places
+// that must never be emptied. Tested on UTF-16, where no character hides a separator.
+bool IsRoot(std::wstring p)
+{
+    p = WithoutTrailingSeparators(p);
+    std::replace(p.begin(), p.end(), L'/', L'\\');
+    const auto startsWith = [&p](const wchar_t* head) {
+        const int n = static_cast<int>(std::wcslen(head));
+        return p.size() >= size_t(n) && ::CompareStringOrdinal(p.c_str(), n, head, n, TRUE) == CSTR_EQUAL;
+    };
+    const auto separatorsFrom = [&p](size_t from) { return std::count(p.begin() + from, p.end(), L'\\'); };
+    if (startsWith(L"\\\\.\\"))
+        p[2] = L'?';  // one device namespace, two prefixes
+    if (startsWith(L"\\\\?\\UNC\\"))
+        p.erase(2, 6);  // "\\?\UNC\server\share" is "\\server\share"
+    if (startsWith(L"\\\\?\\GLOBALROOT\\"))
+        return separatorsFrom(15) <= 1;  // a device ("Device\HarddiskVolume1") or less
+    if (startsWith(L"\\\\?\\"))
+        return separatorsFrom(4) == 0;  // a drive or a volume ("C:", "Volume{...}")
+    if (startsWith(L"\\\\"))
+        return separatorsFrom(2) <= 1;  // a server or a share
+    return p.empty() || (p.size() == 2 && p[1] == L':');
+}
+
+// A directory that is no junction or other link: the only kind a walk enters.
+bool IsRealDirectory(DWORD attributes)
+{
+    return (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == FILE_ATTRIBUTE_DIRECTORY;
+}
+
+// A directory of a deletion, open from its listing until it is removed. The handle shares reading
+// and writing but not deletion, so the directory cannot be renamed or replaced while it is held:
+// what is emptied is what was checked and listed.
+struct Folder
+{
+    struct Entry
+    {
+        std::wstring name;
+        DWORD attributes;
+    };
+    Folder(std::wstring pathIn, const CString& shownIn) : path(std::move(pathIn)), shown(shownIn) {}
+
+    std::wstring path;  // extended form, no trailing separator
+    CString shown;      // as the caller gave it, no trailing separator
+    SmartHANDLE handle;
+    DWORD attributes = 0;
+    std::vector<Entry> batch;  // listed and not yet taken
+    size_t next = 0;
+    bool empty = true;
+};
 
 // Deletion works on the extended wide form of each path, so a tree is reached at any depth and
 // with names outside the code page; failures name the path as the caller gave it.
@@ -59,6 +91,7 @@ struct DeleteRun
     unsigned long long dirs = 0;
     CString error;
     bool stopped = false;
+    std::vector<LONGLONG> listing = std::vector<LONGLONG>(8192);  // 64 KB, aligned as the records need
 
     void Fail(const CString& shown, DWORD code)
     {
@@ -84,46 +117,93 @@ struct DeleteRun
         return ::SetFileAttributesW(path.c_str(), (attributes & ~ProtectedAttributes) | FILE_ATTRIBUTE_NORMAL) ||
                (Fail(shown, ::GetLastError()), false);
     }
-    // Empties dir (ending in a separator). True if it is empty afterwards.
-    bool Empty(const std::wstring& dir, const CString& shown)
+    // Opens the directory or link at folder.path itself, never what a link leads to, and takes its
+    // attributes from the open handle.
+    bool Open(Folder& folder, const CString& shown)
     {
-        WIN32_FIND_DATAW data;
-        HANDLE find = ::FindFirstFileW((dir + L"*").c_str(), &data);
-        if (find == INVALID_HANDLE_VALUE)
+        folder.handle = ::CreateFileW(folder.path.c_str(), FILE_LIST_DIRECTORY | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+        BY_HANDLE_FILE_INFORMATION info;
+        if (!folder.handle.IsValid() || !::GetFileInformationByHandle(folder.handle, &info))
         {
             Fail(shown, ::GetLastError());
             return false;
         }
-        bool empty = true;
-        do
+        folder.attributes = info.dwFileAttributes;
+        return true;
+    }
+    // The folder's next entry but "." and "..", listed through its handle; false at the end.
+    bool Next(Folder& folder, Folder::Entry& entry)
+    {
+        while (folder.next == folder.batch.size())
         {
-            if (StopAsked())
+            folder.batch.clear();
+            folder.next = 0;
+            const DWORD bytes = static_cast<DWORD>(listing.size() * sizeof(LONGLONG));
+            if (!::GetFileInformationByHandleEx(folder.handle, FileIdBothDirectoryInfo, listing.data(), bytes))
             {
-                empty = false;
-                break;
-            }
-            const std::wstring name(data.cFileName);
-            if (name == L"." || name == L"..")
-                continue;
-            const std::wstring full = dir + name;
-            const CString fullShown = shown + PathText::Narrow(name);
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-            {
-                // A link is removed as a link; only a real directory is emptied first.
-                const bool link = (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-                if (!link && !Empty(full + L"\\", fullShown + "\\"))
+                const DWORD code = ::GetLastError();
+                if (code != ERROR_NO_MORE_FILES)
                 {
-                    empty = false;
-                    continue;
+                    Fail(folder.shown, code);
+                    folder.empty = false;
                 }
-                if (!Unprotect(full, fullShown, data.dwFileAttributes) || !Remove(full, fullShown))
-                    empty = false;
+                return false;
             }
-            else if (!Unprotect(full, fullShown, data.dwFileAttributes) || !DeleteOne(full, fullShown))
-                empty = false;
-        } while (::FindNextFileW(find, &data));
-        ::FindClose(find);
-        return empty;
+            for (const BYTE* at = reinterpret_cast<const BYTE*>(listing.data());;)
+            {
+                const auto* info = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(at);
+                std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
+                if (name != L"." && name != L"..")
+                    folder.batch.push_back({std::move(name), info->FileAttributes});
+                if (info->NextEntryOffset == 0)
+                    break;
+                at += info->NextEntryOffset;
+            }
+        }
+        entry = std::move(folder.batch[folder.next++]);
+        return true;
+    }
+    // Empties the open folder. A directory below is entered only if its own handle, opened once and
+    // held until it is removed, says it is no link; the open ones wait on a stack of their own, so
+    // the thread's stack bounds no depth. True if the folder is empty afterwards.
+    bool Empty(Folder& top)
+    {
+        std::vector<Folder> below;
+        for (;;)
+        {
+            Folder& folder = below.empty() ? top : below.back();
+            Folder::Entry entry;
+            if (StopAsked())
+                folder.empty = false;
+            else if (Next(folder, entry))
+            {
+                Folder item(folder.path + L"\\" + entry.name, folder.shown + "\\" + PathText::Narrow(entry.name));
+                item.attributes = entry.attributes;
+                if (IsRealDirectory(entry.attributes) && !Open(item, item.shown))
+                    folder.empty = false;
+                else if (IsRealDirectory(item.attributes))
+                    below.push_back(std::move(item));
+                else if (!RemoveItem(item))
+                    folder.empty = false;
+                continue;
+            }
+            if (below.empty())
+                return folder.empty;
+            Folder done = std::move(folder);
+            below.pop_back();
+            Folder& parent = below.empty() ? top : below.back();
+            parent.empty = done.empty && RemoveItem(done) && parent.empty;
+        }
+    }
+    // Removes a file, an emptied directory, or a link as a link.
+    bool RemoveItem(Folder& item)
+    {
+        item.handle.Close();
+        return Unprotect(item.path, item.shown, item.attributes) &&
+               ((item.attributes & FILE_ATTRIBUTE_DIRECTORY) ? Remove(item.path, item.shown)
+                                                              : DeleteOne(item.path, item.shown));
     }
     bool Remove(const std::wstring& dir, const CString& shown)
     {
@@ -243,25 +323,25 @@ CString DirUtils::DeleteDirectory(const char* path, unsigned long flags, HANDLE 
         run.Fail(dir, ERROR_INVALID_PARAMETER);
     else if (!PathText::FitsLimit(path))
         run.Fail(dir, ERROR_FILENAME_EXCED_RANGE);
-    else if (IsRoot(dir) || IsRoot(PathText::FullPath(dir)))
+    else if (IsRoot(PathText::Wide(dir)) || IsRoot(PathText::Wide(PathText::FullPath(dir))))
         run.Fail(dir, ERROR_ACCESS_DENIED);  // also names that resolve to a root, such as C:\dir\..
     else
     {
-        const DWORD attributes = ::GetFileAttributesA(dir);
-        if (attributes == INVALID_FILE_ATTRIBUTES)
+        Folder top(WithoutTrailingSeparators(PathText::Extended(PathText::Wide(dir))),
+                   PathText::WithoutTrailingSeparators(dir));
+        top.attributes = ::GetFileAttributesA(dir);
+        if (top.attributes == INVALID_FILE_ATTRIBUTES)
             run.Fail(dir, ::GetLastError());
-        else if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
+        else if (!(top.attributes & FILE_ATTRIBUTE_DIRECTORY))
             run.Fail(dir, ERROR_DIRECTORY);
-        else
+        // A link is removed as a link; a directory is emptied first, once its own handle says it is
+        // no link either.
+        else if (!IsRealDirectory(top.attributes) ||
+                 (run.Open(top, dir) && (!IsRealDirectory(top.attributes) || run.Empty(top))))
         {
-            CString shown(dir);
-            EnsureTrailingBackslash(shown);
-            const std::wstring self = WithoutTrailingSeparators(PathText::Extended(PathText::Wide(dir)));
-            const bool link = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-            const bool empty = link || run.Empty(self + L"\\", shown);
-            const CString selfShown = PathText::WithoutTrailingSeparators(dir);
-            if (empty && !(flags & DeleteContentsOnly) && run.Unprotect(self, selfShown, attributes))
-                run.Remove(self, selfShown);
+            top.handle.Close();
+            if (!(flags & DeleteContentsOnly) && run.Unprotect(top.path, top.shown, top.attributes))
+                run.Remove(top.path, top.shown);
         }
     }
     if (run.stopped && run.error.IsEmpty())

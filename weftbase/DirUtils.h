@@ -50,11 +50,16 @@ public:
     static bool CreateDirectoryPath(const char* path);
 
     // Deletes the directory and its whole tree; flags as above. A junction or directory link in
-    // the tree is removed as a link: what it points to is never entered. hStop, if not null, is
-    // an event that stops the deletion between two entries (the text then tells of an aborted
-    // operation). pFiles and pDirs, if not null, get the number of files and directories deleted.
-    // Gives the empty text on full success, else "<path>: <system text>" of the first failure;
-    // the deletion goes on past a failure. Drive and share roots are refused (access denied).
+    // the tree is removed as a link: what it points to is never entered. Each directory is opened
+    // once and held, closed to renaming and deletion by others, from its listing to its removal;
+    // it is entered only if that handle says it is no link, so a directory replaced by a junction
+    // after its parent's listing is not entered either. Any depth: the walk keeps its own stack.
+    // hStop, if not null, is an event that stops the deletion between two entries (the text then
+    // tells of an aborted operation). pFiles and pDirs, if not null, get the number of files and
+    // directories deleted. Gives the empty text on full success, else "<path>: <system text>" of
+    // the first failure; the deletion goes on past a failure. Drive, share and volume roots are
+    // refused (access denied), also in their device forms: "C:\", "\\server\share", "\\?\C:\", "\\.\C:\",
+    // "\\?\UNC\server\share", "\\?\Volume{...}\", "\\?\GLOBALROOT\Device\HarddiskVolume1\".
     static CString DeleteDirectory(const char* path, unsigned long flags, HANDLE hStop,
                                    unsigned long long* pFiles, unsigned long long* pDirs);
 

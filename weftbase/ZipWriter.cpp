@@ -204,34 +204,51 @@ bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
 
 bool ZipWriter::AddTree(const std::wstring& dir, const std::wstring& prefix)
 {
-    if (m_bFailed)
-        return false;
-    WIN32_FIND_DATAW data;
-    HANDLE find = ::FindFirstFileW((dir + L"*").c_str(), &data);
-    if (find == INVALID_HANDLE_VALUE)
+    // The open listings wait on a stack of their own, so the thread's stack bounds no depth.
+    struct Listing
     {
-        m_bLeftOut = true;
-        return false;
-    }
+        HANDLE find;
+        std::wstring dir, prefix;
+        WIN32_FIND_DATAW data;  // the entry to take next
+    };
+    std::vector<Listing> open;
     bool ok = true;
-    do
+    const auto enter = [this, &open, &ok](const std::wstring& folder, const std::wstring& names) {
+        open.push_back({INVALID_HANDLE_VALUE, folder, names, {}});
+        open.back().find = ::FindFirstFileW((folder + L"*").c_str(), &open.back().data);
+        if (open.back().find == INVALID_HANDLE_VALUE)
+        {
+            open.pop_back();
+            m_bLeftOut = true;
+            ok = false;
+        }
+    };
+    enter(dir, prefix);
+    while (!open.empty() && !m_bFailed)
     {
-        const std::wstring name(data.cFileName);
+        Listing& listing = open.back();
+        const WIN32_FIND_DATAW data = listing.data;
+        const std::wstring name(data.cFileName), full = listing.dir + name, inArchive = listing.prefix + name;
+        if (!::FindNextFileW(listing.find, &listing.data))
+        {
+            ::FindClose(listing.find);
+            open.pop_back();
+        }
         if (name == L"." || name == L"..")
             continue;
-        const std::wstring full = dir + name;
         if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
-            ok = AddDirectoryEntry(full, prefix + name) && ok;
+            ok = AddDirectoryEntry(full, inArchive) && ok;
             // A junction or link is kept as an empty directory: following it could pack a tree
             // twice, or without end.
             if (!(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
-                ok = AddTree(full + L"\\", prefix + name + L"/") && ok;
+                enter(full + L"\\", inArchive + L"/");
         }
         else if (!IsOwnFile(full))
-            ok = AddFile(full, prefix + name, data) && ok;
-    } while (!m_bFailed && ::FindNextFileW(find, &data));
-    ::FindClose(find);
+            ok = AddFile(full, inArchive, data) && ok;
+    }
+    for (const Listing& listing : open)
+        ::FindClose(listing.find);
     return ok && !m_bFailed;
 }
 

@@ -6,9 +6,10 @@
 // so the output is replaced only by a complete archive. The temporary file is marked for deletion
 // from its creation until Finish has completed it, so it goes with its handle however the writer
 // ends: a failure, the destructor, or a thread ended by TerminateThread (at the end of its process).
-// Trees are walked with the wide functions on extended paths: any depth, any name; entry names
-// go from UTF-16 straight to UTF-8. An item that cannot be read is left out and makes Finish give
-// false; a failure to write the archive abandons it.
+// Trees are walked with the wide functions on extended paths, on a stack of the walk's own rather
+// than the thread's: any depth, any name; entry names go from UTF-16 straight to UTF-8. An item
+// that cannot be read is left out and makes Finish give false; a failure to write the archive
+// abandons it.
 #pragma once
 
 #include <afx.h>

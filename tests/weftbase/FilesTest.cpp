@@ -3,6 +3,8 @@
 #include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <winioctl.h>
 
 using namespace weft::test;
 
@@ -33,6 +35,31 @@ int FilesIn(const std::string& dir, DWORD* lastSize = nullptr)
             *lastSize = data.nFileSizeLow | data.nFileSizeHigh;
     FindClose(find);
     return n;
+}
+
+// The library's GetFileInformationByHandle: a folder named "turned" reads as a junction on its
+// handle, as one replaced by a junction after its parent's listing would.
+BOOL WINAPI InfoOfTurnedJunction(HANDLE file, BY_HANDLE_FILE_INFORMATION* info)
+{
+    wchar_t name[MAX_PATH + 1] = {};
+    const BOOL ok = GetFileInformationByHandle(file, info);
+    if (GetFinalPathNameByHandleW(file, name, MAX_PATH, 0) && std::wstring(name).ends_with(L"\\turned"))
+        info->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+    return ok;
+}
+
+// Makes the empty folder link a junction to target (a full path in ASCII).
+bool MakeJunction(const std::string& link, const std::string& target)
+{
+    const std::wstring to = L"\\??\\" + std::wstring(target.begin(), target.end());
+    const wchar_t n = static_cast<wchar_t>(to.size() * 2);
+    const std::wstring data = std::wstring{3, 0xA000, wchar_t(n + 12), 0, 0, n, wchar_t(n + 2), 0} + to + L'\0' + L'\0';
+    HANDLE h = CreateFileA(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    DWORD got = 0;
+    const BOOL made = DeviceIoControl(h, FSCTL_SET_REPARSE_POINT, const_cast<wchar_t*>(data.data()),
+                                      static_cast<DWORD>(data.size() * 2), nullptr, 0, &got, nullptr);
+    return CloseHandle(h) && made;
 }
 }  // namespace
 
@@ -74,10 +101,62 @@ TEST(DirUtilsTest, RootsAreRefused)
 {
     MTEvent stop(true, true);
     for (const char* root : {"C:\\", "C:", "c:/", "\\", "\\\\srv\\share", "\\\\srv\\share\\", "\\\\?\\C:\\",
-                             "C:\\windows\\system32\\..\\..\\"})
+                             "C:\\windows\\system32\\..\\..\\", "\\\\?\\UNC\\srv\\share", "\\\\?\\UNC\\srv\\share\\",
+                             "\\\\.\\UNC\\srv\\share\\", "\\\\.\\C:\\", "\\\\?\\GLOBALROOT\\Device\\HarddiskVolume1\\",
+                             "\\\\?\\Volume{00000000-0000-0000-0000-000000000043}",  // C: under Wine
+                             "\\\\?\\Volume{00000000-0000-0000-0000-000000000043}\\"})
         EXPECT_EQ(CString(root) + ": " + SystemUtils::GetLastError(ERROR_ACCESS_DENIED),
                   DirUtils::DeleteDirectory(root, DirUtils::DeleteContentsOnly, stop.GetHandle(), nullptr, nullptr))
             << root;
+}
+
+// A folder whose handle says junction (one replaced after its parent's listing) and a junction go
+// as links: what they lead to is never entered.
+TEST(DirUtilsTest, JunctionsGoAsLinksAndAreNeverEntered)
+{
+    TempDir dir("du");
+    const std::string tree = dir / "tree\\";
+    ASSERT_TRUE(DirUtils::CreateDirectoryPath((tree + "j").c_str()) && CreateDirectoryA((tree + "turned").c_str(), 0));
+    ASSERT_TRUE(WriteBytes(tree + "turned\\kept.txt", "") && WriteBytes(dir / "kept.txt", ""));
+    const bool junction = MakeJunction(tree + "j", dir.Path());  // to the folder above the tree
+    const ULONGLONG kernel = KernelFunction("GetFileInformationByHandle"), hook = ULONGLONG(&InfoOfTurnedJunction);
+    ASSERT_TRUE(RepointImport(kernel, hook));
+    const CString error = DirUtils::DeleteDirectory(tree.c_str(), 0, nullptr, nullptr, nullptr);
+    RepointImport(hook, kernel);
+    EXPECT_EQ(CString((tree + "turned: ").c_str()) + SystemUtils::GetLastError(ERROR_DIR_NOT_EMPTY), error);
+    EXPECT_TRUE(Exists(tree + "turned\\kept.txt") && Exists(dir / "kept.txt") && !Exists(tree + "j"));
+    if (!junction)
+        GTEST_SKIP() << "no junction made: Wine makes no reparse points (FSCTL_SET_REPARSE_POINT fails)";
+}
+
+// A tree of 500 levels is packed and deleted with 64 KB of stack, which a walk of one call per level
+// overflows once a level takes more than 130 bytes (the recursive walks took about 800). Deeper
+// trees cost too much time under Wine, whose server resolves every component of a path it opens.
+TEST(DirUtilsTest, ADeepTreeIsPackedAndDeletedOnASmallStack)
+{
+    TempDir dir("du");
+    const std::string tree = dir / "tree";
+    const std::wstring top = L"\\\\?\\" + std::wstring(tree.begin(), tree.end()) + L"\\d", spare = top + L"t";
+    ASSERT_TRUE(CreateDirectoryA(tree.c_str(), nullptr) && CreateDirectoryW(top.c_str(), nullptr));
+    std::string deepest = "d/";  // each level goes in at the top, so no call names a deep path
+    for (; deepest.size() < 1000; deepest += "d/")
+        ASSERT_TRUE(CreateDirectoryW(spare.c_str(), nullptr) && MoveFileW(top.c_str(), (spare + L"\\d").c_str()) &&
+                    MoveFileW(spare.c_str(), top.c_str()));
+    const auto work = [](void* folder) -> DWORD {
+        ULONG_PTR low = 0, high = 0;  // Wine gives a thread 1 MB or more: all but 64 KB is taken up first
+        GetCurrentThreadStackLimits(&low, &high);
+        const ULONG_PTR left = reinterpret_cast<ULONG_PTR>(&low) - low;
+        static_cast<volatile char*>(_alloca(left > 65536 ? left - 65536 : 1))[0] = 0;
+        const std::string tree = *static_cast<std::string*>(folder) + "tree";
+        const bool zipped = DirUtils::CreateZipFile((tree + ".zip").c_str(), tree.c_str(), "");
+        return zipped && DirUtils::DeleteDirectory(tree.c_str(), 0, nullptr, nullptr, nullptr).IsEmpty() ? 7 : 1;
+    };
+    std::string folder = dir.Path();
+    HANDLE thread = CreateThread(nullptr, 65536, work, &folder, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    DWORD code = 0;
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(thread, MustHappenMs() * 6));
+    EXPECT_TRUE(GetExitCodeThread(thread, &code) && CloseHandle(thread) && code == 7) << std::hex << code;
+    EXPECT_TRUE(ReadBytes(tree + ".zip").find(deepest) != std::string::npos && !Exists(tree));
 }
 
 // A forced delete that fails puts the attributes back; with retry, a held file goes once let go.
