@@ -21,8 +21,7 @@ start)
         for attempt in 1 2 3; do
             wineserver -k 2>/dev/null 9>&-; wineserver -w 2>/dev/null 9>&-
             rm -rf "$WINEPREFIX"
-            if setarch x86_64 -R wineboot -i </dev/null >"$WINEPREFIX.boot.log" 2>&1 9>&- &&
-                [ -f "$WINEPREFIX/system.reg" ]; then
+            if setarch x86_64 -R wineboot -i </dev/null >"$WINEPREFIX.boot.log" 2>&1 9>&-; then
                 booted=yes
                 break
             fi
