@@ -2,8 +2,8 @@
 
 #include "frame/ReadyThreadSupport.h"
 #include "locks/MTAutoLock.h"
-#include "weftbase/CodePageText.h"
 #include "weftbase/AppLogger.h"
+#include "weftbase/CodePageText.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
 #include "weftbase/StringUtils.h"

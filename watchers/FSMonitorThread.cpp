@@ -1,8 +1,8 @@
 #include "watchers/FSMonitorThread.h"
 
 #include "frame/ReadyThreadSupport.h"
-#include "weftbase/CodePageText.h"
 #include "weftbase/AppLogger.h"
+#include "weftbase/CodePageText.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/FileUtils.h"
 #include "weftbase/SystemUtils.h"

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "weftbase/AppLogger.h"
+#include "weftbase/CodePageText.h"
 #include "weftbase/DateTime.h"
 #include "weftbase/DebugUtils.h"
 #include "weftbase/DirUtils.h"

@@ -12,12 +12,6 @@ using Lines = std::vector<std::string>;
 
 const UINT FindMsg = WM_APP + 61, SumMsg = WM_APP + 62, DelMsg = WM_APP + 63;
 
-// An ASCII path in UTF-16.
-static std::wstring Wide(const std::string& path)
-{
-    return std::wstring(path.begin(), path.end());
-}
-
 // Makes each path below root: a directory if it ends in '\', else a file holding its own name.
 static void MakeTree(const std::string& root, std::initializer_list<std::string> paths)
 {
@@ -87,7 +81,7 @@ TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEnd)
 TEST_F(FindFileThreadTest, NamesOutsideTheCodePageComeInAFormThatOpensTheFileFound)
 {
     MakeTree(root, {"escape.txt", "odd\\in\\"});  // escape.txt is what "odd\in\..\..\escape.txt" would name
-    const std::wstring odd = Wide(root) + L"odd\\";
+    const std::wstring odd = CodePageText::ToWide(root.c_str()) + L"odd\\";
     CreateDirectoryW((odd + L"\xFF0E\xFF0E").c_str(), nullptr);
     for (const wchar_t* name : {L"a\xFF3C" L"b.txt", L"c\xFF0F" L"d.txt", L"g\x2215" L"h.txt",
                                 L"in\\..\xFF3C..\xFF3C" L"escape.txt", L"\xFF0E\xFF0E\\x.txt"})
@@ -138,7 +132,7 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     TempDir dir("summary");
     const std::string r = dir.Path();
     MakeTree(r, {"tree\\abc", "tree\\sub\\hello", "tree\\sub\\deep\\x", "tree\\sub\\deep\\hidden"});
-    const std::wstring dots = Wide(r) + L"tree\\\xFF0E\xFF0E";  // 1252 best fit gives ".."
+    const std::wstring dots = CodePageText::ToWide(r.c_str()) + L"tree\\\xFF0E\xFF0E";  // 1252 best fit gives ".."
     CreateDirectoryW(dots.c_str(), nullptr);
     WriteBytes(dots + L"\\a\xFF3C" L"b", "odd");
     SetFileAttributesA((r + "tree\\sub\\deep\\hidden").c_str(), FILE_ATTRIBUTE_HIDDEN);

@@ -67,11 +67,8 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     // 200 characters, 250 bytes in UTF-8 (a Linux name holds 255): e acute, e grave.
     const std::string a = std::string(150, 'a') + std::string(50, '\xE9');
     const std::string ab = a + "\\" + std::string(150, 'b') + std::string(50, '\xE8');
-    auto mkdir = [&](const std::string& name) {
-        std::wstring full = L"\\\\?\\";  // beyond MAX_PATH
-        for (const unsigned char c : dir.Path() + name)
-            full += c;  // the same in 1252 and UTF-16
-        CreateDirectoryW(full.c_str(), nullptr);
+    auto mkdir = [&](const std::string& name) {  // beyond MAX_PATH
+        CreateDirectoryW((L"\\\\?\\" + CodePageText::ToWide((dir.Path() + name).c_str())).c_str(), nullptr);
     };
     const std::tuple<bool, std::function<void()>, Lines> rows[] = {
         {false, [&] { Write("a.txt"); }, {"1 a.txt", "3 a.txt"}},
@@ -90,7 +87,7 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     TempDir logs("fsmonlog");
     AppLogger log((logs / "log").c_str());
     AppLogger::m_pInstance = &log;
-    const std::wstring odd = std::wstring(dir.Path().begin(), dir.Path().end()) + L"s\\a\xFF3C" L"b.txt";
+    const std::wstring odd = CodePageText::ToWide(dir.Path().c_str()) + L"s\\a\xFF3C" L"b.txt";
     WriteBytes(odd, "x");
     wchar_t shortPath[MAX_PATH] = {};
     GetShortPathNameW(odd.c_str(), shortPath, MAX_PATH);
