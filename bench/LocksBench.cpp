@@ -1,14 +1,15 @@
 // The monitor's hand-off between a producer and a consumer over a one-item slot, against the
 // same protocol done with the kernel calls the monitor's design must make (a semaphore as the
 // lock, an auto-reset event per condition, the lock handed over without release), and against
-// CONDITION_VARIABLE with SRWLOCK. Then read-lock acquire and release under 1 and 4 threads,
-// against the readers-writer lock's own kernel calls done inline (a mutex round trip per grant
-// and per release, the semaphore on the first and last reader), SRWLOCK shared mode and
-// std::shared_mutex.
+// CONDITION_VARIABLE with SRWLOCK. Then the locks with nobody waiting: Enter/Leave against SRWLOCK
+// exclusive, and read and write access against SRWLOCK and std::shared_mutex; and read access
+// under 1 and 4 threads against the readers-writer design's kernel calls done inline (a mutex
+// round trip per grant and per release, the semaphore on the first and last reader).
 #include "weftcore.h"
 
 #include "support/BenchSupport.h"
 
+#include <mutex>
 #include <shared_mutex>
 #include <thread>
 #include <vector>
@@ -105,57 +106,86 @@ double ConditionVariableHandOff(int n)
     return HandOff(n, [&] { step(false, true); }, [&] { step(true, false); });
 }
 
-// n read grants and releases on each of `threads` threads; seconds.
-template <class Read>
-double Reads(int n, int threads, Read read)
+// n grants and releases on each of `threads` threads (on this one for a single thread, so that
+// no thread start is timed); seconds.
+template <class Access>
+double Accesses(int n, int threads, Access access)
 {
     const double start = NowSeconds();
+    if (threads == 1)
+    {
+        for (int i = 0; i < n; ++i)
+            access();
+        return NowSeconds() - start;
+    }
     std::vector<std::thread> all;
     for (int t = 0; t < threads; ++t)
         all.emplace_back([&] {
             for (int i = 0; i < n; ++i)
-                read();
+                access();
         });
     for (auto& t : all)
         t.join();
     return NowSeconds() - start;
+}
+
+// One operation of each side, timed n at a time on `threads` threads.
+template <class Raw, class Library>
+weft::bench::Comparison CompareAccess(Raw raw, Library library, int threads, int ops)
+{
+    return Compare([&](int n) { return Accesses(n, threads, raw); }, [&](int n) { return Accesses(n, threads, library); },
+                   ops, 11);
 }
 }  // namespace
 
 int main()
 {
     const auto viaKernel = Compare(KernelHandOff, MonitorHandOff, 2000, 15);
-    Report("MTMonitor hand-off vs its kernel calls", viaKernel, 1.10, "its kernel calls");
+    Report("MTMonitor hand-off vs its kernel calls", viaKernel, 1.05, "its kernel calls");
     Report("MTMonitor hand-off vs CONDITION_VARIABLE", Compare(ConditionVariableHandOff, MonitorHandOff, 2000, 15), 0,
            "CONDITION_VARIABLE");
 
+    // Nobody waits: the user-mode paths against the platform's and the standard library's locks.
+    constexpr int Quick = 200000;
+    SRWLOCK srw = SRWLOCK_INIT;
+    std::shared_mutex shared;
+    MTMonitor monitor;
+    MultiReaderWriter rw;
+    auto enter = [&] { monitor.Enter(), monitor.Leave(); };
+    auto srwExclusive = [&] { AcquireSRWLockExclusive(&srw), ReleaseSRWLockExclusive(&srw); };
+    auto srwShared = [&] { AcquireSRWLockShared(&srw), ReleaseSRWLockShared(&srw); };
+    auto read = [&] { MultiReaderWriterAccess hold(rw, true); };
+    auto write = [&] { MultiReaderWriterAccess hold(rw, false); };
+    Report("Enter/Leave, nobody waits, vs SRWLOCK exclusive", CompareAccess(srwExclusive, enter, 1, Quick), 3,
+           "SRWLOCK exclusive");
+    Report("write lock, nobody waits, vs SRWLOCK exclusive", CompareAccess(srwExclusive, write, 1, Quick), 3,
+           "SRWLOCK exclusive");
+    Report("write lock, nobody waits, vs std::shared_mutex",
+           CompareAccess([&] { std::unique_lock hold(shared); }, write, 1, Quick), 3, "std::shared_mutex");
     for (int threads : {1, 4})
     {
-        MultiReaderWriter lock;
-        HANDLE guard = CreateMutexA(nullptr, FALSE, nullptr), write = CreateSemaphoreA(nullptr, 1, 1, nullptr);
+        HANDLE guard = CreateMutexA(nullptr, FALSE, nullptr), writeLock = CreateSemaphoreA(nullptr, 1, 1, nullptr);
         int readers = 0;
-        auto kernel = [&](int n) {
-            return Reads(n, threads, [&] {
-                WaitForSingleObject(guard, INFINITE);
-                if (++readers == 1)
-                    WaitForSingleObject(write, INFINITE);
-                ReleaseMutex(guard);
-                WaitForSingleObject(guard, INFINITE);
-                if (--readers == 0)
-                    ReleaseSemaphore(write, 1, nullptr);
-                ReleaseMutex(guard);
-            });
+        auto kernel = [&] {
+            WaitForSingleObject(guard, INFINITE);
+            if (++readers == 1)
+                WaitForSingleObject(writeLock, INFINITE);
+            ReleaseMutex(guard);
+            WaitForSingleObject(guard, INFINITE);
+            if (--readers == 0)
+                ReleaseSemaphore(writeLock, 1, nullptr);
+            ReleaseMutex(guard);
         };
-        auto library = [&](int n) { return Reads(n, threads, [&] { MultiReaderWriterAccess read(lock, true); }); };
-        SRWLOCK srw = SRWLOCK_INIT;
-        std::shared_mutex shared;
-        auto srwReads = [&](int n) { return Reads(n, threads, [&] { AcquireSRWLockShared(&srw); ReleaseSRWLockShared(&srw); }); };
-        auto stdReads = [&](int n) { return Reads(n, threads, [&] { std::shared_lock hold(shared); }); };
-        const std::string name = "read lock, " + std::to_string(threads) + " thread" + (threads > 1 ? "s" : "");
-        Report((name + " vs its kernel calls").c_str(), Compare(kernel, library, 2000, 11), 1.10, "its kernel calls");
-        Report((name + " vs SRWLOCK shared").c_str(), Compare(srwReads, library, 2000, 11), 0, "SRWLOCK shared");
-        Report((name + " vs std::shared_mutex").c_str(), Compare(stdReads, library, 2000, 11), 0, "std::shared_mutex");
-        CloseHandle(guard), CloseHandle(write);
+        const bool alone = threads == 1;
+        const std::string name = "read lock, " + std::to_string(threads) + (alone ? " thread" : " threads");
+        Report((name + " vs its kernel calls").c_str(), CompareAccess(kernel, read, threads, 2000), 1.10,
+               "its kernel calls");
+        Report((name + " vs SRWLOCK shared").c_str(), CompareAccess(srwShared, read, threads, Quick), alone ? 3 : 0,
+               "SRWLOCK shared");
+        Report((name + " vs std::shared_mutex").c_str(),
+               CompareAccess([&] { std::shared_lock hold(shared); }, read, threads, Quick), alone ? 3 : 0,
+               "std::shared_mutex");
+        CloseHandle(guard), CloseHandle(writeLock);
     }
     return 0;
 }

@@ -28,7 +28,9 @@ MTMonitor::MTConditionNode::~MTConditionNode()
     m_pPrev = nullptr;
 }
 
-MTMonitor::MTMonitor() : m_status(0), m_lock(1, 1, nullptr, nullptr)
+// The semaphore starts taken: a free monitor is told by the request count, and the semaphore only
+// parks the threads that found it held.
+MTMonitor::MTMonitor() : m_status(0), m_nLockRequests(0), m_lock(0, 1, nullptr, nullptr)
 {
     m_status = m_lock.GetStatus();
     if (m_status == 0)
@@ -47,7 +49,10 @@ MTMonitor::~MTMonitor()
 
 void MTMonitor::Enter()
 {
-    m_lock.Wait(INFINITE);
+    // The first request takes the monitor without a kernel call; a later one waits until a leave
+    // that finds it counted hands it the semaphore.
+    if (::InterlockedIncrement(&m_nLockRequests) > 1)
+        m_lock.Wait(INFINITE);
 }
 
 void MTMonitor::Leave()
@@ -89,14 +94,17 @@ void MTMonitor::LeaveAndScanConditions()
             MTCondition* condition = node->m_pCondition;
             if (condition == nullptr || !condition->IsSatisfied())
                 continue;
-            // The lock stays taken: it passes to the thread waiting for this condition.
+            // The lock stays taken, and its request counted: both pass to the thread waiting for
+            // this condition.
             RemoveConditionNode(node);
             AddToFreeList(node);
             condition->SignalEvent();
             return;
         }
     }
-    m_lock.Release(1, nullptr);
+    // Nobody's condition holds: the monitor is free, or passes to a thread counted in Enter.
+    if (::InterlockedDecrement(&m_nLockRequests) > 0)
+        m_lock.Release(1, nullptr);
 }
 
 MTMonitor::MTConditionNode* MTMonitor::AllocateNodeForCondition(MTCondition* condition)

@@ -12,7 +12,8 @@
 //   monitor.Leave();                           // hands over to a waiter whose test is true
 //
 // A waiter with a true condition goes before any thread in Enter. Enter is not recursive: the
-// lock is a semaphore, so the monitor can change hands without being released.
+// lock is a count of requests with a semaphore for those that must wait, so the monitor can
+// change hands without being released, and costs no kernel call while nobody waits.
 //
 // Failures: GetStatus gives the semaphore's creation error (do not use such a monitor), or 14
 // once a wait found no node, and stays so. Waits have no time-out.
@@ -61,6 +62,10 @@ private:
     void Cleanup();
 
     unsigned long m_status;
+    // Threads inside or in Enter; a waiter on a condition is not counted, the leave that hands it
+    // the monitor passes its own count on.
+    volatile long m_nLockRequests;
+    // Parks the threads in Enter that found the monitor held.
     MTSemaphore m_lock;
     MTConditionNode m_conditions;
     MTConditionNode m_freeNodes;

@@ -8,10 +8,13 @@
 //       MultiReaderWriterAccess read(lock, true);    // shared, until the end of the scope
 //   }
 //
-// Built of a count, a semaphore (held by one writer or by the readers as a group) and a mutex
-// that guards the count, so every grant and release makes kernel calls. No time-outs, no try,
-// no upgrade: a reader that asks to write, or a writer that asks again, blocks for good.
-// Releases must pair with grants; nothing checks them.
+// Built of one 64-bit state word, a semaphore and a mutex. The word counts the readers inside and
+// the requests for the write side (each writer, and a group of readers as one); a grant or
+// release that finds nobody to wait for or to wake is one interlocked operation. The semaphore
+// parks the writers, and the first reader of a group, while the write side is held; the mutex
+// queues the later readers behind that first one. No time-outs, no try, no upgrade: a reader that
+// asks to write, or a writer that asks again, blocks for good. A release without a grant to pair
+// with is ignored; one that pairs with another thread's grant is taken as that grant's.
 #pragma once
 
 #include "frame/MTMutex.h"
@@ -32,7 +35,8 @@ public:
     void ReleaseWriterAccess();
 
 private:
-    int m_nReaders;
+    // Low half: readers inside. High half: requests for the write side, held or waiting.
+    volatile long long m_state;
     MTSemaphore m_writeLock;
     MTMutex m_readerGuard;
 };

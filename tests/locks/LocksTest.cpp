@@ -144,14 +144,14 @@ TEST(MTMonitorTest, ATrueConditionKeepsTheMonitorAndANullOneFails)
 }
 
 // Waiters A, B, C in this order and a thread E in Enter. Only B's condition true: B alone is
-// woken; B makes A's and C's true: A (still first) goes, then C, and E only once no condition
-// holds. The order is recorded inside the monitor.
+// woken, and E stays out while B is inside; B makes A's and C's true: A (still first) goes, then
+// C, and E only once no condition holds. The order is recorded inside the monitor.
 TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
 {
     MTMonitor monitor;
     bool ok[3] = {false, false, false};
     std::string order;
-    MTEvent ready;
+    MTEvent ready, entered(true, false);
     std::deque<Contender> threads;
     for (int i = 0; i < 3; ++i)
     {
@@ -162,7 +162,10 @@ TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
             EXPECT_TRUE(monitor.WaitForCondition(&condition));
             order += static_cast<char>('A' + i);
             if (i == 1)
+            {
                 ok[0] = ok[2] = true;
+                EXPECT_NE(0u, entered.Wait(MustNotHappenMs())) << "a thread in Enter got in during a hand-over";
+            }
             monitor.Leave();
         });
         ASSERT_EQ(0u, ready.Wait(MustHappenMs()));
@@ -170,7 +173,7 @@ TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
         monitor.Leave();
     }
     monitor.Enter();
-    threads.emplace_back([&] { ready.Set(), monitor.Enter(), order += 'E', monitor.Leave(); });
+    threads.emplace_back([&] { ready.Set(), monitor.Enter(), entered.Set(), order += 'E', monitor.Leave(); });
     ASSERT_EQ(0u, ready.Wait(MustHappenMs()));
     ok[1] = true;
     monitor.Leave();

@@ -36,7 +36,8 @@ protected:
     }
     std::optional<Lines> Sync(const std::string& file = "", const std::string& last = "")  // writes till last told
     {
-        for (DWORD wait = Scaled(50); wait < 2 * MustHappenMs(); wait *= 2, ++k)
+        // Each marker is new: a late record of an earlier one (from a monitor just replaced) proves nothing.
+        for (DWORD wait = Scaled(50); ++k, wait < 2 * MustHappenMs(); wait *= 2)
             if (Write(file.empty() ? "~" + std::to_string(k) : file, std::to_string(k).c_str());
                 auto records = Until(last.empty() ? "1 ~" + std::to_string(k) : last, wait))
                 return records;
