@@ -5,9 +5,12 @@
 #include "weftbase/WeftBaseTestFiles.h"
 
 #include <algorithm>
+#include <atomic>
+#include <barrier>
 #include <memory>
 #include <thread>
 #include <tuple>
+#include <vector>
 
 using namespace weft::test;
 
@@ -151,4 +154,13 @@ TEST(SingleAdminGateTest, OnePartyAtATimeAndAnyoneMayOpen)
     EXPECT_FALSE(gate.Try());
     std::thread([&] { gate.Leave(); }).join();
     EXPECT_TRUE(gate.Try());
+    gate.Leave();
+    std::barrier start(16);
+    std::atomic<int> won{0};
+    std::vector<std::thread> parties;
+    for (int i = 0; i < 16; ++i)
+        parties.emplace_back([&] { start.arrive_and_wait(), won += gate.Try(); });
+    for (auto& party : parties)
+        party.join();
+    EXPECT_EQ(1, won.load()) << "of 16 parties at once";
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <optional>
@@ -244,12 +245,28 @@ TEST(MultiReaderWriterTest, ReadersShareAndGoFirstAndTheLastReaderAnywhereLetsTh
     lock.GrantReaderAccess();
     EXPECT_TRUE(Contender([&] { lock.GrantReaderAccess(); }).Finished(MustHappenMs())) << "a second reader waited";
     Contender writer([&] { lock.GrantWriterAccess(), lock.ReleaseWriterAccess(); });
+    ASSERT_FALSE(writer.Finished(MustNotHappenMs())) << "the writer got in beside a reader";
     EXPECT_TRUE(Contender([&] { MultiReaderWriterAccess third(lock, true); }).Finished(MustHappenMs()))
         << "a reader waited behind a writer while readers were inside";
     lock.ReleaseReaderAccess();
     EXPECT_FALSE(writer.Finished(MustNotHappenMs())) << "the writer passed a reader";
     EXPECT_TRUE(Contender([&] { lock.ReleaseReaderAccess(); }).Finished(MustHappenMs()));  // the second reader's
     EXPECT_TRUE(writer.Finished(MustHappenMs()));
+    // Readers that come while a writer is inside wait for it, the first for the write side and the
+    // next behind the first; both get in together when it leaves.
+    lock.GrantWriterAccess();
+    MTEvent both(true, false);
+    std::atomic<int> in{0};
+    auto reader = [&] {
+        MultiReaderWriterAccess read(lock, true);
+        if (++in == 2)
+            both.Set();
+        both.Wait(MustHappenMs());
+    };
+    Contender first(reader), next(reader);
+    EXPECT_FALSE(first.Finished(MustNotHappenMs())) << "a reader got in beside the writer";
+    lock.ReleaseWriterAccess();
+    EXPECT_TRUE(first.Finished(MustHappenMs()) && next.Finished(MustHappenMs()) && in == 2);
 }
 
 // Writers exclude everybody: under many threads a writer's two-step update is never seen half
