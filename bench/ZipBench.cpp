@@ -262,6 +262,9 @@ int main()
     std::vector<double> copyS, storeS, storeRatio;
     for (int round = 0; round < Rounds; ++round)
     {
+        // Neither side is timed deleting the last round's output.
+        DeleteFileA((dir + "copy.bin").c_str());
+        DeleteFileA((dir + "noise.zip").c_str());
         double c = 0, z = 0;
         if (round % 2 == 0)
             c = CopyFiles(noise, dir + "copy.bin"), z = ZipDirectly(dir + "noise", dir + "noise.zip");
