@@ -1,11 +1,13 @@
 #include "weftbase/ZipWriter.h"
 
+#include "weftbase/Crc32.h"
 #include "weftbase/PathText.h"
 
 #include <zlib.h>
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
 #include <new>
 
 namespace
@@ -24,6 +26,12 @@ constexpr unsigned short VersionZip64 = 45;
 constexpr unsigned long long Max32 = 0xFFFFFFFFull;
 constexpr unsigned long long Max16 = 0xFFFFull;
 constexpr size_t ChunkSize = 1 << 20;
+// Deflate's output for a chunk, with room for its worst growth.
+constexpr size_t OutSize = ChunkSize + ChunkSize / 8;
+// What decides between deflate and store for a file past one chunk: a file system's compression
+// unit, and before it a first look that noise fails at once.
+constexpr size_t ProbeSize = 64 << 10;
+constexpr size_t FirstLook = 4 << 10;
 constexpr DWORD DosAttributeMask = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
                                    FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_ARCHIVE;
 
@@ -107,7 +115,16 @@ ZipWriter::ZipWriter(const char* output)
         m_hFile = INVALID_HANDLE_VALUE;
         return;
     }
+    // Kept from file to file, and never cleared: fresh buffers, or pages touched for nothing, can
+    // cost more than a small file takes.
     m_buffer.reserve(ChunkSize);
+    m_pIn.reset(new (std::nothrow) unsigned char[ChunkSize]);
+    m_pOut.reset(new (std::nothrow) unsigned char[OutSize]);
+    if (!m_pIn || !m_pOut)
+    {
+        ::CloseHandle(m_hFile);
+        m_hFile = INVALID_HANDLE_VALUE;
+    }
 }
 
 ZipWriter::~ZipWriter()
@@ -376,9 +393,9 @@ bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& inf
     bool readable = true;
     if (ok && limit > 0)
     {
-        readable = Deflate(source, limit, entry);
-        // Deflate that does not make the data smaller: store it as it is.
-        if (readable && !m_bFailed && entry.compressed >= entry.size)
+        readable = Pack(source, limit, entry);
+        // The first block shrank and the whole did not: store it as it is after all.
+        if (readable && !m_bFailed && entry.method == MethodDeflated && entry.compressed >= entry.size)
         {
             LARGE_INTEGER start = {};
             readable = ::SetFilePointerEx(source, start, nullptr, FILE_BEGIN) && SeekTo(dataStart) &&
@@ -403,12 +420,11 @@ bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& inf
 bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry)
 {
     // Read and compressed in memory, so the header goes out complete and nothing is patched.
-    std::vector<unsigned char> data(static_cast<size_t>(limit));
     DWORD got = 0;
     size_t read = 0;
-    while (read < data.size())
+    while (read < limit)
     {
-        if (!::ReadFile(source, data.data() + read, static_cast<DWORD>(data.size() - read), &got, nullptr))
+        if (!::ReadFile(source, m_pIn.get() + read, static_cast<DWORD>(limit - read), &got, nullptr))
         {
             m_bLeftOut = true;
             return false;
@@ -417,29 +433,24 @@ bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& ent
             break;
         read += got;
     }
-    data.resize(read);
     entry.size = read;
-    entry.crc = crc32(crc32(0, nullptr, 0), data.data(), static_cast<uInt>(read));
-    std::vector<unsigned char> packed;
-    if (read > 0)
+    entry.crc = Crc32::Update(0, m_pIn.get(), read);
+    size_t packed = 0;
+    // Without a stream the data is stored.
+    z_stream* stream = read > 0 ? Deflater() : nullptr;
+    if (stream && deflateBound(stream, static_cast<uLong>(read)) <= OutSize)
     {
-        // Without a stream the data is stored.
-        if (z_stream* stream = Deflater())
-        {
-            packed.resize(deflateBound(stream, static_cast<uLong>(read)));
-            stream->next_in = data.data();
-            stream->avail_in = static_cast<uInt>(read);
-            stream->next_out = packed.data();
-            stream->avail_out = static_cast<uInt>(packed.size());
-            const bool done = deflate(stream, Z_FINISH) == Z_STREAM_END;
-            packed.resize(done ? packed.size() - stream->avail_out : 0);
-        }
+        stream->next_in = m_pIn.get();
+        stream->avail_in = static_cast<uInt>(read);
+        stream->next_out = m_pOut.get();
+        stream->avail_out = static_cast<uInt>(OutSize);
+        if (deflate(stream, Z_FINISH) == Z_STREAM_END)
+            packed = OutSize - stream->avail_out;
     }
-    const bool deflated = !packed.empty() && packed.size() < read;
+    const bool deflated = packed > 0 && packed < read;
     entry.method = deflated ? MethodDeflated : MethodStored;
-    entry.compressed = deflated ? packed.size() : read;
-    const std::vector<unsigned char>& body = deflated ? packed : data;
-    if (!WriteLocalHeader(entry, false) || !Write(body.data(), body.size()))
+    entry.compressed = deflated ? packed : read;
+    if (!WriteLocalHeader(entry, false) || !Write(deflated ? m_pOut.get() : m_pIn.get(), entry.compressed))
         return false;
     m_entries.push_back(entry);
     return true;
@@ -478,65 +489,90 @@ bool ZipWriter::PatchLocalHeader(const Entry& entry, bool zip64)
     return SeekTo(end);
 }
 
-bool ZipWriter::Deflate(HANDLE source, unsigned long long limit, Entry& entry)
+bool ZipWriter::Pack(HANDLE source, unsigned long long limit, Entry& entry)
 {
+    // Without a stream the data is stored.
     z_stream* stream = Deflater();
-    if (!stream)
-    {
-        m_bFailed = true;
-        return false;
-    }
-    std::vector<unsigned char> in(ChunkSize), out(ChunkSize / 2);
-    unsigned long crc = crc32(0, nullptr, 0);
+    unsigned long crc = 0;
     unsigned long long read = 0, written = 0;
-    bool readable = true;
-    int flush = Z_NO_FLUSH;
-    do
+    bool deflating = stream != nullptr, first = true, last = false;
+    while (!last && !m_bFailed)
     {
         DWORD got = 0;
-        if (!ReadChunk(source, in.data(), limit - read, got))
-        {
-            readable = false;
-            break;
-        }
+        if (!ReadChunk(source, m_pIn.get(), limit - read, got))
+            return false;
         read += got;
-        crc = crc32(crc, in.data(), got);
-        flush = (got == 0 || read >= limit) ? Z_FINISH : Z_NO_FLUSH;
-        stream->next_in = in.data();
-        stream->avail_in = got;
+        last = got == 0 || read >= limit;
+        crc = Crc32::Update(crc, m_pIn.get(), got);
+        size_t done = 0;
+        if (first && deflating)
+        {
+            // The first block decides, as with file systems that compress: data that deflate does
+            // not shrink there by a sixteenth (media, archives, ciphertext) is stored whole, and
+            // the rest is never deflated. Its first few KiB go first, and if they gain nothing at
+            // all the look ends there. Each flush ends a deflate block, so what came out is all.
+            size_t produced = 0;
+            for (const size_t look : {FirstLook, ProbeSize})
+            {
+                const size_t upto = std::min<size_t>(got, look);
+                stream->next_in = m_pIn.get() + done;
+                stream->avail_in = static_cast<uInt>(upto - done);
+                stream->next_out = m_pOut.get() + produced;
+                stream->avail_out = static_cast<uInt>(OutSize - produced);
+                deflate(stream, Z_SYNC_FLUSH);
+                produced = OutSize - stream->avail_out;
+                done = upto;
+                if (produced >= done)
+                    break;
+            }
+            deflating = done > 0 && produced <= done - done / 16;
+            if (!deflating)
+                done = 0;
+            else if (Write(m_pOut.get(), produced))
+                written += produced;
+        }
+        first = false;
+        if (!deflating)
+        {
+            written += got;
+            Write(m_pIn.get(), got);
+            continue;
+        }
+        const int flush = last ? Z_FINISH : Z_NO_FLUSH;
+        stream->next_in = m_pIn.get() + done;
+        stream->avail_in = static_cast<uInt>(got - done);
         do
         {
-            stream->next_out = out.data();
-            stream->avail_out = static_cast<uInt>(out.size());
+            stream->next_out = m_pOut.get();
+            stream->avail_out = static_cast<uInt>(OutSize);
             deflate(stream, flush);
-            const size_t produced = out.size() - stream->avail_out;
+            const size_t produced = OutSize - stream->avail_out;
             written += produced;
-            if (!Write(out.data(), produced))
+            if (!Write(m_pOut.get(), produced))
                 break;
         } while (stream->avail_out == 0);
-    } while (flush != Z_FINISH && !m_bFailed);
-    entry.method = MethodDeflated;
+    }
+    entry.method = deflating ? MethodDeflated : MethodStored;
     entry.crc = crc;
     entry.size = read;
     entry.compressed = written;
-    return readable;
+    return true;
 }
 
 bool ZipWriter::Store(HANDLE source, unsigned long long limit, Entry& entry)
 {
-    std::vector<unsigned char> in(ChunkSize);
-    unsigned long crc = crc32(0, nullptr, 0);
+    unsigned long crc = 0;
     unsigned long long read = 0;
     while (read < limit && !m_bFailed)
     {
         DWORD got = 0;
-        if (!ReadChunk(source, in.data(), limit - read, got))
+        if (!ReadChunk(source, m_pIn.get(), limit - read, got))
             return false;
         if (got == 0)
             break;
         read += got;
-        crc = crc32(crc, in.data(), got);
-        Write(in.data(), got);
+        crc = Crc32::Update(crc, m_pIn.get(), got);
+        Write(m_pIn.get(), got);
     }
     entry.method = MethodStored;
     entry.crc = crc;
@@ -642,6 +678,20 @@ bool ZipWriter::Write(const void* data, size_t size)
     if (m_bFailed)
         return false;
     const unsigned char* bytes = static_cast<const unsigned char*>(data);
+    // A whole chunk, as stored data comes, goes out without a copy into the buffer.
+    if (size >= ChunkSize)
+    {
+        DWORD written = 0;
+        if (!Flush())
+            return false;
+        if (!::WriteFile(m_hFile, bytes, static_cast<DWORD>(size), &written, nullptr) || written != size)
+        {
+            m_bFailed = true;
+            return false;
+        }
+        m_nOffset += size;
+        return true;
+    }
     while (size > 0)
     {
         const size_t room = ChunkSize - m_buffer.size();

@@ -15,6 +15,7 @@
 #include <afx.h>
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -69,7 +70,9 @@ private:
     // Renames the open temporary file to the output, replacing what is there.
     bool MoveIntoPlace();
     bool WriteLocalHeader(const Entry& entry, bool zip64);
-    bool Deflate(HANDLE source, unsigned long long limit, Entry& entry);
+    // Deflates or stores the data, as its first block shrinks or not; false if the source could
+    // not be read.
+    bool Pack(HANDLE source, unsigned long long limit, Entry& entry);
     bool Store(HANDLE source, unsigned long long limit, Entry& entry);
     bool PatchLocalHeader(const Entry& entry, bool zip64);
     bool WriteCentralDirectory();
@@ -89,6 +92,8 @@ private:
     std::wstring m_strTemp;        // extended form
     std::wstring m_strOutputFull;  // extended form
     std::vector<unsigned char> m_buffer;
+    std::unique_ptr<unsigned char[]> m_pIn;   // a chunk of the file being read
+    std::unique_ptr<unsigned char[]> m_pOut;  // what deflate gives for it
     std::vector<Entry> m_entries;
     std::set<std::string> m_names;            // names taken, in upper case
     std::map<std::string, int> m_nextSuffix;  // next " (n)" to try per name

@@ -140,12 +140,14 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
         text += "Line " + std::to_string(i) + ": the quick brown fox jumps over the lazy dog.\r\n";
     while (large.size() < (3u << 20))
         large += text;
-    // Past one read chunk, text is streamed through deflate and noise is rewritten as stored.
+    // Past one read chunk, text is streamed through deflate, and a file whose first block is noise
+    // is stored whole.
     bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
               WriteBytes(src + "empty.txt", "") && WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
               WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
               WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
-              WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20));
+              WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20)) &&
+              WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large);
     // A name outside any single code page, and a file deeper than the narrow calls reach.
     wchar_t full[MAX_PATH] = {};
     GetFullPathNameW(std::wstring(src.begin(), src.end()).c_str(), MAX_PATH, full, nullptr);

@@ -137,9 +137,11 @@ def check(folder):
         })
     with zipfile.ZipFile(os.path.join(folder, "tree-thread.zip")) as z:
         methods = {i.filename: i.compress_type for i in z.infolist()}
-    # Text is deflated; noise, which deflate cannot shrink, is stored, below and past one read chunk.
+    # Text is deflated; noise, which deflate cannot shrink, is stored, below and past one read chunk;
+    # past one chunk, the first block decides, so noise followed by text is stored.
     for name, method in (("plain.txt", zipfile.ZIP_DEFLATED), ("random.bin", zipfile.ZIP_STORED),
-                         ("large text.txt", zipfile.ZIP_DEFLATED), ("large noise.bin", zipfile.ZIP_STORED)):
+                         ("large text.txt", zipfile.ZIP_DEFLATED), ("large noise.bin", zipfile.ZIP_STORED),
+                         ("noise head.bin", zipfile.ZIP_STORED)):
         if methods.get(name) != method:
             fail("tree-thread.zip: %s has method %s, expected %d" % (name, methods.get(name), method))
 
