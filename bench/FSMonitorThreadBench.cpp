@@ -2,7 +2,9 @@
 // window's procedure, against a raw loop (ReadDirectoryChangesW on an overlapped handle, a wait on
 // a stop event and the read's event, SendNotifyMessageA per entry) in the same run: median and
 // 99th percentile over 1,000 creations a side, and the median of paired per-round ratios. Then
-// the records per second of a burst of creations, for both. Figures only; nothing is asserted.
+// the records per second of bursts of creations, both sides in each round in alternating order,
+// each burst in an empty folder, and the median of the rounds' ratios. Figures only; nothing is
+// asserted.
 #include "weftcore.h"
 
 #include "support/BenchSupport.h"
@@ -16,6 +18,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 using weft::bench::NowSeconds;
 
@@ -211,21 +214,51 @@ int main()
                          .value = Percentile(library, 0.99) * 1e6, .unit = "us",
                          .ratio = Percentile(library, 0.99) / Percentile(raw, 0.99), .against = "raw loop"});
     const int burst = 2000;
-    int rawTold = 0, libraryTold = 0;
-    double rawRate, libraryRate;
+    const int burstRounds = 7;
+    std::vector<double> rawRates, libraryRates, burstRatios;
+    int rawTold = 0, libraryTold = 0, overflows = 0;
+    for (int round = 0; round < burstRounds; ++round)
     {
-        RawLoop loop(folder.path, arrivals.Handle());
-        rawRate = Burst(arrivals, folder, burst, rawTold);
+        double rawRate = 0, libraryRate = 0;
+        for (int i = 0; i < 2; ++i)
+        {
+            // Each burst goes to an empty folder of its own: a creation takes longer in a folder
+            // that holds more files, which would tell against the side that runs later.
+            Folder fresh{folder.path + "burst" + std::to_string(round) + "_" + std::to_string(i) + "\\"};
+            CreateDirectoryA(fresh.path.c_str(), nullptr);
+            if ((i == 0) == (round % 2 == 0))
+            {
+                RawLoop loop(fresh.path, arrivals.Handle());
+                int told = 0;
+                rawRate = Burst(arrivals, fresh, burst, told);
+                rawTold += told;
+            }
+            else
+            {
+                const int before = arrivals.m_overflows.load();
+                FSMonitorThread monitor(fresh.path.c_str(), MonitorMsg, arrivals.Handle(), false, 0);
+                int told = 0;
+                libraryRate = Burst(arrivals, fresh, burst, told);
+                libraryTold += told;
+                overflows += arrivals.m_overflows.load() - before;
+            }
+        }
+        rawRates.push_back(rawRate);
+        libraryRates.push_back(libraryRate);
+        burstRatios.push_back(rawRate > 0 ? libraryRate / rawRate : 0);
     }
-    {
-        FSMonitorThread monitor(folder.path.c_str(), MonitorMsg, arrivals.Handle(), false, 0);
-        libraryRate = Burst(arrivals, folder, burst, libraryTold);
-    }
-    std::printf("  burst of %d creations: raw %.0f records/s (%d told), library %.0f records/s (%d told, %d overflow records)\n",
-                burst, rawRate, rawTold, libraryRate, libraryTold, arrivals.m_overflows.load());
+    const double rawRate = weft::bench::Median(rawRates), libraryRate = weft::bench::Median(libraryRates);
+    const double burstRatio = weft::bench::Median(burstRatios);
+    std::printf("  bursts of %d creations, %d rounds: raw %.0f records/s (%d told), library %.0f records/s (%d told, "
+                "%d overflow records), ratio %.3f  goal >= 0.90: %s  (rounds:",
+                burst, burstRounds, rawRate, rawTold, libraryRate, libraryTold, overflows, burstRatio,
+                burstRatio >= 0.9 ? "met" : "missed");
+    for (double r : burstRatios)
+        std::printf(" %.2f", r);
+    std::printf(")\n");
     weft::bench::Figure({.name = "FSMonitorThread records/s in a burst of " + std::to_string(burst), .value = libraryRate,
-                         .unit = "records/s", .ratio = rawRate > 0 ? libraryRate / rawRate : weft::bench::NoRatio,
-                         .against = "raw loop", .better = weft::bench::Better::Higher});
+                         .unit = "records/s", .ratio = rawRate > 0 ? burstRatio : weft::bench::NoRatio,
+                         .against = "raw loop", .goal = 0.9, .better = weft::bench::Better::Higher});
     DirUtils::DeleteDirectory(folder.path.c_str(), 0, nullptr, nullptr, nullptr);
     return 0;
 }

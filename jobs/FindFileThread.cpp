@@ -5,7 +5,6 @@
 #include "weftbase/AppLogger.h"
 #include "weftbase/CodePageText.h"
 #include "weftbase/DirUtils.h"
-#include "weftbase/FileUtils.h"
 #include "weftbase/StringUtils.h"
 
 #include <atomic>
@@ -24,6 +23,17 @@ bool LoadFlag(const bool& flag)
 void StoreFlag(bool& flag, bool value)
 {
     std::atomic_ref<bool>(flag).store(value, std::memory_order_release);
+}
+
+// Matches are told in runs under one hold of the mutex: at most this many, and none held back
+// longer than this.
+constexpr size_t HeldMatches = 64;
+constexpr ULONGLONG HeldMs = 10;
+
+// The characters StringUtils::Trim takes off either end.
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }
 
 // An entry the code page cannot name, with no short name that it can: left out, with all below it.
@@ -135,12 +145,11 @@ bool FindFileThread::DoWork()
                 return true;
             // The search's own copy: DoFind may replace the request meanwhile.
             m_run.dir = m_strDir;
-            m_run.specsA = m_specsA;
-            m_run.specsB = m_specsB;
+            m_run.matcher = FilePatternMatcher(m_specsA, m_specsB, m_bMatchOption);
             m_run.skipDirs = m_skipDirs;
             m_run.recurse = m_bRecurse;
             m_run.stopDirAtMatch = m_bStopDirAtMatch;
-            m_run.matchOption = m_bMatchOption;
+            m_run.plainRoot = !IsBlank(m_run.dir[0]);
         }
         if (m_pWorker == nullptr || m_pWorker->IsStopped())
             return false;
@@ -156,25 +165,63 @@ bool FindFileThread::ThreadDoSearch()
     if (!DirUtils::IsDir(m_run.dir, true) || !DirUtils::DoesDirExist(m_run.dir))
         return true;
     ThreadDoSearchImpl(m_run.dir);
+    MTAutoLock hold(m_pMutex);
+    // What a stopped search found stays in the results too.
+    TellHeldLocked();
     if (ReadyThreadSupport::StopRequested(m_pWorker))
         return false;
-    MTAutoLock hold(m_pMutex);
     // The count plus 1 lies above the last index, so the owner tells the end from a result.
     const WPARAM end = static_cast<WPARAM>((m_results.GetCount() + 1) & 0xFFFF);
     ReadyThreadSupport::NotifyOwner(m_hWnd, m_nMsg, end, m_lParam, true);
     return true;
 }
 
+bool FindFileThread::NewRequestCame() const
+{
+    return LoadFlag(m_bRestart);
+}
+
 bool FindFileThread::MustLeave() const
 {
-    return ReadyThreadSupport::StopRequested(m_pWorker) || LoadFlag(m_bRestart);
+    return ReadyThreadSupport::StopRequested(m_pWorker) || NewRequestCame();
 }
 
 void FindFileThread::Report(const CString& path)
 {
+    if (m_held.empty())
+        m_nFirstHeldAt = ::GetTickCount64();
+    m_held.push_back(path);
+    if (m_held.size() >= HeldMatches)
+        TellHeld();
+}
+
+void FindFileThread::TellWhenDue()
+{
+    if (!m_held.empty() && ::GetTickCount64() - m_nFirstHeldAt >= HeldMs)
+        TellHeld();
+}
+
+void FindFileThread::TellHeld()
+{
+    if (m_held.empty())
+        return;
     MTAutoLock hold(m_pMutex);
-    const unsigned long long index = m_results.Add(path);
-    ReadyThreadSupport::NotifyOwner(m_hWnd, m_nMsg, static_cast<WPARAM>(index), m_lParam, true);
+    TellHeldLocked();
+}
+
+void FindFileThread::TellHeldLocked()
+{
+    // A new request came after these were found: they go as if it had come first, so that a
+    // cancel leaves no result behind and a replaced search ends with the count it told.
+    if (!NewRequestCame())
+    {
+        for (const CString& path : m_held)
+        {
+            const unsigned long long index = m_results.Add(path);
+            ReadyThreadSupport::NotifyOwner(m_hWnd, m_nMsg, static_cast<WPARAM>(index), m_lParam, true);
+        }
+    }
+    m_held.clear();
 }
 
 void FindFileThread::ThreadDoSearchImpl(const CString& path)
@@ -184,8 +231,7 @@ void FindFileThread::ThreadDoSearchImpl(const CString& path)
 
 void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath)
 {
-    if (path.Compare(m_run.dir) != 0 &&
-        FileUtils::MatchFileSpec(path, false, m_run.specsA, m_run.specsB, m_run.matchOption))
+    if (path.Compare(m_run.dir) != 0 && m_run.matcher.Matches(path, false))
         Report(path);
     // The plain path bounds the search, as the narrow calls did: the wide calls take longer ones
     // where long paths are enabled.
@@ -206,8 +252,10 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
             leftEarly = true;
             break;
         }
+        TellWhenDue();
         if (m_nEntriesPerPause >= 1 && m_nEntriesSincePause >= m_nEntriesPerPause)
         {
+            TellHeld();  // what was found goes out before the rest
             ::Sleep(25);
             m_nEntriesSincePause = 0;
         }
@@ -233,9 +281,21 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
         }
         if (!OpeningName(entry, name))
             continue;
-        const CString full = StringUtils::Trim(path + name);
-        if (!FileUtils::MatchFileSpec(full, true, m_run.specsA, m_run.specsB, m_run.matchOption))
-            continue;
+        // A file's path is trimmed. With no blank at the root's front or the name's end the trim
+        // takes nothing: the name is matched as it is and the path joined for a match alone.
+        CString full;
+        if (m_run.plainRoot && !name.IsEmpty() && !IsBlank(name[name.GetLength() - 1]))
+        {
+            if (!m_run.matcher.Matches(path, name, true))
+                continue;
+            full = path + name;
+        }
+        else
+        {
+            full = StringUtils::Trim(path + name);
+            if (!m_run.matcher.Matches(full, true))
+                continue;
+        }
         Report(full);
         if (m_run.stopDirAtMatch)
         {

@@ -26,18 +26,24 @@
 // during a search makes that search run once more after it. A DoFind with a path that is not a
 // directory cancels. entriesPerPause N above 0 sleeps 25 ms after every N entries.
 //
+// Messages. Each match is told by its own message, in the order found. A walk holds matches back
+// for a moment (up to 64, or 10 ms, or its next pause) and tells them under one hold of the
+// mutex; a new request that comes meanwhile drops them, as if it had come before they were found.
+//
 // Threads: the owner's threads call the members; all objects of all processes share one named
-// mutex, held for single updates and for each message, never across a directory read.
+// mutex, held for single updates and for runs of messages, never across a directory read.
 #pragma once
 
 #include "frame/MTEvent.h"
 #include "frame/MTMutex.h"
 #include "frame/MTWorkerThread.h"
+#include "weftbase/FilePatternMatcher.h"
 #include "weftbase/TextArray.h"
 
 #include <afx.h>
 
 #include <string>
+#include <vector>
 
 class WEFTCORE_API FindFileThread
 {
@@ -72,8 +78,16 @@ private:
     static unsigned int FindFileThreadFunc(void* self);
     // The scan by wide names; path is the same directory in the form the results take.
     void SearchDir(const CString& path, const std::wstring& widePath);
-    // Under the mutex: appends the result and tells its index.
+    // Holds a match back to be told with the next ones.
     void Report(const CString& path);
+    // Tells the matches held back once enough have gathered or the first has waited long enough.
+    void TellWhenDue();
+    void TellHeld();
+    // Under the mutex: appends each match held back and tells its index, unless a new request
+    // has come; then they are dropped.
+    void TellHeldLocked();
+    // The scan's view of the restart flag: a new request replaces the search under way.
+    bool NewRequestCame() const;
     bool MustLeave() const;
 
     bool m_bRecurse;
@@ -98,8 +112,13 @@ private:
     struct Request
     {
         CString dir;
-        TextArray specsA, specsB, skipDirs;
-        bool recurse = true, stopDirAtMatch = false, matchOption = true;
+        FilePatternMatcher matcher;
+        TextArray skipDirs;
+        bool recurse = true, stopDirAtMatch = false;
+        bool plainRoot = true;  // dir starts with no blank, so no trim takes anything off its front
     };
     Request m_run;
+    // Matches found and not yet told, in their order, and when the first was found.
+    std::vector<CString> m_held;
+    ULONGLONG m_nFirstHeldAt = 0;
 };

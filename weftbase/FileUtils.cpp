@@ -1,5 +1,6 @@
 #include "weftbase/FileUtils.h"
 
+#include "weftbase/FilePatternMatcher.h"
 #include "weftbase/PathText.h"
 #include "weftbase/SystemUtils.h"
 #include "weftbase/ZipWriter.h"
@@ -14,57 +15,6 @@ constexpr DWORD ForcedAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDD
 DWORD RefusalCode(const char* path)
 {
     return PathText::Length(path) == 0 ? ERROR_INVALID_PARAMETER : ERROR_FILENAME_EXCED_RANGE;
-}
-
-// Splits an entry of a pattern list at ';' and drops blanks around each part.
-void SplitSpecs(const TextArray& list, std::vector<CString>& specs)
-{
-    for (unsigned long long i = 0; i < list.GetCount(); ++i)
-    {
-        const CString entry = list.GetCopyAt(i);
-        int start = 0;
-        while (start <= entry.GetLength())
-        {
-            int end = PathText::FindChar(entry, ";", start);
-            if (end < 0)
-                end = entry.GetLength();
-            CString spec = entry.Mid(start, end - start);
-            spec.Trim(" \t");
-            if (!spec.IsEmpty())
-                specs.push_back(spec);
-            start = end + 1;
-        }
-    }
-}
-
-bool HasInnerSeparator(const CString& spec)
-{
-    return PathText::FindChar(spec, "\\/") >= 0;
-}
-
-// Whether one pattern applies to the path and matches it.
-bool MatchesSpec(const CString& spec, bool isFile, const CString& full, const CString& name, bool ignoreCase)
-{
-    const bool dirSpec = PathText::EndsWithSeparator(spec);
-    if (dirSpec == isFile)
-        return false;
-    const CString pattern = dirSpec ? PathText::WithoutTrailingSeparators(spec) : spec;
-    if (pattern.IsEmpty() || (dirSpec && PathText::EndsWithSeparator(pattern)))
-        return false;
-    if (HasInnerSeparator(pattern))
-        return FileUtils::MatchWildcard(full, pattern, ignoreCase);
-    if (pattern == "*.*")
-        return true;
-    return FileUtils::MatchWildcard(name, pattern, ignoreCase);
-}
-
-bool MatchesAny(const std::vector<CString>& specs, bool isFile, const CString& full, const CString& name,
-                bool ignoreCase)
-{
-    for (const CString& spec : specs)
-        if (MatchesSpec(spec, isFile, full, name, ignoreCase))
-            return true;
-    return false;
 }
 
 // The text as UTF-16 with '/' made '\\', in upper case if asked: one element per character of the
@@ -150,16 +100,7 @@ bool FileUtils::GetFileInfoCore(const char* path, unsigned long long& size, Date
 bool FileUtils::MatchFileSpec(const char* path, bool isFile, const TextArray& include, const TextArray& exclude,
                               bool ignoreCase)
 {
-    if (PathText::Length(path) == 0)
-        return false;
-    const CString full = PathText::WithoutTrailingSeparators(path);
-    const CString name = PathText::LastComponent(full);
-    std::vector<CString> includeSpecs, excludeSpecs;
-    SplitSpecs(include, includeSpecs);
-    SplitSpecs(exclude, excludeSpecs);
-    if (!includeSpecs.empty() && !MatchesAny(includeSpecs, isFile, full, name, ignoreCase))
-        return false;
-    return !MatchesAny(excludeSpecs, isFile, full, name, ignoreCase);
+    return FilePatternMatcher(include, exclude, ignoreCase).Matches(path, isFile);
 }
 
 namespace

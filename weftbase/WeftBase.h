@@ -7,6 +7,7 @@
 #include "weftbase/DebugUtils.h"
 #include "weftbase/DirUtils.h"
 #include "weftbase/ExeUtils.h"
+#include "weftbase/FilePatternMatcher.h"
 #include "weftbase/FileUtils.h"
 #include "weftbase/InternetUtils.h"
 #include "weftbase/LocaleUtils.h"

@@ -47,8 +47,8 @@ protected:
 
     void Find(FindFileThread& finder, const std::string& at, bool recurse = true, bool stop = false)
     {
-        finder.DoFind((root + at).c_str(), Texts({"*.txt; obj\\"}), TextArray(), Texts({root + "skip\\"}), recurse,
-                      true, stop);
+        finder.DoFind((root + at).c_str(), Texts({"*.txt; obj\\", "*\\k\\*.log"}), TextArray(),
+                      Texts({root + "skip\\"}), recurse, true, stop);
     }
 
     OwnerWindow owner;
@@ -56,14 +56,17 @@ protected:
     const std::string root = dir.Path();
 };
 
-// Matches (case ignored) but never the root, the skip list by full path, the root's files alone
-// without recursion, a directory's first match alone when stopping at it; indexes from 0 each time.
+// Matches (case ignored, a pattern with a separator against the whole path) but never the root, the
+// skip list by full path, the root's files alone without recursion, a directory's first match alone
+// when stopping at it; indexes from 0 each time.
 TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEnd)
 {
-    MakeTree(root, {"a.txt", "d\\c.TXT", "d\\obj\\", "skip\\g.txt", "s\\m\\m.txt", "s\\m\\deep\\n.txt", "s\\k\\o.txt"});
+    MakeTree(root, {"a.txt", "d\\c.TXT", "d\\obj\\", "skip\\g.txt", "s\\m\\m.txt", "s\\m\\deep\\n.txt", "s\\k\\o.txt",
+                    "k.log", "d\\k\\p.log"});
     // below the root, recurse, stop at a match, the results
     const std::tuple<std::string, bool, bool, Lines> cases[] = {
-        {"", true, false, {"a.txt", "d\\c.TXT", "d\\obj\\", "s\\k\\o.txt", "s\\m\\deep\\n.txt", "s\\m\\m.txt"}},
+        {"", true, false,
+         {"a.txt", "d\\c.TXT", "d\\k\\p.log", "d\\obj\\", "s\\k\\o.txt", "s\\m\\deep\\n.txt", "s\\m\\m.txt"}},
         {"", false, true, {"a.txt"}},
         {"s", true, true, {"s\\k\\o.txt", "s\\m\\m.txt"}},
         {"d\\obj", true, false, {}},  // a root that would match
