@@ -30,12 +30,6 @@ void StoreFlag(bool& flag, bool value)
 constexpr size_t HeldMatches = 64;
 constexpr ULONGLONG HeldMs = 10;
 
-// The characters StringUtils::Trim takes off either end.
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
-}
-
 // An entry the code page cannot name, with no short name that it can: left out, with all below it.
 const char* const LogNameLeftOut = "{17165AEB-488E-417D-95BD-8B37E8788F37}";
 
@@ -149,7 +143,7 @@ bool FindFileThread::DoWork()
             m_run.skipDirs = m_skipDirs;
             m_run.recurse = m_bRecurse;
             m_run.stopDirAtMatch = m_bStopDirAtMatch;
-            m_run.plainRoot = !IsBlank(m_run.dir[0]);
+            m_run.plainRoot = !StringUtils::IsSpace(m_run.dir[0]);
         }
         if (m_pWorker == nullptr || m_pWorker->IsStopped())
             return false;
@@ -284,7 +278,7 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
         // A file's path is trimmed. With no blank at the root's front or the name's end the trim
         // takes nothing: the name is matched as it is and the path joined for a match alone.
         CString full;
-        if (m_run.plainRoot && !name.IsEmpty() && !IsBlank(name[name.GetLength() - 1]))
+        if (m_run.plainRoot && !name.IsEmpty() && !StringUtils::IsSpace(name[name.GetLength() - 1]))
         {
             if (!m_run.matcher.Matches(path, name, true))
                 continue;

@@ -10,12 +10,12 @@ int KeyAt(size_t i)
 {
     return static_cast<int>((0xA5u + 17u * static_cast<unsigned>(i)) & 0xFFu);
 }
+}  // namespace
 
-bool IsSpace(char c)
+bool StringUtils::IsSpace(char c)
 {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }
-}  // namespace
 
 CString StringUtils::DecryptText(const std::vector<int>& codes)
 {

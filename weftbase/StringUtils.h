@@ -16,6 +16,8 @@ public:
     static std::vector<int> EncryptText(const char* text);
     // True for a null or empty text and for one of white space only.
     static bool IsEffectivelyEmpty(const char* text);
+    // The white space that Trim takes off either end.
+    static bool IsSpace(char c);
     // The text without leading and trailing white space.
     static CString Trim(const char* text);
 };
