@@ -38,22 +38,41 @@ bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, co
     return zip.GetZipResult() && m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) &&
            m.lParam == 1ll << 40;
 }
+
+// The utility library's ReadFile in a child that is ended part-way: a read past the first 2 MiB of a
+// file waits a minute first, so the archive is under way, with its first chunk written, when the end
+// comes, however fast the rest would go.
+BOOL WINAPI StalledRead(HANDLE file, LPVOID buffer, DWORD size, LPDWORD got, LPOVERLAPPED overlapped)
+{
+    LARGE_INTEGER at = {};
+    if (SetFilePointerEx(file, at, &at, FILE_CURRENT) && at.QuadPart >= (2 << 20))
+        Sleep(60000);
+    return ReadFile(file, buffer, size, got, overlapped);
+}
+
+bool StallReads()
+{
+    return RepointImport(KernelFunction("ReadFile"), ULONGLONG(&StalledRead));
+}
 }  // namespace
 
 // zip-stopped OUT SRC: 0 if a ZipThread job stopped with no time left once under way neither posts nor
 // keeps a result. Its writer may die holding a lock of the C runtime: the process skips its cleanup.
 WEFT_CHILD_COMMAND(ZipStopped, "zip-stopped")
 {
-    if (args.size() < 2)
+    if (args.size() < 2 || !StallReads())
         return 2;
     HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     auto* zip = new ZipThread;  // never deleted
     zip->Start(true, args[0].c_str(), args[1].c_str(), "", TextArray(), -7, wnd, 1ll << 40);
     const std::string temp = (DirUtils::ParsePathFromFile(args[0].c_str()) + "wzp*").GetString();
-    WIN32_FIND_DATAA found;
-    for (int i = 0; i < 20000 && !FindClose(FindFirstFileA(temp.c_str(), &found)) &&
-                    GetFileAttributesA(args[0].c_str()) == INVALID_FILE_ATTRIBUTES;
-         ++i)
+    // Under way: the temporary file has its first bytes (before them it may not yet be marked to go).
+    const auto underWay = [&temp] {
+        WIN32_FIND_DATAA found = {};
+        HANDLE find = FindFirstFileA(temp.c_str(), &found);
+        return find != INVALID_HANDLE_VALUE && FindClose(find) && found.nFileSizeLow > 0;
+    };
+    for (int i = 0; i < 20000 && !underWay() && GetFileAttributesA(args[0].c_str()) == INVALID_FILE_ATTRIBUTES; ++i)
         Sleep(1);
     zip->Stop(0);
     MSG m;
@@ -125,7 +144,7 @@ WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
 // zip-dir OUTPUT DIR: packs the folder, for a test that ends this process part-way.
 WEFT_CHILD_COMMAND(ZipDir, "zip-dir")
 {
-    return args.size() == 2 && DirUtils::CreateZipFile(args[0].c_str(), args[1].c_str(), "") ? 0 : 1;
+    return args.size() == 2 && StallReads() && DirUtils::CreateZipFile(args[0].c_str(), args[1].c_str(), "") ? 0 : 1;
 }
 
 // zip-samples DIR: sample trees and archives for the native check; exit code 0 if all went as expected.

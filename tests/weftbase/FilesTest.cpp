@@ -236,9 +236,9 @@ TEST(ZipArchiveTest, AnArchiveCutShortLeavesNoTemporaryFileAndAStoppedJobTellsNo
     TempDir dir("zip");
     const std::string out = dir / "out\\";
     ASSERT_TRUE(DirUtils::CreateDirectoryPath(out.c_str()) && DirUtils::CreateDirectoryPath((dir / "src").c_str()));
-    ASSERT_TRUE(WriteBytes(dir / "src\\noise.bin", NoiseBytes(16 << 20)));
+    ASSERT_TRUE(WriteBytes(dir / "src\\noise.bin", NoiseBytes(4 << 20)));
     ChildProcess child({"zip-dir", out + "cut.zip", dir / "src"});
-    // The end comes once the archive has had its first write, long before its last.
+    // The end comes once the archive has had its first write; the child's reads stall after that.
     DWORD size = 0;
     ASSERT_TRUE(WaitUntil([&] { return FilesIn(out, &size) == 1 && size > 0; }, MustHappenMs()));
     child.Kill();
