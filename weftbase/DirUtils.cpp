@@ -285,9 +285,13 @@ CString DirUtils::ParseParentDir(const char* path)
     if (cut < 0)
         return item.GetLength() > 2 && item[1] == ':' ? item.Left(2) : CString();
     CString parent = item.Left(cut + 1);
-    // "\\server\share" has no parent that could be tested for existence.
-    if (parent.GetLength() == 2 && PathText::IsSeparator(parent[0]))
-        return CString();
+    // "\\server\share" has no parent that could be tested for existence: "\\server\" is no folder.
+    if (parent.GetLength() >= 2 && PathText::IsSeparator(parent[0]) && PathText::IsSeparator(parent[1]))
+    {
+        const int next = PathText::FindChar(parent, "\\/", 2);
+        if (next < 0 || next == parent.GetLength() - 1)
+            return CString();
+    }
     return parent;
 }
 

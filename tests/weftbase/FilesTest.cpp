@@ -63,15 +63,15 @@ bool MakeJunction(const std::string& link, const std::string& target)
 }
 }  // namespace
 
-// A folder's form: no character a name cannot hold, and no more than 259 characters.
-TEST(DirUtilsTest, FormsFollowTheTable)
+// The path limit is MAX_PATH less the terminator; a share has no parent; the extension follows the last dot.
+TEST(DirUtilsTest, PathPartsFollowTheirForms)
 {
-    const std::pair<std::string, bool> forms[] = {
-        {"C:\\", true},       {"\\\\srv\\share\\", true}, {"d:/unix/style/", true},        {"C:\\a*b", false},
-        {"C:\\a|b", false}, {"C:\\a:b", false},         {std::string(259, 'a'), true}, {std::string(260, 'a'), false},
-    };
-    for (const auto& [path, form] : forms)
-        EXPECT_EQ(form, DirUtils::IsDir(path.c_str(), true)) << path;
+    for (const auto& [path, parent] : {std::pair{"\\\\srv\\share\\dir", "\\\\srv\\share\\"}, {"\\\\srv\\share", ""},
+                                       {"C:\\a\\b\\", "C:\\a\\"}, {"C:x", "C:"}, {"C:\\", ""}})
+        EXPECT_EQ(CString(parent), DirUtils::ParseParentDir(path)) << path;
+    EXPECT_TRUE(DirUtils::IsDir(std::string(259, 'a').c_str(), true) && !DirUtils::IsDir("C:\\a|b", true));
+    EXPECT_FALSE(DirUtils::IsDir(std::string(260, 'a').c_str(), true));
+    EXPECT_EQ(CString("GZ|"), FileUtils::GetFileExt("C:\\a\\b.tar.GZ") + "|" + FileUtils::GetFileExt("C:\\a.d\\b"));
 }
 
 // Safe mode takes what it can (also past 259 characters and outside the code page) and names what it leaves.
@@ -178,15 +178,6 @@ TEST(FileUtilsTest, DeleteForcedKeepsTheAttributesOnFailureAndRetriesAHeldFile)
     RepointImport(hook, kernel);
     EXPECT_EQ(2, g_nAttempts);
     EXPECT_FALSE(Exists(file));
-}
-
-// The extension is what follows the last dot of the last component, without the dot.
-TEST(FileUtilsTest, ExtensionComesFromTheLastComponent)
-{
-    const std::pair<const char*, const char*> cases[] = {
-        {"C:\\a\\b.tar.GZ", "GZ"}, {"C:\\a.d\\b", ""}, {"b.", ""}, {".profile", "profile"}, {"C:x.exe", "exe"}};
-    for (const auto& [path, ext] : cases)
-        EXPECT_EQ(CString(ext), FileUtils::GetFileExt(path)) << path;
 }
 
 // Wildcards fold case when asked (also beyond ASCII) and take '/' for '\'; lists include, then exclude.

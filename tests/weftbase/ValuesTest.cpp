@@ -8,6 +8,7 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
 {
     const std::tuple<SYSTEMTIME, int, int, const char*> cases[] = {
         {{1601, 1, 0, 1, 0, 0, 1, 0}, 584389, 1, "1601-01-01 00:00:01"},
+        {{1970, 1, 0, 1, 0, 0, 0, 0}, 719163, 0, "1970-01-01 00:00:00"},
         {{2000, 2, 0, 29, 12, 34, 56, 999}, 730179, 45296, "2000-02-29 12:34:56"},
         {{9999, 12, 0, 31, 23, 59, 59, 0}, 3652059, 86399, "9999-12-31 23:59:59"},
         {{10000, 1, 0, 1, 0, 0, 0, 0}, 0, -1, ""},
@@ -19,6 +20,9 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
         DateTime d;
         d.Set(ft);
         EXPECT_EQ(std::make_tuple(day, second, CString(text)), std::make_tuple(d.m_nDay, d.m_nSecond, d.Format()));
+        FILETIME back = {7, 7};  // the file time again, cut to the second; untouched when unset
+        const ULONGLONG ticks = (ULONGLONG(ft.dwHighDateTime) << 32 | ft.dwLowDateTime) / 10000000 * 10000000;
+        EXPECT_EQ(day ? ticks : 0x700000007ull, (d.GetFileTime(back), ULONGLONG(back.dwHighDateTime) << 32 | back.dwLowDateTime));
     }
     for (const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
         EXPECT_FALSE(bad.IsValid()) << bad.m_nDay << " " << bad.m_nSecond;
@@ -80,8 +84,8 @@ TEST(SystemUtilsTest, GivesTheSystemsMessageWithoutTheLineBreak)
     EXPECT_TRUE(text.GetLength() > 1 && text.Right(1) == "." && text.FindOneOf("\r\n") < 0) << text.GetString();
 }
 
-// Find gives the index and says whether it found it, also when the answer is "no".
-TEST(TextArrayTest, FindTellsWhetherFound)
+// Find gives the index and says whether it found it, also when the answer is "no"; edits keep to the range.
+TEST(TextArrayTest, FindTellsWhetherFoundAndEditsKeepToTheRange)
 {
     const TextArray list = weft::test::Texts({"c:\\dir\\", "b", "C:\\Dir\\", "other"});
     const std::tuple<const char*, bool, unsigned long long, bool> cases[] = {
@@ -92,6 +96,10 @@ TEST(TextArrayTest, FindTellsWhetherFound)
         EXPECT_EQ(index, list.Find(text, ignoreCase, found)) << text;
         EXPECT_EQ(expectFound, found) << text;
     }
+    TextArray edited = list;  // out of range, an edit changes nothing and says so; an insert appends
+    EXPECT_TRUE(!edited.Remove(4) && !edited.SetAt(4, "x") && edited.GetCopyAt(4).IsEmpty());
+    EXPECT_TRUE(edited.Insert(9, "end") == 4 && edited.Insert(0, "0") == 0 && edited.Remove(1) && edited.SetAt(1, "B"));
+    EXPECT_EQ("0|B|C:\\Dir\\|other|end|", weft::test::Join(edited));
 }
 
 // An address has a scheme of two letters or more, or starts with "www." or "ftp.".
