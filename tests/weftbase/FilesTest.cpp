@@ -96,8 +96,8 @@ TEST(DirUtilsTest, DeleteInSafeModeLeavesProtectedFiles)
     EXPECT_TRUE(Exists(root + "x\\y\\kept.txt") && !Exists(root + "top.txt") && !Exists(root + "long"));
 }
 
-// Roots, local or shared, are refused whatever their form (with the stop set, a failure takes nothing).
-TEST(DirUtilsTest, RootsAreRefused)
+// Roots, local or shared, are refused whatever their form; with the stop set, a deletion takes nothing.
+TEST(DirUtilsTest, RootsAreRefusedAndAStopTakesNothing)
 {
     MTEvent stop(true, true);
     for (const char* root : {"C:\\", "C:", "c:/", "\\", "\\\\srv\\share", "\\\\srv\\share\\", "\\\\?\\C:\\",
@@ -108,6 +108,12 @@ TEST(DirUtilsTest, RootsAreRefused)
         EXPECT_EQ(CString(root) + ": " + SystemUtils::GetLastError(ERROR_ACCESS_DENIED),
                   DirUtils::DeleteDirectory(root, DirUtils::DeleteContentsOnly, stop.GetHandle(), nullptr, nullptr))
             << root;
+    TempDir dir("du");
+    unsigned long long files = 9;
+    ASSERT_TRUE(WriteBytes(dir / "kept.txt", ""));
+    EXPECT_EQ(CString(dir.Path().c_str()) + ": " + SystemUtils::GetLastError(ERROR_OPERATION_ABORTED),
+              DirUtils::DeleteDirectory(dir.Path().c_str(), 0, stop.GetHandle(), &files, nullptr));
+    EXPECT_TRUE(files == 0 && Exists(dir / "kept.txt"));
 }
 
 // A folder whose handle says junction (one replaced after its parent's listing) and a junction go
