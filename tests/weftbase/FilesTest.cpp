@@ -196,7 +196,7 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
     for (const auto& [text, pattern, ignoreCase, match] : wildcards)
         EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
     const std::tuple<const char*, bool, TextArray, TextArray, bool> cases[] = {
-        {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), false},
+        {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), false}, {"C:\\a.h", true, Texts({}), Texts({"*.c"}), true},
         {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), Texts({}), false},
         {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), Texts({}), true},
         {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*_test.*;*.bak"}), false},
