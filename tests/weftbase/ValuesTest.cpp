@@ -65,7 +65,7 @@ TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastEr
     EXPECT_FALSE(open(second));
 }
 
-// Every character survives the coding; a code that is no code ends the decoded text.
+// Every character survives the coding; a code that is no code ends the decoded text; blanks are six.
 TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripAndADamagedCodeEndsTheText)
 {
     std::string all;
@@ -75,6 +75,8 @@ TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripAndADamagedCodeEndsTheTe
     EXPECT_EQ(CString(all.c_str()), StringUtils::DecryptText(codes));
     codes[3] = 'd';
     EXPECT_EQ(CString("\x01\x02\x03"), StringUtils::DecryptText(codes));
+    EXPECT_TRUE(StringUtils::IsEffectivelyEmpty(" \t\r\n\v\f") && StringUtils::IsEffectivelyEmpty(nullptr));
+    EXPECT_TRUE(!StringUtils::IsEffectivelyEmpty(" x ") && StringUtils::Trim(" \fx y\v\n") == "x y");
 }
 
 // The system's message for a code ends in one full stop, without a line break.
