@@ -3,6 +3,8 @@
 #include "WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
+
+#include <array>
 #include <malloc.h>
 #include <winioctl.h>
 
@@ -63,15 +65,36 @@ bool MakeJunction(const std::string& link, const std::string& target)
 }
 }  // namespace
 
-// The path limit is MAX_PATH less the terminator; a share has no parent; the extension follows the last dot.
+// Each part of a path by its form: a share has no parent; a drive-relative name keeps its drive; a
+// folder path has no name; the extension follows the last dot. Folder forms stop at 259 characters.
 TEST(DirUtilsTest, PathPartsFollowTheirForms)
 {
-    for (const auto& [path, parent] : {std::pair{"\\\\srv\\share\\dir", "\\\\srv\\share\\"}, {"\\\\srv\\share", ""},
-                                       {"C:\\a\\b\\", "C:\\a\\"}, {"C:x", "C:"}, {"C:\\", ""}})
-        EXPECT_EQ(CString(parent), DirUtils::ParseParentDir(path)) << path;
+    // path: ParseParentDir, ParsePathFromFile, ParseFileNameFromPath with and without the extension,
+    // GetFileExt, EnsureTrailingBackslash
+    const std::array<const char*, 7> cases[] = {
+        {"\\\\srv\\share\\dir", "\\\\srv\\share\\", "\\\\srv\\share\\", "dir", "dir", "", "\\\\srv\\share\\dir\\"},
+        {"\\\\srv\\share", "", "\\\\srv\\", "share", "share", "", "\\\\srv\\share\\"},
+        {"C:\\a\\b\\//", "C:\\a\\", "C:\\a\\b\\//", "", "", "", "C:\\a\\b\\"},
+        {"C:x.tar.GZ", "C:", "C:", "x.tar.GZ", "x.tar", "GZ", "C:x.tar.GZ\\"},
+        {"C:\\a.d\\b", "C:\\a.d\\", "C:\\a.d\\", "b", "b", "", "C:\\a.d\\b\\"},
+        {"C:\\", "", "C:\\", "", "", "", "C:\\"},
+        {"", "", "", "", "", "", ""},
+    };
+    for (const auto& c : cases)
+    {
+        CString withBackslash(c[0]);
+        DirUtils::EnsureTrailingBackslash(withBackslash);
+        const std::array<CString, 6> got = {DirUtils::ParseParentDir(c[0]),
+                                            DirUtils::ParsePathFromFile(c[0]),
+                                            FileUtils::ParseFileNameFromPath(c[0], true),
+                                            FileUtils::ParseFileNameFromPath(c[0], false),
+                                            FileUtils::GetFileExt(c[0]),
+                                            withBackslash};
+        for (size_t i = 0; i < got.size(); ++i)
+            EXPECT_EQ(CString(c[i + 1]), got[i]) << c[0] << " part " << i;
+    }
     EXPECT_TRUE(DirUtils::IsDir(std::string(259, 'a').c_str(), true) && !DirUtils::IsDir("C:\\a|b", true));
     EXPECT_FALSE(DirUtils::IsDir(std::string(260, 'a').c_str(), true));
-    EXPECT_EQ(CString("GZ|"), FileUtils::GetFileExt("C:\\a\\b.tar.GZ") + "|" + FileUtils::GetFileExt("C:\\a.d\\b"));
 }
 
 // Safe mode takes what it can (also past 259 characters and outside the code page) and names what it leaves.

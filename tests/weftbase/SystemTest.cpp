@@ -192,10 +192,26 @@ TEST(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
 }
 
 // A drive's text is its volume GUID path; each "subst" drive gets a text of its own; a missing one none.
+// Roots, the drive list and the space of a volume come as the system gives them.
 TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
 {
     const DriveListTurn turn;  // the drives it defines would be told to a drive watcher
     EXPECT_EQ(0, VolumeUtils::GetVolumeGUID("C:\\").Find("\\\\?\\Volume{"));
+    for (const auto& [path, root] : {std::pair{"C:\\windows\\x.txt", "C:\\"}, {"c", "c:\\"}, {"C:", "C:\\"}, {"", ""}})
+        EXPECT_EQ(CString(root), VolumeUtils::GetVolumeRoot(path)) << path;
+    std::string present;  // in letter order, Z: (Wine's root folder) included
+    for (char c = 'A'; c <= 'Z'; ++c)
+        if (GetLogicalDrives() & (1u << (c - 'A')) && GetDriveTypeA((c + std::string(":\\")).c_str()) > 1)
+            present += c + std::string(":\\|");
+    TextArray drives;
+    EXPECT_TRUE(VolumeUtils::GetDriveLetters(drives) && Join(drives) == present) << Join(drives);
+    unsigned long long total = 0, bytesFree = 0;
+    double percent = -1;
+    ULARGE_INTEGER size = {};
+    ASSERT_TRUE(VolumeUtils::GetDriveSpaceInfo("C:\\windows", total, bytesFree, percent));
+    EXPECT_TRUE(GetDiskFreeSpaceExA("C:\\", nullptr, &size, nullptr) && total == size.QuadPart && bytesFree <= total &&
+                percent == static_cast<double>(bytesFree) * 100 / static_cast<double>(total));
+    EXPECT_FALSE(VolumeUtils::GetDriveSpaceInfo("", total, bytesFree, percent) || total || bytesFree || percent);
     std::string free;
     for (char c = 'Z'; c > 'C'; --c)
         if (!(GetLogicalDrives() & (1u << (c - 'A'))))
