@@ -97,6 +97,29 @@ TEST(DirUtilsTest, PathPartsFollowTheirForms)
     EXPECT_FALSE(DirUtils::IsDir(std::string(260, 'a').c_str(), true));
 }
 
+// Existence, a folder told from a file, and a file's size and last write (a folder's size is 0).
+TEST(FileUtilsTest, ExistenceAndInfoTellFilesFromFolders)
+{
+    TempDir dir("fi");
+    ASSERT_TRUE(WriteBytes(dir / "f.txt", "12345"));
+    const std::tuple<std::string, bool, bool, unsigned long long> cases[] = {
+        {dir / "f.txt", true, false, 5}, {dir.Path(), true, true, 0}, {dir / "none", false, false, 0}, {"", false, false, 0}};
+    for (const auto& [path, exists, isDir, size] : cases)
+    {
+        const char* p = path.c_str();
+        unsigned long long got = 9;
+        DateTime when(1, 1), written;
+        WIN32_FILE_ATTRIBUTE_DATA data;
+        if (GetFileAttributesExA(p, GetFileExInfoStandard, &data))
+            written.Set(data.ftLastWriteTime);
+        EXPECT_EQ(std::make_tuple(exists, isDir, isDir, exists, size),
+                  std::make_tuple(FileUtils::DoesFileExist(p), DirUtils::DoesDirExist(p), DirUtils::IsDir(p, false),
+                                  FileUtils::GetFileInfoCore(p, got, when), got))
+            << path;
+        EXPECT_TRUE(when == written && when.IsValid() == exists) << path;
+    }
+}
+
 // Safe mode takes what it can (also past 259 characters and outside the code page) and names what it leaves.
 TEST(DirUtilsTest, DeleteInSafeModeLeavesProtectedFiles)
 {
