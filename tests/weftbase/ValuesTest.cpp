@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 // Day numbers count from the year one; the last valid day is 9999-12-31.
 TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
 {
@@ -40,12 +42,21 @@ TEST(NumberTextConvTest, TextsFollowTheUsersSeparatorsAndGrouping)
         EXPECT_TRUE(SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str()));
         text = old;
     }
-    const CString texts = NumberTextConv::DoubleToString(-1234567.125001, 2, true, 0, "", false) + "|" +
-                          NumberTextConv::NumberToString(10000000, true) + "|" +
-                          NumberTextConv::ConvertBytesToString(1536);
+    CString texts = NumberTextConv::DoubleToString(-1234567.125001, 2, true, 0, "", false) + "|" +
+                    NumberTextConv::DoubleToString(-0.001, 2, false, 0, "", false) + "|" +
+                    NumberTextConv::DoubleToString(2.5, 3, false, 8, "MB", true) + "|" +
+                    NumberTextConv::DoubleToString(3, 2, true, 0, "", true) + "|" +
+                    NumberTextConv::DoubleToString(NAN, 2, true, 0, "", true) + "|" +
+                    NumberTextConv::DoubleToString(-INFINITY, 2, true, 0, "", true) + "|" +
+                    NumberTextConv::NumberToString(10000000, true) + "|" + NumberTextConv::NumberToString(1234567, false);
+    // Byte counts: three significant digits, cut and not rounded.
+    for (unsigned long long bytes : {0ull, 1ull, 1023ull, 1024ull, 1536ull, 1048575ull, 16672359ull, 161061273600ull, ~0ull})
+        texts += "|" + NumberTextConv::ConvertBytesToString(bytes);
     for (const auto& [type, text] : saved)
         SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str());
-    EXPECT_EQ(CString("-12.34.567,13|1.00.00.000|1,50 KB"), texts);
+    EXPECT_EQ(CString("-12.34.567,13|0,00|  2,5 MB|3|NaN|-Infinity|1.00.00.000|1234567|0 bytes|1 byte|1023 bytes|"
+                      "1,00 KB|1,50 KB|1023 KB|15,9 MB|150 GB|15,9 EB"),
+              texts);
 }
 
 // The handle is closed on reassignment (not to itself) and destruction, keeping the last error.
