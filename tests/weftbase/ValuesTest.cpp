@@ -90,6 +90,23 @@ TEST(StringUtilsTest, EveryCharacterSurvivesTheRoundTripAndADamagedCodeEndsTheTe
     EXPECT_TRUE(!StringUtils::IsEffectivelyEmpty(" x ") && StringUtils::Trim(" \fx y\v\n") == "x y");
 }
 
+// A name goes to the code page exactly or says it did not: the default character, never a look-alike.
+TEST(CodePageTextTest, ANameIsExactOrSaysSoAndNeverALookAlike)
+{
+    const std::tuple<const wchar_t*, int, std::string, bool> cases[] = {
+        {L"caf\u00e9", -1, "caf\xe9", true}, {L"a\uff3cb", -1, "a?b", false}, {L"\u4e00", -1, "?", false},
+        {L"a\0b", 3, std::string("a\0b", 3), true}, {nullptr, -1, "", true}, {L"x\xd800", -1, "x?", false}};
+    for (const auto& [wide, length, narrow, exact] : cases)
+    {
+        CString out("stale");
+        EXPECT_EQ(exact, CodePageText::ToCodePage(wide, length, out)) << narrow;
+        EXPECT_EQ(narrow, std::string(out.GetString(), out.GetLength()));
+    }
+    EXPECT_TRUE(CodePageText::ToWide("caf\xe9") == L"caf\u00e9" && CodePageText::ToWide(nullptr).empty());
+    EXPECT_TRUE(CodePageText::IsDots(L".") && CodePageText::IsDots(L"..") && !CodePageText::IsDots(L"...") &&
+                !CodePageText::IsDots(L".a"));
+}
+
 // The system's message for a code ends in one full stop, without a line break.
 TEST(SystemUtilsTest, GivesTheSystemsMessageWithoutTheLineBreak)
 {
