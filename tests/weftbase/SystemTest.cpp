@@ -5,6 +5,7 @@
 
 #include <objbase.h>
 
+#include <regex>
 #include <set>
 #include <source_location>
 #include <thread>
@@ -87,7 +88,7 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
         EXPECT_EQ(root.Value(names.GetCopyAt(i), true), texts.GetCopyAt(i)) << names.GetCopyAt(i);
 }
 
-// A line is its text and CR LF, appended and readable at once; a file that cannot open takes none.
+// A line is its (stamped) text and CR LF, appended and readable at once; a file that cannot open takes none.
 TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFileOrNoneIfItCannotOpen)
 {
     TempDir dir("log");
@@ -96,7 +97,13 @@ TEST(AppLoggerTest, EachLineIsTheTextAndCrLfAppendedToTheNamedFileOrNoneIfItCann
     AppLogger log(path.c_str());
     EXPECT_TRUE(log.AddLine("{D4E5489A-8B06-4535-8D48-8A72C172B127}") && log.AddLine(""));
     EXPECT_EQ("existing\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n\r\n", ReadBytes(path));
-    EXPECT_FALSE(AppLogger((dir / "missing\\x.log").c_str()).AddLine("lost"));
+    AppLogger stamped(path.c_str(), true), missing((dir / "missing\\x.log").c_str()), unnamed("");
+    SetLastError(1234);  // kept through the write
+    EXPECT_TRUE(stamped.AddLine("t") && GetLastError() == 1234 && stamped.IsOpen() && stamped.GetPath() == path.c_str());
+    const std::regex stamp("[\\s\\S]*\r\n\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} t\r\n");
+    EXPECT_TRUE(std::regex_match(ReadBytes(path), stamp)) << ReadBytes(path);
+    EXPECT_TRUE(!missing.AddLine("lost") && !missing.IsOpen() && missing.GetStatus() == ERROR_PATH_NOT_FOUND);
+    EXPECT_TRUE(!unnamed.AddLine("lost") && unnamed.GetStatus() == ERROR_INVALID_PARAMETER);
 }
 
 // Three processes and two threads write the one file at once: every line arrives whole.
