@@ -197,6 +197,8 @@ TEST(ExeUtilsTest, AProgramStartsWithItsParametersInTheDirectoryGiven)
     MTMutex alive(false, (name + ".alive").c_str());
     const unsigned long result = alive.Wait(MustHappenMs());
     EXPECT_TRUE(result == WAIT_ABANDONED_0 || result == WAIT_OBJECT_0) << result;
+    EXPECT_FALSE(ExeUtils::ShellLaunchApp(" ", system, "", true, ExeUtils::Open, 1, error, 0));
+    EXPECT_EQ(SystemUtils::GetLastError(ERROR_INVALID_PARAMETER), error);
     CoUninitialize();
 }
 

@@ -59,7 +59,8 @@ TEST(NumberTextConvTest, TextsFollowTheUsersSeparatorsAndGrouping)
               texts);
 }
 
-// The handle is closed on reassignment (not to itself) and destruction, keeping the last error.
+// The handle is closed on reassignment (not to itself), Close and destruction, keeping the last error;
+// a move or Detach hands it on.
 TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastError)
 {
     const auto open = [](HANDLE h) { return WaitForSingleObject(h, 0) != WAIT_FAILED; };
@@ -74,6 +75,14 @@ TEST(SmartHANDLETest, AssignmentAndDestructionCloseTheHandleHeldKeepingTheLastEr
         EXPECT_FALSE(open(first));
     }
     EXPECT_FALSE(open(second));
+    HANDLE third = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    SmartHANDLE a(third), b;
+    b = std::move(a);
+    SmartHANDLE c(std::move(b));
+    EXPECT_TRUE(!a.IsValid() && !b.IsValid() && HANDLE(c) == third && c.Detach() == third && !c.IsValid());
+    c = third;
+    c.Close();
+    EXPECT_TRUE(!open(third) && !c.IsValid() && !SmartHANDLE(INVALID_HANDLE_VALUE).IsValid());
 }
 
 // Every character survives the coding; a code that is no code ends the decoded text; blanks are six.
