@@ -51,6 +51,7 @@ TEST(RegistryUtilsTest, SubKeysComeAsPathsBelowTheRootEachBeforeItsChildren)
     EXPECT_EQ(k + "A|" + k + "A\\A1|" + k + "A\\A1\\A1x|" + k + "A\\A2|" + k + "B|", Join(keys));
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, root.path.c_str(), keys, false));
     EXPECT_EQ(k + "A|" + k + "B|", Join(keys));
+    EXPECT_FALSE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, (k + "none").c_str(), keys, true) || keys.GetCount());
 }
 
 // Each type has its text; the one-pass listing gives each name with its text, expanded when asked.
@@ -65,12 +66,23 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
         {"qword", REG_QWORD, std::string(8, '\xff'), "18446744073709551615"},
         {"binary", REG_BINARY, std::string("\0\n\xff\x10", 4), "00 0a ff 10"},
         {"caf\xe9", REG_SZ, "\xe4\xf6\xfc", "\xe4\xf6\xfc"},  // read wide, as the code page has them
+        {"short", REG_DWORD, "\x01\x02\x03", "01 02 03"}, {"inner", REG_SZ, std::string("ab\0cd", 6), "ab"},
     };
     const TestKey root;
     for (const auto& [name, type, data, text] : cases)
         ASSERT_TRUE(root.Set("", name, type, data)) << name;
     for (const auto& [name, type, data, text] : cases)
+    {
+        CString typed;
+        unsigned long kind = 0;
+        EXPECT_TRUE(RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, root.path.c_str(), name, false, typed, kind) &&
+                    kind == type && typed == root.Value(name));
         EXPECT_EQ(CString(text ? text : data.c_str()), root.Value(name)) << name;
+    }
+    CString none("stale");
+    unsigned long kind = 0;
+    EXPECT_TRUE(root.Value("missing").IsEmpty() &&
+                !RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, root.path.c_str(), "missing", false, none, kind));
     char expanded[MAX_PATH] = {};
     ExpandEnvironmentStringsA("%SystemRoot%\\x", expanded, MAX_PATH);
     EXPECT_EQ(CString(expanded), root.Value("expand", true));
