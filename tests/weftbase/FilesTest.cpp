@@ -142,7 +142,8 @@ TEST(DirUtilsTest, DeleteInSafeModeLeavesProtectedFiles)
     EXPECT_TRUE(Exists(root + "x\\y\\kept.txt") && !Exists(root + "top.txt") && !Exists(root + "long"));
 }
 
-// Roots, local or shared, are refused whatever their form; with the stop set, a deletion takes nothing.
+// Roots, local or shared, are refused whatever their form; with the stop set, a deletion takes nothing;
+// the contents alone leave the folder.
 TEST(DirUtilsTest, RootsAreRefusedAndAStopTakesNothing)
 {
     MTEvent stop(true, true);
@@ -160,6 +161,9 @@ TEST(DirUtilsTest, RootsAreRefusedAndAStopTakesNothing)
     EXPECT_EQ(CString(dir.Path().c_str()) + ": " + SystemUtils::GetLastError(ERROR_OPERATION_ABORTED),
               DirUtils::DeleteDirectory(dir.Path().c_str(), 0, stop.GetHandle(), &files, nullptr));
     EXPECT_TRUE(files == 0 && Exists(dir / "kept.txt"));
+    EXPECT_TRUE(DirUtils::DeleteDirectory(dir.Path().c_str(), DirUtils::DeleteContentsOnly, nullptr, &files, nullptr)
+                    .IsEmpty() &&
+                files == 1 && !Exists(dir / "kept.txt") && DirUtils::DoesDirExist(dir.Path().c_str()));
 }
 
 // A folder whose handle says junction (one replaced after its parent's listing) and a junction go
