@@ -72,6 +72,7 @@ def run(command, cwd=None, log=None):
                             errors="replace")
     if log is not None:
         log.write(f"$ {' '.join(command)}\n{result.stdout}\n")
+        log.flush()
     return result.returncode
 
 
@@ -169,7 +170,13 @@ def main():
             caught += 1
         else:
             missed += 1
-        print(f"{outcome:7} {fault['name']} ({fault['where']}, {time.monotonic() - started:.0f} s)", flush=True)
+        # What caught it: a fault caught by a test that has nothing to do with it is worth a look.
+        failed = ""
+        if outcome == "caught":
+            listed = build / "Testing" / "Temporary" / "LastTestsFailed.log"
+            names = [line.partition(":")[2] for line in listed.read_text().splitlines()] if listed.exists() else []
+            failed = " by " + ", ".join(names[:3]) + (" ..." if len(names) > 3 else "")
+        print(f"{outcome:7} {fault['name']} ({fault['where']}, {time.monotonic() - started:.0f} s){failed}", flush=True)
 
     # Leave the scratch build matching the sources again, and no Wine server behind.
     run(["cmake", "--build", str(build)], log=log)
