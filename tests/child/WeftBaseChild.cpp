@@ -24,6 +24,16 @@ std::string FreshDir(const std::vector<std::string>& args)
     return DirUtils::CreateDirectoryPath(dir.c_str()) ? dir : std::string();
 }
 
+// An empty file last written at noon on 1 January of the year (UTC).
+bool WrittenIn(const std::string& path, WORD year)
+{
+    const SYSTEMTIME noon = {year, 1, 0, 1, 12, 0, 0, 0};
+    FILETIME at = {};
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    const bool ok = SystemTimeToFileTime(&noon, &at) && SetFileTime(file, nullptr, nullptr, &at);
+    return CloseHandle(file) && ok;
+}
+
 // True if a ZipThread job succeeded and posted its end with wParam -7 (sign-extended) and lParam 2^40.
 bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
 {
@@ -166,7 +176,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
               WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
               WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
               WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20)) &&
-              WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large);
+              WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large) && WrittenIn(src + "old.txt", 1975) &&
+              WrittenIn(src + "late.txt", 2200);  // past the years an MS-DOS time holds
     // A name outside any single code page, and a file deeper than the narrow calls reach.
     wchar_t full[MAX_PATH] = {};
     GetFullPathNameW(std::wstring(src.begin(), src.end()).c_str(), MAX_PATH, full, nullptr);

@@ -32,8 +32,13 @@ def unzip_test(path):
 
 
 def dos_time(seconds):
+    """The MS-DOS form of a local time: 1980 to 2107 in steps of two seconds, held at the nearest end."""
     t = time.localtime(seconds)
-    return (max(t.tm_year, 1980), t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec - t.tm_sec % 2)
+    if t.tm_year < 1980:
+        return (1980, 1, 1, 0, 0, 0)
+    if t.tm_year > 2107:
+        return (2107, 12, 31, 23, 59, 58)
+    return (t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec - t.tm_sec % 2)
 
 
 def tree_entries(root):
