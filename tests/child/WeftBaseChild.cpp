@@ -49,14 +49,15 @@ bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, co
            m.lParam == 1ll << 40;
 }
 
-// The utility library's ReadFile in a child that is ended part-way: a read past the first 2 MiB of a
-// file waits a minute first, so the archive is under way, with its first chunk written, when the end
-// comes, however fast the rest would go.
+// The utility library's ReadFile in a child that is ended part-way: the first read past 2 MiB of a
+// file waits half a minute, so the archive is under way, with its first chunk written, when the end
+// comes, however fast the rest would go. A child that is not ended goes on after that wait, once.
 BOOL WINAPI StalledRead(HANDLE file, LPVOID buffer, DWORD size, LPDWORD got, LPOVERLAPPED overlapped)
 {
+    static LONG s_nStalled = 0;
     LARGE_INTEGER at = {};
-    if (SetFilePointerEx(file, at, &at, FILE_CURRENT) && at.QuadPart >= (2 << 20))
-        Sleep(60000);
+    if (SetFilePointerEx(file, at, &at, FILE_CURRENT) && at.QuadPart >= (2 << 20) && !InterlockedExchange(&s_nStalled, 1))
+        Sleep(30000);
     return ReadFile(file, buffer, size, got, overlapped);
 }
 

@@ -169,16 +169,20 @@ def main():
                         for part in parts:
                             chosen = subprocess.run(["ctest", "--test-dir", str(build), "-N"] + select + part,
                                                     stdout=subprocess.PIPE, text=True).stdout
-                            if re.search(r"Total Tests: 0\b", chosen) or run(command + select + part, log=log) == 0:
-                                continue
-                            # A failure counts only if it comes again: a test that fails once under a
-                            # busy machine and then passes says nothing of the fault.
-                            failing = failed_tests(build)
-                            if run(command[:-1] + ["--rerun-failed"], log=log) != 0:
-                                outcome = "caught"
+                            # A failure counts only if it comes again: a test that fails once on a busy
+                            # machine and then passes says nothing of the fault. The part then runs
+                            # again whole, since the first failure stopped the tests after it.
+                            for _ in range(3):
+                                if re.search(r"Total Tests: 0\b", chosen) or run(command + select + part, log=log) == 0:
+                                    break
+                                failing = failed_tests(build)
+                                if run(command[:-1] + ["--rerun-failed"], log=log) != 0:
+                                    outcome = "caught"
+                                    break
+                                flaky.update(failing)
+                                once += failing
+                            if outcome == "caught":
                                 break
-                            flaky.update(failing)
-                            once += failing
             finally:
                 target.write_text(original)
         if outcome == "caught":
