@@ -3,10 +3,13 @@
 // The mode gives the first instance's main window; none and detached (a window object without a
 // window) get a visible one on OrderMakeWindow.
 #include "app/SingleAppReports.h"
+#include "support/ThreadProbe.h"
 
 #include <weftcore.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 using namespace weft::test;
@@ -31,6 +34,20 @@ HWND MakeWindow(DWORD style, HWND owner)
     return ::CreateWindowExA(0, "STATIC", "", style, 9, 9, 240, 120, owner, nullptr, nullptr, nullptr);
 }
 
+// The threads that the first instance's InitInstance started and that still run once the
+// application object, destroyed before this, is gone.
+struct EndReport
+{
+    std::optional<ThreadProbe> probe;  // taken before InitInstance
+    std::set<DWORD> started;
+    ~EndReport()
+    {
+        const std::set<DWORD> now = probe ? probe->NewThreads() : std::set<DWORD>();
+        if (probe)
+            Report(ReportEnded, std::ranges::count_if(started, [&](DWORD id) { return now.contains(id); }), 0);
+    }
+} ends;
+
 class ChildApp : public SingleInstanceApp
 {
 public:
@@ -38,8 +55,13 @@ public:
 
     BOOL InitInstance() override
     {
+        ends.probe.emplace();
         m_bFirst = SingleInstanceApp::InitInstance() != 0;
-        SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command", "0"))));
+        ends.started = ends.probe->NewThreads();
+        if (!m_bFirst)
+            ends.probe.reset();
+        if (Option("--command"))
+            SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command"))));
         Show(m_bFirst ? Option("--mode", "visible") : "none");
         return m_bFirst;
     }
