@@ -27,10 +27,9 @@ static void MakeTree(const std::string& root, std::initializer_list<std::string>
 class FindFileThreadTest : public ::testing::Test
 {
 protected:
-    // The next n result messages, checked to count up from 0, then the end message with n + 1, above
-    // the last index. Gives the results' paths below the root in the order found (each read as its
-    // message is taken), checked to put a directory before its contents; with read false the
-    // messages only (a later run may have replaced the results by then).
+    // The next n result messages, counting up from 0, then the end message with n + 1, past the last
+    // index. Gives the results' paths below the root as found (a directory before its contents), each
+    // read as its message is taken; with read false none (a later run may have replaced them).
     Lines Results(FindFileThread& finder, size_t n, bool read = true)
     {
         Lines paths;
@@ -152,14 +151,14 @@ TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSile
     Find(finder, "old", true, true);
     ASSERT_TRUE(owner.Next().has_value());
     finder.Stop(MustHappenMs());
-    EXPECT_TRUE(owner.Flush() && owner.Count() == before + 3) << "a message after the cancel, the gone root or the stop";
+    EXPECT_TRUE(owner.Flush() && owner.Count() == before + 3) << "a message after the cancel, gone root or stop";
 }
 
 // Every file counts, hidden ones too, at every level, whatever its name, with its bytes, anew in each
-// run; the present directory named again (in other case) starts nothing. The share of the drive is
-// cut, not rounded. A directory named during a run (the test holds the class's mutex from the run's
-// start) makes it give way silently, then runs twice; a path that is no directory cancels, keeping
-// the byte sum. A file at construction gives an inert object.
+// run; the present directory named again (in other case) starts nothing; the drive's share is cut.
+// A directory named during a run (the test holds the class's mutex from its start) makes it give way
+// silently, then runs twice; a path that is no directory cancels (also during a run), keeping the byte
+// sum. A file at construction gives an inert object.
 TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
 {
     OwnerWindow owner;
@@ -212,12 +211,15 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     EXPECT_TRUE(owner.Next() && owner.Next() && owner.StaysAt(4)) << "not the new directory's two runs alone";
     EXPECT_EQ(1u, summary.GetFileCount());
     EXPECT_EQ(NumberTextConv::DoubleToString(0, digits, false, 0, "", false) + "%", summary.GetDirUsesSpacePercent());
-    nameDuringARun(r + "tree\\abc");
-    EXPECT_TRUE(owner.StaysAt(4)) << "a message after the cancel";
+    summary.SetDir((r + "tree\\abc").c_str());
     EXPECT_TRUE(summary.GetFileCount() == 0 && summary.GetDirUsesSpace().IsEmpty() && !summary.IsGatheringInfo());
     EXPECT_EQ(static_cast<unsigned long long>(size.QuadPart), summary.GetDirUsesSpaceValue());
     summary.SetDir((r + "tree").c_str());
-    EXPECT_TRUE(owner.Next() && owner.StaysAt(5)) << "the run after the cancel";
+    ASSERT_TRUE(owner.Next().has_value());
+    nameDuringARun(r + "tree\\abc");
+    EXPECT_TRUE(owner.StaysAt(5)) << "a message after the cancel";
+    summary.SetDir((r + "tree").c_str());
+    EXPECT_TRUE(owner.Next() && owner.StaysAt(6)) << "the run after the cancel";
 }
 
 // Protected items stay unless optionA is set (for a file, on its second try); the end message has

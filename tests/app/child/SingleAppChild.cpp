@@ -34,17 +34,17 @@ HWND MakeWindow(DWORD style, HWND owner)
     return ::CreateWindowExA(0, "STATIC", "", style, 9, 9, 240, 120, owner, nullptr, nullptr, nullptr);
 }
 
-// The threads that the first instance's InitInstance started and that still run once the
-// application object, destroyed before this, is gone.
+// Reports how many of the threads that InitInstance started still run once the application object,
+// destroyed before this, is gone (a later instance starts none and reports nothing).
 struct EndReport
 {
     std::optional<ThreadProbe> probe;  // taken before InitInstance
     std::set<DWORD> started;
     ~EndReport()
     {
-        const std::set<DWORD> now = probe ? probe->NewThreads() : std::set<DWORD>();
-        if (probe)
-            Report(ReportEnded, std::ranges::count_if(started, [&](DWORD id) { return now.contains(id); }), 0);
+        const auto running = [now = probe ? probe->NewThreads() : started](DWORD id) { return now.contains(id); };
+        if (!started.empty())
+            Report(ReportEnded, std::ranges::count_if(started, running), 0);
     }
 } ends;
 
@@ -58,8 +58,6 @@ public:
         ends.probe.emplace();
         m_bFirst = SingleInstanceApp::InitInstance() != 0;
         ends.started = ends.probe->NewThreads();
-        if (!m_bFirst)
-            ends.probe.reset();
         if (Option("--command"))
             SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command"))));
         Show(m_bFirst ? Option("--mode", "visible") : "none");
