@@ -10,6 +10,7 @@ enum SingleAppMessage : UINT
 {
     ReportStarted = WM_APP + 1,     // wParam: the first instance's main thread, 0 for a later one; lParam: its main window
     ReportCommand,                  // wParam, lParam: those of the WM_COMMAND that arrived
+    ReportEnded,                    // wParam: threads of the first's InitInstance outliving its application object
     OrderMakeWindow = WM_APP + 50,  // makes the visible main window now, then reports started again
     OrderQuit,                      // ends the message loop; the exit code is FirstInstanceExit
 };

@@ -5,6 +5,7 @@
 #include "weftbase/WeftBaseTestFiles.h"
 
 #include <algorithm>
+#include <cmath>
 #include <tuple>
 
 using namespace weft::test;
@@ -26,9 +27,9 @@ static void MakeTree(const std::string& root, std::initializer_list<std::string>
 class FindFileThreadTest : public ::testing::Test
 {
 protected:
-    // The next n result messages, checked to count up from 0, then the end message with n + 1.
-    // Gives the results' paths below the root, sorted, each read as its message is taken; with
-    // read false the messages only (a later run may have replaced the results by then).
+    // The next n result messages, counting up from 0, then the end message with n + 1, past the last
+    // index. Gives the results' paths below the root as found (a directory before its contents), each
+    // read as its message is taken; with read false none (a later run may have replaced them).
     Lines Results(FindFileThread& finder, size_t n, bool read = true)
     {
         Lines paths;
@@ -41,7 +42,10 @@ protected:
             if (i < n && read)
                 paths.push_back(finder.GetFileAtIndex(m->wParam).Mid(static_cast<int>(root.size())).GetString());
         }
-        std::sort(paths.begin(), paths.end());
+        for (size_t i = 0; i < paths.size(); ++i)
+            for (size_t j = 0; j < i; ++j)
+                EXPECT_FALSE(paths[j].starts_with(paths[i])) << paths[i] << " after " << paths[j];
+        EXPECT_TRUE(!read || (finder.GetFileAtIndex(n).IsEmpty() && !finder.IsValidIndex(n)));
         return paths;
     }
 
@@ -58,24 +62,35 @@ protected:
 
 // Matches (case ignored, a pattern with a separator against the whole path) but never the root, the
 // skip list by full path, the root's files alone without recursion, a directory's first match alone
-// when stopping at it; indexes from 0 each time.
+// when stopping at it, else its subdirectories after it, the last listed first; indexes from 0 each time.
 TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEnd)
 {
-    MakeTree(root, {"a.txt", "d\\c.TXT", "d\\obj\\", "skip\\g.txt", "s\\m\\m.txt", "s\\m\\deep\\n.txt", "s\\k\\o.txt",
-                    "k.log", "d\\k\\p.log"});
-    // below the root, recurse, stop at a match, the results
+    MakeTree(root, {"a.txt", "d\\c.TXT", "d\\obj\\z.txt", "skip\\g.txt", "s\\m\\m.txt", "s\\m\\deep\\n.txt",
+                    "s\\k\\k.txt", "k.log", "d\\k\\p.log"});
+    Lines deferred;  // s\m\m.txt and s\k\k.txt, the one of the subdirectory listed last first
+    WIN32_FIND_DATAA e;
+    HANDLE listing = FindFirstFileA((root + "s\\*").c_str(), &e);
+    for (BOOL more = listing != INVALID_HANDLE_VALUE; more; more = FindNextFileA(listing, &e))
+        if (e.cFileName[0] != '.')
+            deferred.insert(deferred.begin(), "s\\" + std::string(e.cFileName) + "\\" + e.cFileName + ".txt");
+    FindClose(listing);
+    // below the root, recurse, stop at a match, the results (sorted unless stopping)
     const std::tuple<std::string, bool, bool, Lines> cases[] = {
         {"", true, false,
-         {"a.txt", "d\\c.TXT", "d\\k\\p.log", "d\\obj\\", "s\\k\\o.txt", "s\\m\\deep\\n.txt", "s\\m\\m.txt"}},
+         {"a.txt", "d\\c.TXT", "d\\k\\p.log", "d\\obj\\", "d\\obj\\z.txt", "s\\k\\k.txt", "s\\m\\deep\\n.txt",
+          "s\\m\\m.txt"}},
         {"", false, true, {"a.txt"}},
-        {"s", true, true, {"s\\k\\o.txt", "s\\m\\m.txt"}},
-        {"d\\obj", true, false, {}},  // a root that would match
+        {"s", true, true, deferred},
+        {"d\\obj", true, false, {"d\\obj\\z.txt"}},  // a root that would match
     };
     FindFileThread finder(FindMsg, owner.Handle(), -61, 0);
     for (const auto& [at, recurse, stop, expected] : cases)
     {
         Find(finder, at, recurse, stop);
-        EXPECT_EQ(expected, Results(finder, expected.size())) << at;
+        Lines found = Results(finder, expected.size());
+        if (!stop)
+            std::sort(found.begin(), found.end());
+        EXPECT_EQ(expected, found) << at;
     }
 }
 
@@ -110,31 +125,46 @@ TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSile
     // Stopping at matches, a and b each yield c\x.txt after their 40 paced entries, in either order.
     for (int i = 0; i < 40; ++i)
         MakeTree(root, {"old\\a\\" + std::to_string(i) + ".log", "old\\b\\" + std::to_string(i) + ".log"});
-    MakeTree(root, {"old\\a\\c\\x.txt", "old\\b\\c\\x.txt", "new\\1.txt", "new\\2.txt"});
+    MakeTree(root, {"old\\a\\c\\x.txt", "old\\b\\c\\x.txt", "new\\1.txt"});
     FindFileThread finder(FindMsg, owner.Handle(), -61, 1);
     Find(finder, "old", true, true);
     ASSERT_TRUE(owner.Next().has_value());
     Find(finder, "new");
     const auto end = owner.Next();
     EXPECT_TRUE(end && end->wParam == 2) << "the old search's last message, after its one match";
-    EXPECT_TRUE(Results(finder, 2, false).empty());
-    EXPECT_EQ(Lines({"new\\1.txt", "new\\2.txt"}), Results(finder, 2));
+    EXPECT_TRUE(Results(finder, 1, false).empty());
+    EXPECT_EQ(Lines({"new\\1.txt"}), Results(finder, 1));
+    // A file names no root: a cancel, which empties the results. A root gone by the time the search
+    // begins (the test holds the class's mutex till then) gives no message.
     const size_t before = owner.Count();
     Find(finder, "old", true, true);
     ASSERT_TRUE(owner.Next().has_value());
+    Find(finder, "new\\1.txt");
+    const auto cancelled = owner.Next();
+    EXPECT_TRUE(cancelled && cancelled->wParam == 1) << "the cancelled search's last message, with no result";
+    MTMutex lock(false, "wl_fft_mutex", nullptr);
+    lock.Wait(MustHappenMs());
+    MakeTree(root, {"gone\\"});
+    Find(finder, "gone");
+    RemoveDirectoryA((root + "gone").c_str());
+    lock.Release();
+    Find(finder, "old", true, true);
+    ASSERT_TRUE(owner.Next().has_value());
     finder.Stop(MustHappenMs());
-    EXPECT_TRUE(owner.Flush() && owner.Count() == before + 1) << "a message after the stop";
+    EXPECT_TRUE(owner.Flush() && owner.Count() == before + 3) << "a message after the cancel, gone root or stop";
 }
 
 // Every file counts, hidden ones too, at every level, whatever its name, with its bytes, anew in each
-// run; the present directory named again (in other case) starts nothing; a path that is no
-// directory cancels.
+// run; the present directory named again (in other case) starts nothing; the drive's share is cut.
+// A directory named during a run (the test holds the class's mutex from its start) makes it give way
+// silently, then runs twice; a path that is no directory cancels (also during a run), keeping the byte
+// sum; a directory gone by its run's start ends it silently. A file at construction gives an inert object.
 TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
 {
     OwnerWindow owner;
     TempDir dir("summary");
     const std::string r = dir.Path();
-    MakeTree(r, {"tree\\abc", "tree\\sub\\hello", "tree\\sub\\deep\\x", "tree\\sub\\deep\\hidden"});
+    MakeTree(r, {"tree\\abc", "tree\\sub\\hello", "tree\\sub\\deep\\x", "tree\\sub\\deep\\hidden", "big\\"});
     const std::wstring dots = CodePageText::ToWide(r.c_str()) + L"tree\\\xFF0E\xFF0E";  // 1252 best fit gives ".."
     CreateDirectoryW(dots.c_str(), nullptr);
     WriteBytes(dots + L"\\a\xFF3C" L"b", "odd");
@@ -145,6 +175,17 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     HANDLE file = CreateFileA((r + "tree\\abc").c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     SetFileTime(file, nullptr, nullptr, &written);
     CloseHandle(file);
+    // big\b is three quarters of the last decimal shown of the drive's share: a cut drops it.
+    ULARGE_INTEGER total = {};
+    GetDiskFreeSpaceExA(r.c_str(), nullptr, &total, nullptr);
+    const unsigned digits = LocaleUtils::GetNumberFractionalDigits();
+    LARGE_INTEGER size;
+    size.QuadPart = static_cast<LONGLONG>(total.QuadPart * 0.0075 / std::pow(10.0, digits)) + 1;
+    file = CreateFileA((r + "big\\b").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    EXPECT_TRUE(SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && SetEndOfFile(file) && CloseHandle(file));
+    DirSummaryThread inert((r + "tree\\abc").c_str(), SumMsg, owner.Handle(), 7, -7);
+    inert.GatherInfo();
+    EXPECT_TRUE(inert.GetFileCount() == 0 && inert.GetDirUsesSpaceValue() == 0 && !inert.IsGatheringInfo());
     DirSummaryThread summary((r + "tree").c_str(), SumMsg, owner.Handle(), 7, -7);
     for (int run = 0; run < 2; ++run)
     {
@@ -157,8 +198,32 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
         summary.SetDir((r + "TREE\\").c_str());
         EXPECT_FALSE(owner.Next(MustNotHappenMs()).has_value());
     }
+    MTMutex lock(false, "wl_dst_mutex", nullptr);
+    const auto nameDuringARun = [&](const std::string& to) {
+        lock.Wait(MustHappenMs());
+        summary.GatherInfo();
+        EXPECT_TRUE(WaitUntil([&] { return lock.Release(), lock.Wait(MustHappenMs()), summary.IsGatheringInfo(); },
+                              MustHappenMs()));
+        summary.SetDir(to.c_str());
+        lock.Release();
+    };
+    nameDuringARun(r + "big");
+    EXPECT_TRUE(owner.Next() && owner.Next() && owner.StaysAt(4)) << "not the new directory's two runs alone";
+    EXPECT_EQ(1u, summary.GetFileCount());
+    EXPECT_EQ(NumberTextConv::DoubleToString(0, digits, false, 0, "", false) + "%", summary.GetDirUsesSpacePercent());
     summary.SetDir((r + "tree\\abc").c_str());
-    EXPECT_FALSE(summary.IsGatheringInfo());
+    EXPECT_TRUE(summary.GetFileCount() == 0 && summary.GetDirUsesSpace().IsEmpty() && !summary.IsGatheringInfo());
+    EXPECT_EQ(static_cast<unsigned long long>(size.QuadPart), summary.GetDirUsesSpaceValue());
+    summary.SetDir((r + "tree").c_str());
+    ASSERT_TRUE(owner.Next().has_value());
+    nameDuringARun(r + "tree\\abc");
+    lock.Wait(MustHappenMs());  // a directory gone by the time its run begins
+    summary.SetDir((r + "big").c_str());
+    MoveFileA((r + "big").c_str(), (r + "moved").c_str());
+    lock.Release();
+    EXPECT_TRUE(owner.StaysAt(5)) << "a message after the cancel or for the gone directory";
+    summary.SetDir((r + "tree").c_str());
+    EXPECT_TRUE(owner.Next() && owner.StaysAt(6)) << "no run after them";
 }
 
 // Protected items stay unless optionA is set (for a file, on its second try); the end message has
@@ -209,18 +274,22 @@ TEST(ShellExecuteThreadTest, ALaunchThatOutlastsTheBoundIsEndedWithTheTimeOutTex
     EXPECT_LT(spent, 3500u + Scaled(1000));
 }
 
-// Only a program gets the argument; another file runs in the argument's folder (the child checks
-// both); a blank file launches nothing and is logged. A later Stop leaves the error text alone.
+// Only a program gets the argument; another file runs in the argument's folder, or without one in
+// its own (the child checks both); a failure gives the utility's text for a quiet launch; a blank
+// file launches nothing and is logged. A later Stop leaves the error text alone.
 TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgumentAndFolder)
 {
     TempDir dir("shell");
     const std::string r = dir.Path(), child = ExeDir() + "weft_testchild.exe", name = UniqueName("shell");
     CreateDirectoryA((r + "other").c_str(), nullptr);
+    CString failure;
+    ExeUtils::ShellLaunchApp((r + "missing.exe").c_str(), r.c_str(), "", true, ExeUtils::Default, 1, failure, nullptr);
     // file, argument, the folder the child must run in ("-": no child), the error text
     const std::tuple<std::string, std::string, std::string, CString> cases[] = {
         {child, "set-event " + name, "", ""},
         {r + "b.bat", r + "other\\x.txt", r + "other", ""},
-        {r + "missing.exe", "", "-", SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND)},
+        {r + "c.bat", "", r.substr(0, r.size() - 1), ""},  // no backslash before the closing quote
+        {r + "missing.exe", "", "-", failure},
         {" \t ", "", "-", StringUtils::DecryptText(CodedTexts::ShellEmptyFileText)},
     };
     auto log = std::make_unique<AppLogger>((r + "log").c_str());

@@ -3,10 +3,13 @@
 // The mode gives the first instance's main window; none and detached (a window object without a
 // window) get a visible one on OrderMakeWindow.
 #include "app/SingleAppReports.h"
+#include "support/ThreadProbe.h"
 
 #include <weftcore.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 using namespace weft::test;
@@ -31,6 +34,20 @@ HWND MakeWindow(DWORD style, HWND owner)
     return ::CreateWindowExA(0, "STATIC", "", style, 9, 9, 240, 120, owner, nullptr, nullptr, nullptr);
 }
 
+// Reports how many of the threads that InitInstance started still run once the application object,
+// destroyed before this, is gone (a later instance starts none and reports nothing).
+struct EndReport
+{
+    std::optional<ThreadProbe> probe;  // taken before InitInstance
+    std::set<DWORD> started;
+    ~EndReport()
+    {
+        const auto running = [now = probe ? probe->NewThreads() : started](DWORD id) { return now.contains(id); };
+        if (!started.empty())
+            Report(ReportEnded, std::ranges::count_if(started, running), 0);
+    }
+} ends;
+
 class ChildApp : public SingleInstanceApp
 {
 public:
@@ -38,8 +55,11 @@ public:
 
     BOOL InitInstance() override
     {
+        ends.probe.emplace();
         m_bFirst = SingleInstanceApp::InitInstance() != 0;
-        SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command", "0"))));
+        ends.started = ends.probe->NewThreads();
+        if (Option("--command"))
+            SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command"))));
         Show(m_bFirst ? Option("--mode", "visible") : "none");
         return m_bFirst;
     }
