@@ -164,4 +164,14 @@ TEST(SingleAdminGateTest, OnePartyAtATimeAndAnyoneMayOpen)
     EXPECT_FALSE(gate.Try());
     std::thread([&] { gate.Leave(); }).join();
     EXPECT_TRUE(gate.Try());
+    gate.Leave();
+    MTEvent start(true, false);  // the parties wait for one signal, then try at once
+    std::atomic<int> won{0};
+    std::vector<std::thread> parties;
+    for (int i = 0; i < 16; ++i)
+        parties.emplace_back([&] { start.Wait(MustHappenMs()), won += gate.Try(); });
+    start.Set();
+    for (auto& party : parties)
+        party.join();
+    EXPECT_EQ(1, won.load()) << "of 16 parties at once";
 }
