@@ -252,9 +252,14 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
         {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*_test.*;*.bak"}), false},
         {"D:\\obj", false, Texts({"obj/"}), Texts({}), true}, {"D:\\obj", true, Texts({"obj\\"}), Texts({}), false},
         {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), Texts({}), true},
+        {"C:\\x\\a.h", true, Texts({"*\\x\\*"}), Texts({}), true},
     };
     for (const auto& [path, isFile, include, exclude, match] : cases)
+    {
+        const CString full(path), dir = full.Left(full.ReverseFind('\\') + 1);  // as a walk gives it
         EXPECT_EQ(match, FileUtils::MatchFileSpec(path, isFile, include, exclude, true)) << path;
+        EXPECT_EQ(match, FilePatternMatcher(include, exclude, true).Matches(dir, full.Mid(dir.GetLength()), isFile));
+    }
 }
 
 // An unreadable item is left out: the archive of the rest replaces the output and the call answers
