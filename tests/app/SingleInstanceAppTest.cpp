@@ -81,11 +81,13 @@ protected:
     const std::string m_name = UniqueName("app"), m_exe = m_dir / ("a b\\" + m_name + ".exe");
     size_t m_mark = 0;
     HWND m_decoy = nullptr;
-    OwnerWindow m_owner{[this](const OwnerWindow::Message& m) {
-        if (m.msg == TakeForeground && (m_decoy || (m_decoy = CreateWindowExA(0, "STATIC", "", WS_POPUP | WS_VISIBLE, 0,
-                                                                              0, 9, 9, nullptr, nullptr, nullptr, nullptr))))
-            SetForegroundWindow(m_decoy);
-    }};
+    OwnerWindow m_owner{[this](const OwnerWindow::Message& m)
+                        {
+                            if (m.msg == TakeForeground &&
+                                (m_decoy || (m_decoy = CreateWindowExA(0, "STATIC", "", WS_POPUP | WS_VISIBLE, 0, 0, 9,
+                                                                       9, nullptr, nullptr, nullptr, nullptr))))
+                                SetForegroundWindow(m_decoy);
+                        }};
     std::vector<std::unique_ptr<ChildProcess>> m_started;
     std::map<UINT, size_t> m_taken;  // per kind, the index of the report after the last one taken
     HANDLE m_turn = CreateMutexA(nullptr, FALSE, "weft-tests-foreground");

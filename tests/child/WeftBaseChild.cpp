@@ -56,7 +56,8 @@ BOOL WINAPI StalledRead(HANDLE file, LPVOID buffer, DWORD size, LPDWORD got, LPO
 {
     static LONG s_nStalled = 0;
     LARGE_INTEGER at = {};
-    if (SetFilePointerEx(file, at, &at, FILE_CURRENT) && at.QuadPart >= (2 << 20) && !InterlockedExchange(&s_nStalled, 1))
+    if (SetFilePointerEx(file, at, &at, FILE_CURRENT) && at.QuadPart >= (2 << 20) &&
+        !InterlockedExchange(&s_nStalled, 1))
         Sleep(30000);
     return ReadFile(file, buffer, size, got, overlapped);
 }

@@ -102,8 +102,10 @@ TEST(FileUtilsTest, ExistenceAndInfoTellFilesFromFolders)
 {
     TempDir dir("fi");
     ASSERT_TRUE(WriteBytes(dir / "f.txt", "12345"));
-    const std::tuple<std::string, bool, bool, unsigned long long> cases[] = {
-        {dir / "f.txt", true, false, 5}, {dir.Path(), true, true, 0}, {dir / "none", false, false, 0}, {"", false, false, 0}};
+    const std::tuple<std::string, bool, bool, unsigned long long> cases[] = {{dir / "f.txt", true, false, 5},
+                                                                             {dir.Path(), true, true, 0},
+                                                                             {dir / "none", false, false, 0},
+                                                                             {"", false, false, 0}};
     for (const auto& [path, exists, isDir, size] : cases)
     {
         const char* p = path.c_str();
@@ -246,11 +248,13 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
     for (const auto& [text, pattern, ignoreCase, match] : wildcards)
         EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
     const std::tuple<const char*, bool, TextArray, TextArray, bool> cases[] = {
-        {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), false}, {"C:\\a.h", true, Texts({}), Texts({"*.c"}), true},
+        {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), false},
+        {"C:\\a.h", true, Texts({}), Texts({"*.c"}), true},
         {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), Texts({}), false},
         {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), Texts({}), true},
         {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*_test.*;*.bak"}), false},
-        {"D:\\obj", false, Texts({"obj/"}), Texts({}), true}, {"D:\\obj", true, Texts({"obj\\"}), Texts({}), false},
+        {"D:\\obj", false, Texts({"obj/"}), Texts({}), true},
+        {"D:\\obj", true, Texts({"obj\\"}), Texts({}), false},
         {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), Texts({}), true},
         {"C:\\x\\a.h", true, Texts({"*\\x\\*"}), Texts({}), true},
     };

@@ -24,7 +24,8 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
         EXPECT_EQ(std::make_tuple(day, second, CString(text)), std::make_tuple(d.m_nDay, d.m_nSecond, d.Format()));
         FILETIME back = {7, 7};  // the file time again, cut to the second; untouched when unset
         const ULONGLONG ticks = (ULONGLONG(ft.dwHighDateTime) << 32 | ft.dwLowDateTime) / 10000000 * 10000000;
-        EXPECT_EQ(day ? ticks : 0x700000007ull, (d.GetFileTime(back), ULONGLONG(back.dwHighDateTime) << 32 | back.dwLowDateTime));
+        EXPECT_EQ(day ? ticks : 0x700000007ull,
+                  (d.GetFileTime(back), ULONGLONG(back.dwHighDateTime) << 32 | back.dwLowDateTime));
     }
     for (const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
         EXPECT_FALSE(bad.IsValid()) << bad.m_nDay << " " << bad.m_nSecond;
@@ -48,9 +49,11 @@ TEST(NumberTextConvTest, TextsFollowTheUsersSeparatorsAndGrouping)
                     NumberTextConv::DoubleToString(3, 2, true, 0, "", true) + "|" +
                     NumberTextConv::DoubleToString(NAN, 2, true, 0, "", true) + "|" +
                     NumberTextConv::DoubleToString(-INFINITY, 2, true, 0, "", true) + "|" +
-                    NumberTextConv::NumberToString(10000000, true) + "|" + NumberTextConv::NumberToString(1234567, false);
+                    NumberTextConv::NumberToString(10000000, true) + "|" +
+                    NumberTextConv::NumberToString(1234567, false);
     // Byte counts: three significant digits, cut and not rounded.
-    for (unsigned long long bytes : {0ull, 1ull, 1023ull, 1024ull, 1536ull, 1048575ull, 16672359ull, 161061273600ull, ~0ull})
+    for (unsigned long long bytes :
+         {0ull, 1ull, 1023ull, 1024ull, 1536ull, 1048575ull, 16672359ull, 161061273600ull, ~0ull})
         texts += "|" + NumberTextConv::ConvertBytesToString(bytes);
     for (const auto& [type, text] : saved)
         SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str());
