@@ -187,8 +187,8 @@ TEST(DirUtilsTest, JunctionsGoAsLinksAndAreNeverEntered)
         GTEST_SKIP() << "no junction made: Wine makes no reparse points (FSCTL_SET_REPARSE_POINT fails)";
 }
 
-// A tree of 500 levels is packed and deleted with 64 KB of stack, which a walk of one call per level
-// overflows once a level takes more than 130 bytes (the recursive walks took about 800). Deeper
+// A tree of 250 levels is packed and deleted with 64 KB of stack, which a walk of one call per level
+// overflows once a level takes more than 260 bytes (the recursive walks took about 800). Deeper
 // trees cost too much time under Wine, whose server resolves every component of a path it opens.
 TEST(DirUtilsTest, ADeepTreeIsPackedAndDeletedOnASmallStack)
 {
@@ -197,7 +197,7 @@ TEST(DirUtilsTest, ADeepTreeIsPackedAndDeletedOnASmallStack)
     const std::wstring top = L"\\\\?\\" + std::wstring(tree.begin(), tree.end()) + L"\\d", spare = top + L"t";
     ASSERT_TRUE(CreateDirectoryA(tree.c_str(), nullptr) && CreateDirectoryW(top.c_str(), nullptr));
     std::string deepest = "d/";  // each level goes in at the top, so no call names a deep path
-    for (; deepest.size() < 1000; deepest += "d/")
+    for (; deepest.size() < 500; deepest += "d/")
         ASSERT_TRUE(CreateDirectoryW(spare.c_str(), nullptr) && MoveFileW(top.c_str(), (spare + L"\\d").c_str()) &&
                     MoveFileW(spare.c_str(), top.c_str()));
     const auto work = [](void* folder) -> DWORD {
