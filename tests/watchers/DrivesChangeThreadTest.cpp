@@ -67,8 +67,8 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
     while (alias[0] > 'C' && (GetLogicalDrives() & (1u << (alias[0] - 'A'))))
         --alias[0];
     const bool defined = alias[0] > 'C' && QueryDosDeviceA("C:", device, MAX_PATH) && DefineDosDeviceA(DDD_RAW_TARGET_PATH, alias, device);
-    const std::string root = alias + std::string("\\");  // a drive the system lists, of C:'s volume
-    const bool shared = defined && GetDriveTypeA(root.c_str()) == GetDriveTypeA("C:\\") && VolumeUtils::GetVolumeGUID(alias) == key;
+    const bool shared = defined && GetDriveTypeA((alias + std::string("\\")).c_str()) == GetDriveTypeA("C:\\") &&
+                        VolumeUtils::GetVolumeGUID(alias) == key;  // a drive the system lists, of C:'s volume
     for (int pass = 0; shared && pass < 2; ++pass)
         EXPECT_EQ(Lines{"added " + std::string(1, alias[0])}, (probe.DoWork(), told())) << "pass " << pass;
     if (defined)

@@ -62,7 +62,8 @@ protected:
     std::unique_ptr<RegMonitorThread> monitor;
 };
 
-// Passes tell keys added (with values), removed, values added or changed, removed; records order by every field.
+// Passes tell keys added (with values), removed, values added or changed, removed; records order by every field;
+// a refusal keeps its text (the bad key's, or the open's error) and logs its line.
 TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsOrderByEveryField)
 {
     std::vector<std::pair<CString, CString>> many;
@@ -86,6 +87,27 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
         const char* text = high ? "b" : "a";
         r.SetAction(high ? RegChange::KeyRemoved : RegChange::KeyAdded), r.SetKey(text), r.SetValueName(text), r.SetValue(text);
     }));
+    const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
+    const std::tuple<HKEY, CString, LONG, const char*> refusals[] = {
+        {nullptr, "Software", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
+        {HKEY_CURRENT_USER, "", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
+        {HKEY_LOCAL_MACHINE, "X\\" + prefix, 0, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
+        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", ERROR_FILE_NOT_FOUND, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
+        {reinterpret_cast<HKEY>(0x1230), "Software", ERROR_INVALID_HANDLE, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
+    };
+    TempDir dir("regmon");
+    AppLogger log((dir / "log").c_str());
+    AppLogger::m_pInstance = &log;
+    std::string lines;
+    for (const auto& [root, path, code, line] : refusals)
+    {
+        const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
+                                  : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
+        EXPECT_EQ(text, RegMonitorThread(root, path, true, RegMsg, owner.Handle(), 1).GetErrorMsg()) << path;
+        lines += std::string(line) + "\r\n";
+    }
+    AppLogger::m_pInstance = nullptr;
+    EXPECT_EQ(lines, ReadBytes(dir / "log"));
 }
 
 // Alone a key hides its subkeys and same-text retypes; a tree's new key comes with its values, goes without;
@@ -130,30 +152,4 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     monitor.reset();
     AppLogger::m_pInstance = nullptr;
     EXPECT_GT(ReadBytes(dir / "log").size(), logged.size()) << "for the left-out value";
-}
-
-// A refusal keeps its text (the bad key's, or the open's error) and logs its line.
-TEST_F(RegMonitorThreadTest, RefusalsLeaveTheirTextAndLogLine)
-{
-    const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
-    const std::tuple<HKEY, CString, LONG, const char*> cases[] = {
-        {nullptr, "Software", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
-        {HKEY_CURRENT_USER, "", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
-        {HKEY_LOCAL_MACHINE, "X\\" + prefix, 0, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
-        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", ERROR_FILE_NOT_FOUND, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
-        {reinterpret_cast<HKEY>(0x1230), "Software", ERROR_INVALID_HANDLE, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
-    };
-    TempDir dir("regmon");
-    AppLogger log((dir / "log").c_str());
-    AppLogger::m_pInstance = &log;
-    std::string lines;
-    for (const auto& [root, path, code, line] : cases)
-    {
-        const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
-                                  : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
-        EXPECT_EQ(text, RegMonitorThread(root, path, true, RegMsg, owner.Handle(), 1).GetErrorMsg()) << path;
-        lines += std::string(line) + "\r\n";
-    }
-    AppLogger::m_pInstance = nullptr;
-    EXPECT_EQ(lines, ReadBytes(dir / "log"));
 }

@@ -49,8 +49,7 @@ TEST_F(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
     for (unsigned int i = 0; i < 20; ++i)
     {
         TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, i % 2 == 0, TimerWParam + i, TimerLParam);
-        timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
-        EXPECT_EQ(timer.GetPriority(), THREAD_PRIORITY_BELOW_NORMAL);
+        EXPECT_EQ((timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL), timer.GetPriority()), THREAD_PRIORITY_BELOW_NORMAL);
         timer.Stop(MustHappenMs());
     }
     const auto messages = (owner.Flush(), owner.Messages());
