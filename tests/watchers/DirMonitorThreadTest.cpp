@@ -74,7 +74,7 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
 // Progressive messages come at d, 2d, 3d, 5d, 8d; a reset in the wait of 3d makes the next d; so does a change.
 TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange)
 {
-    const unsigned long d = Scaled(250);
+    const unsigned long d = Scaled(400);
     ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, d, true)) << "no answer";
     double start = OwnerWindow::NowMs(), previous = start;  // before the change: its notification comes during it
     NewFile();
