@@ -50,6 +50,7 @@ protected:
     OwnerWindow owner;
     TempDir dir{"dirmon"};
     std::unique_ptr<DirProbe> monitor;  // ends before the folder goes
+    void TearDown() override { EXPECT_TRUE(!monitor || StopsByItself(*monitor)); }  // bounded, unlike the destructor
     int k = 0;
 };
 

@@ -36,6 +36,7 @@ protected:
     OwnerWindow owner;
     std::vector<std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)>> handles;
     std::list<EventMonitorThread> monitors;
+    void TearDown() override { std::ranges::for_each(monitors, [](auto& m) { EXPECT_TRUE(StopsByItself(m)); }); }
 };
 
 // A signal is told at once, or each burst once a delay after its last signal; SetMsgDelay waits for a signal.

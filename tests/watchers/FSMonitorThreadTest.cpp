@@ -59,6 +59,7 @@ protected:
         delete record;
     }};
     std::unique_ptr<FSMonitorThread> monitor;  // ends before the folder goes
+    void TearDown() override { EXPECT_TRUE(!monitor || StopsByItself(*monitor)); }  // bounded, unlike the destructor
 };
 
 // Each entry comes with its action and full path, long names whole (in code page 1252), folders and below

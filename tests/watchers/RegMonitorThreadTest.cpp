@@ -15,7 +15,11 @@ protected:
     static constexpr unsigned short RegWParam = 0xBEEF;
     struct Probe : RegMonitorThread { using RegMonitorThread::RegMonitorThread, RegMonitorThread::DoComparisons; };
     void SetUp() override { RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr); }
-    void TearDown() override { monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str()); }
+    void TearDown() override
+    {
+        EXPECT_TRUE(!monitor || StopsByItself(*monitor));  // bounded, unlike the destructor
+        monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
+    }
     void Set(const char* sub, const char* name, const std::string& data, DWORD type = REG_SZ)
     {
         RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size()));

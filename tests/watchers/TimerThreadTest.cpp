@@ -22,6 +22,7 @@ protected:
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
     std::list<TimerThread> timers;
+    void TearDown() override { std::ranges::for_each(timers, [](auto& t) { EXPECT_TRUE(StopsByItself(t)); }); }
 };
 
 // A plain and a decaying timer send one message per period each, none after the stop; a wake keeps the decay.
