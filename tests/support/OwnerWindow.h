@@ -8,11 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
 
 namespace weft::test
@@ -89,5 +91,33 @@ template <class Watcher>
     if (took < MustHappenMs() / 2.0)
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "Stop took " << took << " ms: the thread did not end by itself";
+}
+
+// Runs work on a thread of its own while the watcher is paused. A pause suspends the watcher's thread
+// wherever it is, perhaps inside the heap's lock, which work would then wait for: after MustHappenMs()
+// the watcher is resumed all the same. False if work did not end within the pause.
+template <class Watcher, class Work>
+bool WhilePaused(Watcher& watcher, Work work)
+{
+    std::atomic<int> stage{0};  // 1: paused, 2: done
+    std::thread worker([&] { WaitUntil([&] { return stage == 1; }, MustHappenMs()), work(), stage = 2; });
+    watcher.Pause(), stage = 1;
+    const bool inPause = WaitUntil([&] { return stage == 2; }, MustHappenMs());
+    return watcher.Resume(), worker.join(), inPause;
+}
+
+// Records order by time and every field: at one time none is below or above another, and a copy is equal;
+// one made later is not equal, and with every field greater it is above. fill(record, high) sets the fields.
+template <class Record, class Fill>
+::testing::AssertionResult OrderByTimeAndFields(Fill fill)
+{
+    Record low, high, later;
+    fill(low, false), high = low, fill(high, true);
+    if (low < high || high > low || !(Record(low) == low))
+        return ::testing::AssertionFailure() << "records of one time ordered, or a copy unequal";
+    if (!WaitUntil([&] { return later = Record(), fill(later, false), !(later == low); }, Scaled(3000)))
+        return ::testing::AssertionFailure() << "records differing in time alone are equal";
+    fill(later, true);
+    return ::testing::AssertionResult(low < later && later > low) << "a later record with greater fields is not above";
 }
 }  // namespace weft::test

@@ -15,12 +15,10 @@ protected:
     static constexpr unsigned __int64 MonitorWParam = 0xFEDCBA9876543210ull;
     static constexpr __int64 MonitorLParam = -0x7654321ALL;
     static constexpr unsigned long NoDelay = 0xFFFFFFFF, LongDelay = 60000;  // the latter never passes in a test
-    static bool SignalUntilSeen(HANDLE semaphore)  // until the monitor's wait took a unit: we find the count 0
+    static bool SignalUntilSeen(HANDLE s)  // until the monitor's wait took a unit: we find the count 0
     {
-        for (const double deadline = OwnerWindow::NowMs() + MustHappenMs(); OwnerWindow::NowMs() < deadline;)
-            if (ReleaseSemaphore(semaphore, 1, nullptr), SwitchToThread(), WaitForSingleObject(semaphore, 0) == WAIT_TIMEOUT)
-                return true;
-        return false;
+        return WaitUntil([&] { return ReleaseSemaphore(s, 1, nullptr), SwitchToThread(), WaitForSingleObject(s, 0) == WAIT_TIMEOUT; },
+                         MustHappenMs());
     }
     HANDLE Add(HANDLE h) { return handles.emplace_back(h, &CloseHandle).get(); }  // closed after the monitors
     HANDLE Semaphore(LONG count = 0) { return Add(CreateSemaphoreA(nullptr, count, 100, nullptr)); }
@@ -28,17 +26,17 @@ protected:
     {
         return monitors.emplace_back(h, msg, owner.Handle(), delay, MonitorWParam, MonitorLParam);
     }
-    void ExpectNextMessage(double fromMs, double ms)  // with the test's parameters, ms after fromMs or later
+    bool NextMessage(double fromMs, double ms)  // with the test's parameters, ms after fromMs or later
     {
-        auto m = owner.Next();
-        ASSERT_TRUE(m.has_value());
-        EXPECT_TRUE(m->msg == MonitorMsg && m->wParam == MonitorWParam && m->lParam == MonitorLParam);
-        EXPECT_TRUE(NotBefore(m->atMs, fromMs, ms));
+        const auto m = owner.Next();
+        return m && m->msg == MonitorMsg && m->wParam == MonitorWParam && m->lParam == MonitorLParam &&
+               NotBefore(m->atMs, fromMs, ms);
     }
 
     OwnerWindow owner;
     std::vector<std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)>> handles;
     std::list<EventMonitorThread> monitors;
+    void TearDown() override { std::ranges::for_each(monitors, [](auto& m) { EXPECT_TRUE(StopsByItself(m)); }); }
 };
 
 // A signal is told at once, or each burst once a delay after its last signal; SetMsgDelay waits for a signal.
@@ -46,7 +44,7 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
 {
     HANDLE semaphore = Semaphore(1);  // signalled before the monitor starts
     EventMonitorThread& monitor = Watch(semaphore, NoDelay);
-    ASSERT_NO_FATAL_FAILURE(ExpectNextMessage(0, 0));
+    ASSERT_TRUE(NextMessage(0, 0));
     const unsigned long delay = Scaled(250);
     monitor.SetMsgDelay(delay);
     for (std::size_t burst = 1; burst <= 2; ++burst)  // each settles afresh after the last one's message
@@ -57,15 +55,14 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
             lastSignal = OwnerWindow::NowMs(), ReleaseSemaphore(semaphore, 1, nullptr);
             ASSERT_TRUE(owner.StaysAt(burst, Scaled(40))) << "a message came within burst " << burst << ", signal " << i;
         }
-        ASSERT_NO_FATAL_FAILURE(ExpectNextMessage(lastSignal, delay));
+        ASSERT_TRUE(NextMessage(lastSignal, delay));
         EXPECT_TRUE(owner.StaysAt(burst + 1, MustNotHappenMs() + delay)) << "one burst gave more than one message";
     }
     monitor.SetMsgDelay(LongDelay);
     ASSERT_TRUE(SignalUntilSeen(semaphore) && SignalUntilSeen(semaphore));  // the burst began with the long delay
     monitor.SetMsgDelay(delay);
     const double third = OwnerWindow::NowMs();
-    ASSERT_TRUE(SignalUntilSeen(semaphore));
-    ASSERT_NO_FATAL_FAILURE(ExpectNextMessage(third, delay));
+    ASSERT_TRUE(SignalUntilSeen(semaphore) && NextMessage(third, delay));
     EXPECT_TRUE(owner.NothingWithin()) << "one burst gave more than one message";
 }
 
@@ -80,8 +77,7 @@ TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceEvenOnAnEventLeftSetAndDr
     ASSERT_TRUE(owner.WaitForCount(50)) << "the event left set was not told on every pass";
     for (auto& monitor : monitors)
         EXPECT_TRUE(StopsByItself(monitor));
-    ASSERT_TRUE(owner.Flush());
-    for (const auto& m : owner.Messages())
+    for (const auto& m : (owner.Flush(), owner.Messages()))
         ASSERT_EQ(m.msg, MonitorMsg) << "message 0 was sent, or the owed message at the stop";
 }
 

@@ -15,7 +15,11 @@ protected:
     static constexpr unsigned short RegWParam = 0xBEEF;
     struct Probe : RegMonitorThread { using RegMonitorThread::RegMonitorThread, RegMonitorThread::DoComparisons; };
     void SetUp() override { RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr); }
-    void TearDown() override { monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str()); }
+    void TearDown() override
+    {
+        EXPECT_TRUE(!monitor || StopsByItself(*monitor));  // bounded, unlike the destructor
+        monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
+    }
     void Set(const char* sub, const char* name, const std::string& data, DWORD type = REG_SZ)
     {
         RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size()));
@@ -25,23 +29,23 @@ protected:
         monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, RegMsg, owner.Handle(), RegWParam);
         return Settle();
     }
-    Lines Settle()  // changes "nudge" until its latest text is told (then idle); gives the other records
+    Lines Settle(int nudges = 1)  // changes "nudge" until its latest text is told, nudges times; gives the other records
     {
         Lines others;
-        for (DWORD wait = Scaled(50); wait < 4 * MustHappenMs(); wait *= 2)
+        for (DWORD wait = Scaled(50); nudges > 0 && wait < 4 * MustHappenMs(); wait *= 2)
         {
             const std::string nudge = " nudge=" + UniqueName("n");
             Set(nullptr, "nudge", nudge.substr(7));
-            for (; owner.WaitForCount(taken + 1, wait); ++taken)
+            for (bool told = false; !told && owner.WaitForCount(taken + 1, wait); ++taken)
             {
                 std::lock_guard<std::mutex> hold(lock);
                 if (got[taken].ends_with(nudge))
-                    return ++taken, others;
-                if (got[taken].find(" nudge=") == std::string::npos)
+                    told = true, --nudges, wait = Scaled(25);
+                else if (got[taken].find(" nudge=") == std::string::npos)
                     others.push_back(got[taken]);
             }
         }
-        return {"the latest change was never told"};
+        return nudges == 0 ? others : Lines{"the latest change was never told"};
     }
 
     const std::string key = "Software\\" + UniqueName("regmon");
@@ -54,16 +58,16 @@ protected:
         DateTime at;
         r->GetDatetime(at);
         EXPECT_TRUE(m.msg == RegMsg && m.wParam == RegWParam && at.IsValid());
-        std::lock_guard<std::mutex> hold(lock);
-        const int action = r->GetAction();  // the record's enum is an int, as its clients compare it
-        got.push_back(std::to_string(action) + " " + r->GetKey().GetString() + " " +
+        std::lock_guard<std::mutex> hold(lock);  // the record's enum is an int, as its clients compare it
+        got.push_back(std::to_string(int(r->GetAction())) + " " + r->GetKey().GetString() + " " +
                       r->GetValueName().GetString() + "=" + r->GetValue().GetString());
         delete r;
     }};
     std::unique_ptr<RegMonitorThread> monitor;
 };
 
-// Passes tell keys added (with values), removed, values added or changed, removed; records order by every field.
+// Passes tell keys added (with values), removed, values added or changed, removed; records order by every field;
+// a refusal keeps its text (the bad key's, or the open's error) and logs its line.
 TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsOrderByEveryField)
 {
     std::vector<std::pair<CString, CString>> many;
@@ -73,28 +77,41 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
     changed[33].second = "w";
     const std::pair<RegKeySnapshot, RegKeySnapshot> cases[] = {
         {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}}, {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}}},
-        {{{"A", {{"x", "1"}}}}, {{"A", {{"X", "1"}}}}},
+        {{{"A", {{"x", "1"}, {"v", "a"}}}}, {{"A", {{"X", "1"}, {"v", "A"}}}}},
         {{{"K", many}}, {{"K", changed}}},
     };
     Probe probe(nullptr, "", false, RegMsg, owner.Handle(), RegWParam);
     for (const auto& [before, after] : cases)
         probe.DoComparisons(before, after);
-    const Lines expected{"1 A\\C =", "3 A\\C z=4", "2 A\\B =", "5 A x=2", "3 A y=3", "3 A X=1", "4 A x=", "5 K 33=w"};
+    const Lines expected{"1 A\\C =", "3 A\\C z=4", "2 A\\B =", "5 A x=2", "3 A y=3", "3 A X=1", "5 A v=A", "4 A x=", "5 K 33=w"};
     EXPECT_TRUE(owner.WaitForCount(expected.size()) && owner.StaysAt(expected.size(), Scaled(100)));
     std::lock_guard<std::mutex> hold(lock);
     EXPECT_EQ(expected, got);
-    auto with = [](RegChangeNotification r, RegChange action, const char* text) {
-        return r.SetAction(action), r.SetKey(text), r.SetValueName(text), r.SetValue(text), r;
+    EXPECT_TRUE(OrderByTimeAndFields<RegChangeNotification>([](RegChangeNotification& r, bool high) {
+        const char* text = high ? "b" : "a";
+        r.SetAction(high ? RegChange::KeyRemoved : RegChange::KeyAdded), r.SetKey(text), r.SetValueName(text), r.SetValue(text);
+    }));
+    const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
+    const std::tuple<HKEY, CString, LONG, const char*> refusals[] = {
+        {nullptr, "Software", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
+        {HKEY_CURRENT_USER, "", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
+        {HKEY_LOCAL_MACHINE, "X\\" + prefix, 0, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
+        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", ERROR_FILE_NOT_FOUND, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
+        {reinterpret_cast<HKEY>(0x1230), "Software", ERROR_INVALID_HANDLE, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
     };
-    static_assert(std::is_same_v<std::underlying_type_t<RegChangeNotification::RegChange>, int>);
-    const RegChangeNotification low = with({}, RegChangeNotification::KeyAdded, "a");
-    const RegChangeNotification high = with(low, RegChange::KeyRemoved, "b");
-    EXPECT_FALSE(low < high || high > low) << "at the same time";
-    RegChangeNotification later;  // the same fields, made until its time differs
-    ASSERT_TRUE(WaitUntil([&] { return !((later = with({}, RegChange::KeyAdded, "a")) == low); }, Scaled(3000)))
-        << "records differing in time alone are equal";
-    later = with(later, RegChange::KeyRemoved, "b");
-    EXPECT_TRUE(low < later && later > low);
+    TempDir dir("regmon");
+    AppLogger log((dir / "log").c_str());
+    AppLogger::m_pInstance = &log;
+    std::string lines;
+    for (const auto& [root, path, code, line] : refusals)
+    {
+        const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
+                                  : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
+        EXPECT_EQ(text, RegMonitorThread(root, path, true, RegMsg, owner.Handle(), 1).GetErrorMsg()) << path;
+        lines += std::string(line) + "\r\n";
+    }
+    AppLogger::m_pInstance = nullptr;
+    EXPECT_EQ(lines, ReadBytes(dir / "log"));
 }
 
 // Alone a key hides its subkeys and same-text retypes; a tree's new key comes with its values, goes without;
@@ -107,12 +124,13 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     Set("sub", "x", "1");
     EXPECT_EQ(Lines(), Settle());
     ASSERT_EQ(Lines(), Watch(true));
-    monitor->Pause();  // one picture sees all of N
-    Set("N", "a", std::string("text\0", 5));
-    Set("N", "b", std::string("\x2a\0\0\0", 4), REG_DWORD);
-    monitor->Resume();
+    ASSERT_TRUE(WhilePaused(*monitor, [&] {  // one picture sees all of N
+        Set("N", "a", std::string("text\0", 5)), Set("N", "b", std::string("\x2a\0\0\0", 4), REG_DWORD);
+    }));
     const std::string n = key + "\\N";
     EXPECT_EQ(Lines({"1 " + n + " =", "3 " + n + " a=text", "3 " + n + " b=42"}), Settle());
+    RegDeleteKeyValueA(hKey, "N", "a");  // a nudge in its picture is told first: the next nudge ends that pass
+    EXPECT_EQ(Lines({"4 " + n + " a="}), Settle(2));
     RegDeleteKeyA(hKey, "N");
     EXPECT_EQ(Lines({"2 " + n + " ="}), Settle());
     if (GetACP() != 1252)
@@ -123,44 +141,19 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     const auto set = [this](const wchar_t* sub, const wchar_t* name, const std::wstring& text) {
         RegSetKeyValueW(hKey, sub, name, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() + 1) * 2);
     };
-    monitor->Pause();  // fullwidth x, and the texts of a fullwidth backslash, of one and of two
-    set(L"\uff58", L"v", L"x"), set(L"N", L"t", L"a\uff3cb"), set(L"N", L"\u4e00", L"1"), set(L"N", L"\u4e01", L"2");
-    monitor->Resume();
+    ASSERT_TRUE(WhilePaused(*monitor, [&] {  // fullwidth x, and the texts of a fullwidth backslash, of one and of two
+        set(L"\uff58", L"v", L"x"), set(L"N", L"t", L"a\uff3cb"), set(L"N", L"\u4e00", L"1"), set(L"N", L"\u4e01", L"2");
+    }));
     EXPECT_EQ(Lines({"1 " + n + " =", "3 " + n + " t=a?b", "3 " + n + " ?=", "3 " + n + " ?="}), Settle());
     EXPECT_EQ(Lines(), Settle());
     const std::string logged = ReadBytes(dir / "log");  // for the left-out key alone
     EXPECT_TRUE(logged.starts_with("{3D4F4DC0-21D7-47E2-8663-3848AF1F700C}\r\n")) << logged;
-    monitor->Pause();
-    RegDeleteKeyW(hKey, L"\uff58");
-    set(L"M", L"?", L"q"), set(L"M", L"\u4e00", L"1");  // its "?" would name the other value: left out
-    monitor->Resume();
+    ASSERT_TRUE(WhilePaused(*monitor, [&] {  // its "?" would name the other value: left out
+        RegDeleteKeyW(hKey, L"\uff58"), set(L"M", L"?", L"q"), set(L"M", L"\u4e00", L"1");
+    }));
     EXPECT_EQ(Lines({"1 " + key + "\\M =", "3 " + key + "\\M ?=q"}), Settle());
     EXPECT_EQ(Lines(), Settle());
     monitor.reset();
     AppLogger::m_pInstance = nullptr;
     EXPECT_GT(ReadBytes(dir / "log").size(), logged.size()) << "for the left-out value";
-}
-
-// A refusal keeps its text (the bad key's, or the open's error) and logs its line.
-TEST_F(RegMonitorThreadTest, RefusalsLeaveTheirTextAndLogLine)
-{
-    const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
-    const std::tuple<HKEY, CString, LONG, const char*> cases[] = {
-        {HKEY_LOCAL_MACHINE, "X\\" + prefix, 0, "{3D114CC2-A7B0-4F5D-9099-8343A6FBD820}"},
-        {HKEY_LOCAL_MACHINE, prefix + "weft-missing", ERROR_FILE_NOT_FOUND, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
-        {reinterpret_cast<HKEY>(0x1230), "Software", ERROR_INVALID_HANDLE, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
-    };
-    TempDir dir("regmon");
-    AppLogger log((dir / "log").c_str());
-    AppLogger::m_pInstance = &log;
-    std::string lines;
-    for (const auto& [root, path, code, line] : cases)
-    {
-        const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
-                                  : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
-        EXPECT_EQ(text, RegMonitorThread(root, path, true, RegMsg, owner.Handle(), 1).GetErrorMsg()) << path;
-        lines += std::string(line) + "\r\n";
-    }
-    AppLogger::m_pInstance = nullptr;
-    EXPECT_EQ(lines, ReadBytes(dir / "log"));
 }

@@ -22,6 +22,7 @@ protected:
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
     std::list<TimerThread> timers;
+    void TearDown() override { std::ranges::for_each(timers, [](auto& t) { EXPECT_TRUE(StopsByItself(t)); }); }
 };
 
 // A plain and a decaying timer send one message per period each, none after the stop; a wake keeps the decay.
@@ -33,8 +34,7 @@ TEST_F(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
     ASSERT_TRUE(owner.WaitForCount(8));  // few ticks each, so that a message at the stop shows
     EXPECT_TRUE(decaying.GetAsDecaying()) << "a wake cleared the decay";
     plain.Stop(MustHappenMs()), decaying.Stop(MustHappenMs());
-    ASSERT_TRUE(owner.Flush());
-    EXPECT_TRUE(owner.NothingWithin()) << "a message came after Stop had returned";
+    EXPECT_TRUE(owner.Flush() && owner.NothingWithin()) << "a message came after Stop had returned";
     std::vector<OwnerWindow::Message> of[2];
     for (const auto& m : owner.Messages())
         of[m.wParam == 1].push_back(m);
@@ -50,12 +50,10 @@ TEST_F(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
     for (unsigned int i = 0; i < 20; ++i)
     {
         TimerThread timer(TimerMsg, owner.Handle(), LongPeriod, i % 2 == 0, TimerWParam + i, TimerLParam);
-        timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
-        EXPECT_EQ(timer.GetPriority(), THREAD_PRIORITY_BELOW_NORMAL);
+        EXPECT_EQ((timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL), timer.GetPriority()), THREAD_PRIORITY_BELOW_NORMAL);
         timer.Stop(MustHappenMs());
     }
-    ASSERT_TRUE(owner.Flush());
-    const auto messages = owner.Messages();
+    const auto messages = (owner.Flush(), owner.Messages());
     ASSERT_EQ(messages.size(), 20u);
     for (unsigned int i = 0; i < 20; ++i)
         EXPECT_TRUE(messages[i].msg == TimerMsg && messages[i].wParam == TimerWParam + i &&
@@ -80,8 +78,7 @@ TEST_F(TimerThreadTest, SetTimeoutStartsANewPeriodAtOnceButLeavesThePresentOneRu
 {
     const unsigned int period = Scaled(40);
     TimerThread& timer = Start(0xFFFFFFFF, false);
-    timer.Reset();
-    EXPECT_TRUE(owner.StaysAt(0)) << "Reset sent a message, or a period of 0xFFFFFFFF ended";
+    EXPECT_TRUE((timer.Reset(), owner.StaysAt(0))) << "Reset sent a message, or a period of 0xFFFFFFFF ended";
     const double changed = OwnerWindow::NowMs();
     while (owner.Count() < 3 && OwnerWindow::NowMs() < changed + MustHappenMs())
         timer.SetTimeout(period), owner.WaitForCount(owner.Count() + 1, Scaled(5));
@@ -94,18 +91,15 @@ TEST_F(TimerThreadTest, StopEndsAPausedTimerByItselfAndTerminatesOneThatCannotRu
     TimerThread& timer = Start(Scaled(30), false);
     ASSERT_TRUE(owner.WaitForCount(1));
     timer.Pause();
-    ASSERT_TRUE(owner.Flush());  // a tick sent just before the suspension
-    const std::size_t atPause = owner.Count();
+    const std::size_t atPause = (owner.Flush(), owner.Count());  // a tick sent just before the suspension
     EXPECT_TRUE(owner.StaysAt(atPause)) << "a paused timer ticked";
-    timer.Resume();
-    EXPECT_TRUE(owner.WaitForCount(atPause + 1)) << "the timer did not tick again after Resume";
+    EXPECT_TRUE((timer.Resume(), owner.WaitForCount(atPause + 1))) << "the timer did not tick again after Resume";
     timer.Pause();
     EXPECT_TRUE(StopsByItself(timer)) << "Stop waited out its time-out on a paused timer";
     ThreadProbe probe;
     TimerThread& held = Start(LongPeriod, false);
     HANDLE thread = probe.OpenNewThread();
-    ASSERT_NE(thread, nullptr) << "cannot tell the timer thread from other new threads";
-    ASSERT_NE(SuspendThread(thread), static_cast<DWORD>(-1));  // as a debugger or a profiler might
+    ASSERT_TRUE(thread && SuspendThread(thread) != DWORD(-1)) << "cannot hold the timer thread as a debugger might";
     const double stopAt = OwnerWindow::NowMs();
     held.Stop(Scaled(100));
     EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, Scaled(100))) << "Stop did not wait for its time-out";
