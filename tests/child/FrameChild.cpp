@@ -1,4 +1,4 @@
-// Child commands for the kernel-object tests.
+// Child commands for the kernel-object tests, and the mailbox tests' holder of a guard.
 #include "child/ChildCommands.h"
 
 #include "weftcore.h"

@@ -43,21 +43,6 @@ WEFT_CHILD_COMMAND(Race, "race")
     return box.IsCreator() ? 1 : 0;
 }
 
-// Takes a mailbox's guard the way a transfer does, sets <ready>, and waits to be killed:
-//   mailbox-hold-guard <name> <ready>
-WEFT_CHILD_COMMAND(MailboxHoldGuard, "mailbox-hold-guard")
-{
-    if (args.size() != 2)
-        return 250;
-    MTMutex guard(MTMailboxProbe::GuardName(args[0].c_str()).c_str(), false, MUTEX_ALL_ACCESS);
-    if (!guard.IsValidHandle() || !MTKernel::DidWaitSucceed(guard.Wait(10000), 1))
-        return 1;
-    MTEvent(args[1].c_str(), false, EVENT_MODIFY_STATE).Set();
-    // Bounded, so that a parent that never kills it leaves nothing behind for long.
-    WaitForSingleObject(GetCurrentProcess(), 60000);
-    return 0;
-}
-
 // Posts <count> numbered messages of one producer in sequence order, alternating the plain and
 // the collection form: mailbox-produce <name> <producer> <count> <timeout>
 // Exit code 0, 1 if the mailbox did not open, 2 if a post failed.

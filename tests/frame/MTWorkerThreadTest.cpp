@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <type_traits>
 
 using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
@@ -18,18 +17,6 @@ bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs)
 {
     pong.Reset(), ping.Set();
     return pong.Wait(timeoutMs) == WAIT_OBJECT_0;
-}
-
-// Stops a worker and waits for its thread; one that does not end in time is reported and
-// terminated, so the test's objects never outlive their users.
-void JoinWorker(MTWorkerThread& worker)
-{
-    worker.Stop();
-    if (!worker.IsValidHandle() || worker.Wait(MustHappenMs()) == WAIT_OBJECT_0)
-        return;
-    ADD_FAILURE() << "the worker's thread did not end in time and was terminated";
-    TerminateThread(worker.GetHandle(), 1);
-    worker.Wait(INFINITE);
 }
 
 // A worker whose thread suspends itself, as a self-pausing worker does.
@@ -44,8 +31,6 @@ struct SelfSuspending : MTWorkerThread
 struct Body
 {
     std::atomic<MTWorkerThread*> worker{nullptr};
-    PausableWorkerThread* pausable = nullptr;  // these two are set before worker, for their kinds
-    SelfSuspending* selfSuspending = nullptr;
     MTEvent started{true, false};
     MTEvent ping{false, false}, pong{false, false};
     MTEvent sawPause{true, false};  // the thread has seen the pause event
@@ -64,8 +49,10 @@ unsigned int Loop(void* param)
     while (body->worker.load() == nullptr)  // stored once the constructor has returned
         Sleep(1);
     body->worker.load()->AddStopEvent(&waits);
-    if (body->pausable != nullptr)
-        body->pausable->AddPauseEvent(&waits);
+    auto* const pausable = dynamic_cast<PausableWorkerThread*>(body->worker.load());
+    auto* const selfSuspending = dynamic_cast<SelfSuspending*>(body->worker.load());
+    if (pausable != nullptr)
+        pausable->AddPauseEvent(&waits);
     waits.AddObject(body->ping);
     for (;;)
     {
@@ -75,14 +62,14 @@ unsigned int Loop(void* param)
             return 0;
         if (static_cast<long>(result) == waits.GetCount() - 1)
         {
-            if (body->selfSuspending != nullptr)
-                body->selfSuspending->DoSuspend();
+            if (selfSuspending != nullptr)
+                selfSuspending->DoSuspend();
             body->pong.Set();
             continue;
         }
         body->sawPause.Set();
         body->mayPause.Wait(INFINITE);
-        body->pausable->DoPause();
+        pausable->DoPause();
         body->afterPause = waits.Wait(false, 0);
         body->resumed.Set();
     }
@@ -95,7 +82,8 @@ unsigned int ReturnAtOnce(void* param)
 }
 
 // A body and the worker that runs on it. Leaving the scope opens the pause gate, stops and joins
-// the thread first, so a failed assertion reports instead of freeing what a live thread still uses.
+// the thread first, so a failed assertion reports instead of freeing what a live thread still uses;
+// a thread that does not end in time is reported and terminated.
 template <class Worker = MTWorkerThread>
 struct Running
 {
@@ -105,30 +93,38 @@ struct Running
     template <class... Flags>
     explicit Running(unsigned int (*threadFunc)(void*), Flags... flags) : worker(threadFunc, &body, flags...)
     {
-        if constexpr (std::is_same_v<Worker, PausableWorkerThread>)
-            body.pausable = &worker;
-        if constexpr (std::is_same_v<Worker, SelfSuspending>)
-            body.selfSuspending = &worker;
         body.worker = &worker;
     }
     ~Running()
     {
-        body.mayPause.Set();
-        JoinWorker(worker);
+        body.mayPause.Set(), worker.Stop();
+        if (!worker.IsValidHandle() || worker.Wait(MustHappenMs()) == WAIT_OBJECT_0)
+            return;
+        ADD_FAILURE() << "the worker's thread did not end in time and was terminated";
+        TerminateThread(worker.GetHandle(), 1);
+        worker.Wait(INFINITE);
     }
 };
 }  // namespace
 
-// Stop of a paused worker resumes it first: the loop sees the stop (index 0) ahead of the ping
-// left pending while paused (index 1), and the manual-reset stop event stays set after that wait.
-TEST(MTWorkerThreadTest, StopOfAPausedWorkerResumesItFirst)
+// The priority is the thread's. Pauses do not stack: two are undone by one resume, and the ping
+// left pending while paused is answered then. Stop of a paused worker resumes it first: the loop
+// sees the stop (index 0) ahead of a ping left pending (index 1), and the manual-reset stop event
+// stays set after that wait.
+TEST(MTWorkerThreadTest, PausesDoNotStackAndStopResumesAPausedWorkerFirst)
 {
     Running<> run(Loop);
     auto& [body, worker] = run;
+    worker.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
+    EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, worker.GetPriority());
     ASSERT_TRUE(PingPong(body.ping, body.pong, MustHappenMs()));
-    worker.Pause();
+    worker.Pause(), worker.Pause();
     EXPECT_TRUE(worker.IsPaused());
     EXPECT_FALSE(PingPong(body.ping, body.pong, MustNotHappenMs())) << "a paused thread answered";
+    worker.Resume();
+    EXPECT_FALSE(worker.IsPaused());
+    ASSERT_EQ(0u, body.pong.Wait(MustHappenMs())) << "the suspend count went above one";
+    worker.Pause(), body.ping.Set();
     worker.Stop();
     EXPECT_FALSE(worker.IsPaused());
     ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
@@ -136,37 +132,16 @@ TEST(MTWorkerThreadTest, StopOfAPausedWorkerResumesItFirst)
     EXPECT_TRUE(worker.IsStopped());
 }
 
-// The suspend count never passes one: two pauses are undone by one resume.
-TEST(MTWorkerThreadTest, TwoPausesAndOneResumeLeaveItRunning)
-{
-    Running<> run(Loop);
-    auto& [body, worker] = run;
-    ASSERT_TRUE(PingPong(body.ping, body.pong, MustHappenMs()));
-    worker.Pause();
-    worker.Pause();
-    EXPECT_TRUE(worker.IsPaused());
-    worker.Resume();
-    EXPECT_FALSE(worker.IsPaused());
-    EXPECT_TRUE(PingPong(body.ping, body.pong, MustHappenMs())) << "the suspend count went above one";
-}
-
-// Resume without a pause makes no ResumeThread call, not even for a thread started suspended.
-TEST(MTWorkerThreadTest, ResumeDoesNotStartASuspendedStart)
+// Resume without a pause makes no ResumeThread call, not even for a thread started suspended. The
+// worker, not the thread, owns the thread object: once the thread has returned its handle stays
+// waitable and gives the exit code.
+TEST(MTWorkerThreadTest, ResumeDoesNotStartASuspendedStartAndTheEndedThreadStaysWaitable)
 {
     Running<> run(ReturnAtOnce, CREATE_SUSPENDED);
     auto& [body, worker] = run;
     worker.Resume();
     EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), body.started.Wait(MustNotHappenMs()));
     EXPECT_EQ(1u, ResumeThread(worker.GetHandle()));
-    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
-}
-
-// A thread that returns at once, maybe before the constructor has stored anything, leaves a
-// worker whose handle stays waitable and gives the exit code.
-TEST(MTWorkerThreadTest, ThreadThatReturnsBeforeThePointerIsStoredStaysWaitable)
-{
-    Body body;
-    MTWorkerThread worker(ReturnAtOnce, &body);
     ASSERT_EQ(0u, worker.Wait(MustHappenMs()));
     EXPECT_EQ(0u, worker.Wait(0));
     DWORD code = 0;
@@ -185,8 +160,9 @@ TEST(MTWorkerThreadTest, WorkerWhoseThreadNeverStartedIsInert)
     ASSERT_FALSE(worker.IsValidHandle()) << "the thread started despite a bad security descriptor";
     EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_DATA), worker.GetStatus());
     EXPECT_EQ(WAIT_FAILED, worker.Wait(INFINITE));
-    worker.Pause();
+    worker.Pause(), worker.SetPriority(THREAD_PRIORITY_HIGHEST);
     EXPECT_FALSE(worker.IsPaused());
+    EXPECT_EQ(0, worker.GetPriority());
     worker.Stop();
     EXPECT_TRUE(worker.IsStopped());
     EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), body.started.Wait(0));
@@ -200,8 +176,7 @@ TEST(MTWorkerThreadTest, ResumeAsSoonAsASelfPauseShowsAlwaysFreesTheThread)
     Running<SelfSuspending> run(Loop);
     for (int round = 0; round < 4000; ++round)
     {
-        run.body.pong.Reset();
-        run.body.ping.Set();
+        run.body.pong.Reset(), run.body.ping.Set();
         const ULONGLONG deadline = GetTickCount64() + MustHappenMs();
         while (!run.worker.IsPaused() && GetTickCount64() < deadline)
             ;
@@ -212,7 +187,7 @@ TEST(MTWorkerThreadTest, ResumeAsSoonAsASelfPauseShowsAlwaysFreesTheThread)
 
 // Pause only sets the event: the worker is paused once its thread pauses itself, not before.
 // Resume clears the event before it frees the thread, which then finds only the ping left
-// pending while paused (index 2), answers again, and ends on Stop.
+// pending while paused (index 2), and answers again.
 TEST(PausableWorkerThreadTest, ThreadPausesItselfAndResumesWithThePauseCleared)
 {
     Running<PausableWorkerThread> run(Loop);
@@ -230,7 +205,4 @@ TEST(PausableWorkerThreadTest, ThreadPausesItselfAndResumesWithThePauseCleared)
     ASSERT_EQ(0u, body.resumed.Wait(MustHappenMs()));
     EXPECT_EQ(2u, body.afterPause.load());
     EXPECT_TRUE(PingPong(body.ping, body.pong, MustHappenMs()));
-    worker.Stop();
-    EXPECT_EQ(0u, worker.Wait(MustHappenMs()));
-    EXPECT_EQ(0u, body.lastWait.load());
 }

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 
 namespace
@@ -20,25 +22,17 @@ int LinksOf(HMODULE module)
     EnterCriticalSection(&state->m_lockLibraries);
     int n = 0;
     for (CDynLinkLibrary* link = state->m_pFirstLibrary; link; link = link->m_pNextDLL)
-    {
         n += link->m_hModule == module;
-    }
     LeaveCriticalSection(&state->m_lockLibraries);
     return n;
 }
 
-// The path of a copy of weftcore.dll under another name in the temporary folder; the copy is
-// unloaded and deleted at the end.
+// A copy of weftcore.dll under another name in the temporary folder, unloaded and deleted at the end.
 struct ModuleCopy
 {
-    std::string path;
+    const std::string path =
+        (std::filesystem::temp_directory_path() / (weft::test::UniqueName("module") + ".dll")).string();
     HMODULE module = nullptr;
-    ModuleCopy()
-    {
-        char temp[MAX_PATH + 1] = {};
-        GetTempPathA(MAX_PATH, temp);
-        path = std::string(temp) + weft::test::UniqueName("module") + ".dll";
-    }
     ~ModuleCopy()
     {
         if (module)
@@ -92,9 +86,9 @@ TEST(CodedTextsTest, EveryTableDecodesToAPrintableTextThatFitsItsRole)
           &ShellTimeoutLeadText, &SingleInstanceStripText})
     {
         const CString text = StringUtils::DecryptText(*table);
-        EXPECT_FALSE(text.IsEmpty());
-        for (int i = 0; i < text.GetLength(); ++i)
-            EXPECT_TRUE(text[i] >= 32 && text[i] <= 126) << text.GetString();
+        EXPECT_TRUE(!text.IsEmpty() && std::all_of(text.GetString(), text.GetString() + text.GetLength(),
+                                                   [](char c) { return c >= 32 && c <= 126; }))
+            << text.GetString();
     }
     EXPECT_EQ(CString(": "), StringUtils::DecryptText(RegErrorLeadText).Right(2));
     EXPECT_EQ(CString(": "), StringUtils::DecryptText(ShellTimeoutLeadText).Right(2));
