@@ -8,11 +8,6 @@ OwnerWindow::OwnerWindow(Handler handler)
 {
 }
 
-double OwnerWindow::NowMs()
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 void OwnerWindow::Record(UINT msg, WPARAM wParam, LPARAM lParam)
 {
     Message m{msg, wParam, lParam, NowMs(), {}};

@@ -46,25 +46,25 @@ public:
     explicit OwnerWindow(Handler handler = nullptr);
 
     HWND Handle() const { return m_window.Handle(); }  // null if the window could not be made
-    static double NowMs();                             // a steady clock shared by all instances
+    static double NowMs()                              // a steady clock shared by all instances
+    {
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
 
     std::vector<Message> Messages() const;  // in arrival order
     std::size_t Count() const { return Messages().size(); }
-    // Waits until at least count messages have arrived in all.
     bool WaitForCount(std::size_t count, DWORD timeoutMs = MustHappenMs()) const
     {
         return WaitUntil(timeoutMs, [&] { return m_messages.size() >= count; });
     }
     // The next message that Next has not yet given out, waiting for it; independent of Count.
     std::optional<Message> Next(DWORD timeoutMs = MustHappenMs());
-    // True if the total stays at most count for the whole window.
     bool StaysAt(std::size_t count, DWORD windowMs = MustNotHappenMs()) const
     {
         return !WaitUntil(windowMs, [&] { return m_messages.size() > count; });
     }
     bool NothingWithin(DWORD windowMs = MustNotHappenMs()) const { return StaysAt(Count(), windowMs); }
-    // Sends the window an unrecorded message and waits till it is handled: then every message queued
-    // before, by any thread, is recorded. After a watcher's Stop, it counts exactly what the watcher sent.
+    // Waits till an unrecorded message is handled: all queued before it, by any thread, are then recorded.
     bool Flush(DWORD timeoutMs = MustHappenMs()) const
     {
         return Handle() && SendMessageTimeoutA(Handle(), WM_USER - 1, 0, 0, SMTO_NORMAL, timeoutMs, nullptr);

@@ -92,6 +92,11 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange
 TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHandle)
 {
     const std::string file = dir / "watched.log", sub = dir / "sub\\";
+    std::atomic<bool> ended{false};
+    std::thread watchdog([&] {  // a destructor that never returns fails by name; CTest's limit then ends the process
+        if (!WaitUntil([&] { return ended.load(); }, 3 * MustHappenMs()))
+            ADD_FAILURE() << "a file monitor's destructor hung";
+    });
     EXPECT_TRUE(LeaksNoHandles([&] {
         FileMonitorThread inert((dir / "missing\\f").c_str(), WatchMsg, owner.Handle(), 0, 0, false);
         EXPECT_TRUE(inert.GetDir().IsEmpty() && inert.GetPriority() == 0 && !(inert.Pause(), inert.IsPaused()) &&
@@ -101,18 +106,15 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
             for (int n = 0; !done; ++n)
                 WriteBytes(dir / ("n" + std::to_string(n % 3)), std::string(n % 7 + 1, 'x'));
         });
-        std::thread lifetimes([&] {
-            for (int i = 0; i < 100; ++i)  // lifetimes spread over 0 to 20 ms
-            {
-                FileMonitorThread monitor(file.c_str(), WatchMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false);
-                Sleep(i * 7 % 21);
-            }
-            done = true;
-        });
-        // A destructor that never returns fails here by name; the joins then wait for CTest's limit.
-        EXPECT_TRUE(WaitUntil([&] { return done.load(); }, 2 * MustHappenMs())) << "a monitor's destructor hung";
-        lifetimes.join(), churn.join();
+        for (int i = 0; i < 100; ++i)  // lifetimes spread over 0 to 20 ms
+        {
+            FileMonitorThread monitor(file.c_str(), WatchMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false);
+            Sleep(i * 7 % 21);
+        }
+        done = true;
+        churn.join();
     }));
+    ended = true, watchdog.join();
     EXPECT_TRUE(owner.Flush() && owner.Count() == 0) << "a neighbour's change was told";
     WriteBytes(file, "x");
     FileProbe probe(file.c_str(), WatchMsg, owner.Handle(), NoDelay - 1, 0, false);  // its thread never sends
