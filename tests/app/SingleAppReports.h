@@ -1,5 +1,4 @@
-// What the single-instance test application tells the test (posted to the window given with
-// --report) and what the test tells it (thread messages to its main thread).
+// What the single-instance test application posts to the --report window, and the test's orders to its main thread.
 #pragma once
 
 #include <windows.h>

@@ -1,15 +1,6 @@
-// Single-instance applications as real processes: a copy of weft_single_app.exe under a name of
-// its own, reporting to an owner window what its instances saw; and the gate of the application.
+// Single-instance applications as real processes (a copy of weft_single_app.exe reporting to an owner window).
 #include "app/SingleAppReports.h"
 #include "support/OwnerWindow.h"
-#include "weftbase/WeftBaseTestFiles.h"
-
-#include <algorithm>
-#include <map>
-#include <memory>
-#include <thread>
-#include <tuple>
-#include <vector>
 
 using namespace weft::test;
 
@@ -25,7 +16,7 @@ protected:
         HWND window;
     };
 
-    // The copy goes to a folder with a blank in its name. The tests bring windows to the front by turns.
+    // The copy's folder has a blank in its name. The tests bring windows to the front by turns.
     void SetUp() override
     {
         WaitForSingleObject(m_turn, Scaled(120000));
@@ -44,9 +35,7 @@ protected:
         return {m_started.back().get(), thread, started ? reinterpret_cast<HWND>(started->lParam) : nullptr};
     }
 
-    // Brings a window of the test to the front (so that a later activation of the application is
-    // its monitor's doing), then starts a later instance and waits for it to give up. m_mark is
-    // the count of reports before its start.
+    // Starts a later instance, a test window in front (an activation is then the monitor's), and awaits its end.
     void StartLater(std::vector<std::string> args = {})
     {
         PostMessageA(m_owner.Handle(), TakeForeground, 0, 0);
@@ -79,15 +68,14 @@ protected:
 
     TempDir m_dir{"single"};
     const std::string m_name = UniqueName("app"), m_exe = m_dir / ("a b\\" + m_name + ".exe");
-    size_t m_mark = 0;
+    size_t m_mark = 0;  // the count of reports before the last later start
     HWND m_decoy = nullptr;
-    OwnerWindow m_owner{[this](const OwnerWindow::Message& m)
-                        {
-                            if (m.msg == TakeForeground &&
-                                (m_decoy || (m_decoy = CreateWindowExA(0, "STATIC", "", WS_POPUP | WS_VISIBLE, 0, 0, 9,
-                                                                       9, nullptr, nullptr, nullptr, nullptr))))
-                                SetForegroundWindow(m_decoy);
-                        }};
+    OwnerWindow m_owner{[this](const OwnerWindow::Message& m) {
+        if (m.msg == TakeForeground && !m_decoy)
+            m_decoy = CreateWindowExA(0, "STATIC", "", WS_POPUP | WS_VISIBLE, 0, 0, 9, 9, {}, {}, {}, nullptr);
+        if (m.msg == TakeForeground)
+            SetForegroundWindow(m_decoy);
+    }};
     std::vector<std::unique_ptr<ChildProcess>> m_started;
     std::map<UINT, size_t> m_taken;  // per kind, the index of the report after the last one taken
     HANDLE m_turn = CreateMutexA(nullptr, FALSE, "weft-tests-foreground");
@@ -95,9 +83,8 @@ protected:
     void TearDown() override { ReleaseMutex(m_turn), CloseHandle(m_turn); }
 };
 
-// A later start ends with InitInstance 0 and wakes the first, whose monitor brings forward the main
-// window's last active popup, restores it if minimised, or sends a hidden one the special command
-// (none set, or 0). A wake with no main window (object) to serve activates nothing; the monitor waits on.
+// A later start ends (InitInstance 0) and wakes the first, whose monitor brings forward the main window's last active
+// popup, restores it if minimised, or sends a hidden one the special command if set; without a main window it waits on.
 TEST_F(SingleInstanceAppTest, ALaterStartEndsAndTheFirstActivatesAsItsWindowAsks)
 {
     enum Target { None, Main, Popup };
@@ -127,15 +114,13 @@ TEST_F(SingleInstanceAppTest, ALaterStartEndsAndTheFirstActivatesAsItsWindowAsks
             return front == Main ? w == first.window : w != first.window && GetWindow(w, GW_OWNER) == first.window;
         }, MustHappenMs())) << "in front: " << GetForegroundWindow() << ", main window " << first.window;
         EXPECT_TRUE(WaitUntil([&] { return !IsIconic(first.window); }, MustHappenMs()));
-        // The later instance's start report, and the command if one is due.
         EXPECT_TRUE(m_owner.StaysAt(m_mark + 1 + (commandSent ? 1 : 0))) << "a command came";
         Quit(first);
     }
 }
 
-// The instance is named after the application (its file name), or with --path after its path with
-// ':', ' ' and '\\' made '_', ".exe" removed, case kept. A start that finds its name taken (by an
-// event, or an object of another kind) ends as a later one.
+// Instances are named after the file name, or with --path after the path (':', ' ', '\\' made '_', ".exe" removed,
+// case kept); a start that finds the name taken (by an event, or an object of another kind) ends as a later one.
 TEST_F(SingleInstanceAppTest, InstancesAreNamedAfterTheApplicationOrItsPath)
 {
     std::string byPath = m_exe.substr(0, m_exe.size() - 4), upper = m_exe;
@@ -157,16 +142,10 @@ TEST_F(SingleInstanceAppTest, InstancesAreNamedAfterTheApplicationOrItsPath)
     Quit(first);
 }
 
-// One party at a time, no owner: a second Try fails, also on the same thread, and a Leave from
-// any thread opens the gate again.
+// One party at a time, no owner: a second Try fails, also on the same thread; a Leave from any thread opens.
 TEST(SingleAdminGateTest, OnePartyAtATimeAndAnyoneMayOpen)
 {
     SingleAdminGate gate;
-    EXPECT_TRUE(gate.Try());
-    EXPECT_FALSE(gate.Try());
-    std::thread([&] { gate.Leave(); }).join();
-    EXPECT_TRUE(gate.Try());
-    gate.Leave();
     MTEvent start(true, false);  // the parties wait for one signal, then try at once
     std::atomic<int> won{0};
     std::vector<std::thread> parties;
@@ -176,4 +155,7 @@ TEST(SingleAdminGateTest, OnePartyAtATimeAndAnyoneMayOpen)
     for (auto& party : parties)
         party.join();
     EXPECT_EQ(1, won.load()) << "of 16 parties at once";
+    std::thread([&] { gate.Leave(); }).join();
+    EXPECT_TRUE(gate.Try());
+    EXPECT_FALSE(gate.Try());
 }

@@ -1,17 +1,21 @@
-// The owner window of the watcher tests: a MessageWindow that records every message a watcher
-// sends it (number 0 and WM_USER upwards), with its arrival time, and lets a test wait for them
-// with bounded time-outs. All members may be called from any thread.
+// What the watcher tests share. The owner window records every message a watcher sends it (number 0 and
+// WM_USER upwards) with its arrival time, and waits for them with bounded time-outs. Any thread may call it.
 #pragma once
+
+#include "weftcore.h"
 
 #include "support/MessageWindow.h"
 #include "support/TestSupport.h"
+#include "support/ThreadProbe.h"
+#include "weftbase/WeftBaseTestFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstddef>
+#include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -19,6 +23,12 @@
 
 namespace weft::test
 {
+// A watcher's message and parameters in the tests: both halves of the 64-bit ones set, so that a truncation shows.
+constexpr UINT WatchMsg = WM_APP + 17;
+constexpr unsigned __int64 WatchWParam = 0x8765432112345678ull;
+constexpr __int64 WatchLParam = -0x123456789ALL;
+using Lines = std::vector<std::string>;  // records told, as text
+
 class OwnerWindow
 {
 public:
@@ -27,43 +37,42 @@ public:
         UINT msg;
         WPARAM wParam;
         LPARAM lParam;
-        double atMs;  // arrival, on the clock of NowMs(), taken in the window procedure
+        double atMs;       // arrival, on the clock of NowMs(), taken in the window procedure
+        std::string text;  // what the handler made of it
     };
-    // Runs on the window's thread for each recorded message, before waiters are woken: for
-    // messages that hand over a record to be read and deleted by the window.
-    using Handler = std::function<void(const Message&)>;
+    // Runs on the window's thread for each message, before waiters wake: reads and deletes a record handed over.
+    using Handler = std::function<void(Message&)>;
 
     explicit OwnerWindow(Handler handler = nullptr);
 
-    // The window; null if it could not be created (then nothing ever arrives).
-    HWND Handle() const { return m_window.Handle(); }
+    HWND Handle() const { return m_window.Handle(); }  // null if the window could not be made
+    static double NowMs()                              // a steady clock shared by all instances
+    {
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
 
-    // Milliseconds on a steady high-resolution clock shared by all instances.
-    static double NowMs();
-
-    // Messages recorded so far, in arrival order.
-    std::size_t Count() const;
-    std::vector<Message> Messages() const;
-
-    // Waits until at least count messages have arrived in all. True if they did in time.
-    bool WaitForCount(std::size_t count, DWORD timeoutMs = MustHappenMs()) const;
-    // The next message that Next has not yet given out, waiting for it if need be; nothing if
-    // none arrived in time. Independent of WaitForCount and Count.
+    std::vector<Message> Messages() const;  // in arrival order
+    std::size_t Count() const { return Messages().size(); }
+    bool WaitForCount(std::size_t count, DWORD timeoutMs = MustHappenMs()) const
+    {
+        return WaitUntil(timeoutMs, [&] { return m_messages.size() >= count; });
+    }
+    // The next message that Next has not yet given out, waiting for it; independent of Count.
     std::optional<Message> Next(DWORD timeoutMs = MustHappenMs());
-    // True if the total stays at most count for the whole window.
-    bool StaysAt(std::size_t count, DWORD windowMs = MustNotHappenMs()) const;
-    // True if no message beyond those already recorded arrives within the window.
-    bool NothingWithin(DWORD windowMs = MustNotHappenMs()) const;
-    // Sends the window a message of its own (not recorded) and waits until the window procedure
-    // has handled it. A thread handles the messages sent to it in the order they came, so once
-    // this returns true every message queued before the call, by any thread, is recorded. Use it
-    // after a watcher's Stop has returned to count exactly what the watcher sent.
-    bool Flush(DWORD timeoutMs = MustHappenMs()) const;
+    bool StaysAt(std::size_t count, DWORD windowMs = MustNotHappenMs()) const
+    {
+        return !WaitUntil(windowMs, [&] { return m_messages.size() > count; });
+    }
+    bool NothingWithin(DWORD windowMs = MustNotHappenMs()) const { return StaysAt(Count(), windowMs); }
+    // Waits till an unrecorded message is handled: all queued before it, by any thread, are then recorded.
+    bool Flush(DWORD timeoutMs = MustHappenMs()) const
+    {
+        return Handle() && SendMessageTimeoutA(Handle(), WM_USER - 1, 0, 0, SMTO_NORMAL, timeoutMs, nullptr);
+    }
 
 private:
     void Record(UINT msg, WPARAM wParam, LPARAM lParam);
-    template <class Predicate>
-    bool WaitUntil(DWORD timeoutMs, Predicate predicate) const
+    template <class Predicate> bool WaitUntil(DWORD timeoutMs, Predicate predicate) const
     {
         std::unique_lock<std::mutex> lock(m_mutex);
         return m_arrived.wait_for(lock, std::chrono::milliseconds(timeoutMs), predicate);
@@ -78,26 +87,25 @@ private:
 };
 
 // atMs is at least ms after fromMs, with a tenth off for coarse timers.
-::testing::AssertionResult NotBefore(double atMs, double fromMs, double ms);
+inline ::testing::AssertionResult NotBefore(double atMs, double fromMs, double ms)
+{
+    return ::testing::AssertionResult(atMs - fromMs >= ms * 0.9)
+           << "came " << atMs - fromMs << " ms after the reference, expected >= " << ms * 0.9;
+}
 
-// Stops a watcher (TimerThread, EventMonitorThread) with a time-out of MustHappenMs() and
-// succeeds if Stop came back well within it: the thread ended by itself, was not terminated.
-template <class Watcher>
-::testing::AssertionResult StopsByItself(Watcher& watcher)
+// Stops a watcher with a time-out of MustHappenMs(): succeeds if its thread ended by itself, well within it.
+template <class Watcher>::testing::AssertionResult StopsByItself(Watcher& watcher)
 {
     const double before = OwnerWindow::NowMs();
     watcher.Stop(MustHappenMs());
     const double took = OwnerWindow::NowMs() - before;
-    if (took < MustHappenMs() / 2.0)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "Stop took " << took << " ms: the thread did not end by itself";
+    return ::testing::AssertionResult(took < MustHappenMs() / 2.0)
+           << "Stop took " << took << " ms: the thread did not end by itself";
 }
 
-// Runs work on a thread of its own while the watcher is paused. A pause suspends the watcher's thread
-// wherever it is, perhaps inside the heap's lock, which work would then wait for: after MustHappenMs()
-// the watcher is resumed all the same. False if work did not end within the pause.
-template <class Watcher, class Work>
-bool WhilePaused(Watcher& watcher, Work work)
+// Runs work on a thread of its own while the watcher is paused. A pause may suspend the watcher inside the
+// heap's lock: after MustHappenMs() it is resumed all the same. False if work did not end within the pause.
+template <class Watcher, class Work> bool WhilePaused(Watcher& watcher, Work work)
 {
     std::atomic<int> stage{0};  // 1: paused, 2: done
     std::thread worker([&] { WaitUntil([&] { return stage == 1; }, MustHappenMs()), work(), stage = 2; });
@@ -108,8 +116,7 @@ bool WhilePaused(Watcher& watcher, Work work)
 
 // Records order by time and every field: at one time none is below or above another, and a copy is equal;
 // one made later is not equal, and with every field greater it is above. fill(record, high) sets the fields.
-template <class Record, class Fill>
-::testing::AssertionResult OrderByTimeAndFields(Fill fill)
+template <class Record, class Fill>::testing::AssertionResult OrderByTimeAndFields(Fill fill)
 {
     Record low, high, later;
     fill(low, false), high = low, fill(high, true);

@@ -1,23 +1,17 @@
-#include "weftcore.h"
-
 #include "support/OwnerWindow.h"
-#include "weftbase/WeftBaseTestFiles.h"
 
 #include <bit>
-#include <thread>
 
 using namespace weft::test;
 
 class DirMonitorThreadTest : public ::testing::Test
 {
 protected:
-    static constexpr UINT DirMsg = WM_APP + 31;
-    static constexpr __int64 DirLParam = -0x1234567LL;
     static constexpr unsigned long NoDelay = 0xFFFFFFFF;
     struct DirProbe : DirMonitorThread  // shows the bits collected; counts the time-outs that set the next wait
     {
         DirProbe(const std::string& dir, unsigned long filter, HWND wnd, bool progressive)
-            : DirMonitorThread(dir.c_str(), false, filter, DirMsg, wnd, NoDelay, DirLParam, progressive, HeldBack())
+            : DirMonitorThread(dir.c_str(), false, filter, WatchMsg, wnd, NoDelay, WatchLParam, progressive, HeldBack())
         {
             ReleaseThread();
         }
@@ -32,7 +26,7 @@ protected:
     {
         for (DWORD wait = Scaled(50); wait < 2 * MustHappenMs(); wait *= 2)
             if (WriteBytes(in + "f" + std::to_string(k++), "x"); const auto m = owner.Next(wait))
-                return std::has_single_bit(m->wParam) && m->lParam == DirLParam;
+                return std::has_single_bit(m->wParam) && m->lParam == WatchLParam;
         return false;
     }
     bool Armed(unsigned long filter, unsigned long d, bool progressive, const std::string& in = "")  // then the delay d
@@ -63,7 +57,7 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
     for (int i = 1; i <= 5; ++i)  // the first makes the file (name), each one grows it (size)
         last = OwnerWindow::NowMs(), WriteBytes(dir / "burst", std::string(i, 'x'));
     const auto m = owner.Next();
-    ASSERT_TRUE(m && m->wParam == (FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE) && m->lParam == DirLParam);
+    ASSERT_TRUE(m && m->wParam == (FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE) && m->lParam == WatchLParam);
     EXPECT_TRUE(NotBefore(m->atMs, last, d) && m->atMs - last < 1.75 * d) << m->atMs - last;
     const size_t sent = owner.Count();
     NewFile();
@@ -98,8 +92,13 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange
 TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHandle)
 {
     const std::string file = dir / "watched.log", sub = dir / "sub\\";
+    std::atomic<bool> ended{false};
+    std::thread watchdog([&] {  // a destructor that never returns fails by name; CTest's limit then ends the process
+        if (!WaitUntil([&] { return ended.load(); }, 3 * MustHappenMs()))
+            ADD_FAILURE() << "a file monitor's destructor hung";
+    });
     EXPECT_TRUE(LeaksNoHandles([&] {
-        FileMonitorThread inert((dir / "missing\\f").c_str(), DirMsg, owner.Handle(), 0, 0, false);
+        FileMonitorThread inert((dir / "missing\\f").c_str(), WatchMsg, owner.Handle(), 0, 0, false);
         EXPECT_TRUE(inert.GetDir().IsEmpty() && inert.GetPriority() == 0 && !(inert.Pause(), inert.IsPaused()) &&
                     !inert.DoesFileExist() && inert.GetFile() == (dir / "missing\\f").c_str());
         std::atomic<bool> done{false};
@@ -109,15 +108,16 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
         });
         for (int i = 0; i < 100; ++i)  // lifetimes spread over 0 to 20 ms
         {
-            FileMonitorThread monitor(file.c_str(), DirMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false);
+            FileMonitorThread monitor(file.c_str(), WatchMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false);
             Sleep(i * 7 % 21);
         }
         done = true;
         churn.join();
     }));
+    ended = true, watchdog.join();
     EXPECT_TRUE(owner.Flush() && owner.Count() == 0) << "a neighbour's change was told";
     WriteBytes(file, "x");
-    FileProbe probe(file.c_str(), DirMsg, owner.Handle(), NoDelay - 1, 0, false);  // its thread never sends
+    FileProbe probe(file.c_str(), WatchMsg, owner.Handle(), NoDelay - 1, 0, false);  // its thread never sends
     WIN32_FILE_ATTRIBUTE_DATA before = {};
     GetFileAttributesExA(file.c_str(), GetFileExInfoStandard, &before);
     WriteBytes(file, "grown");

@@ -1,11 +1,6 @@
-#include "weftcore.h"
-
 #include "support/OwnerWindow.h"
 
-#include <map>
-
 using namespace weft::test;
-using Lines = std::vector<std::string>;
 
 struct DrivesProbe : DrivesChangeThread
 {
@@ -16,10 +11,9 @@ struct DrivesProbe : DrivesChangeThread
 // The first pass is silent; later ones tell added, removed, changed to a window, and keep the fresh table.
 TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshTable)
 {
-    const __int64 lParam = -0x5A5A5A5ALL;
     DriveListTurn turn;
     OwnerWindow owner;
-    DrivesProbe probe(owner.Handle(), 0, lParam), quiet(nullptr, 1, lParam);
+    DrivesProbe probe(owner.Handle(), 0, WatchLParam), quiet(nullptr, 1, WatchLParam);
     EXPECT_TRUE(StopsByItself(probe) && StopsByItself(quiet));
     ASSERT_FALSE(probe.m_drives.empty());
     const std::map<UINT, std::string> kinds{{DrivesChangeThread::MSG_DCT_DRIVEADDED, "added "},
@@ -29,7 +23,7 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
         Lines out;
         for (owner.Flush(); const auto m = owner.Next(0);)
             out.push_back((kinds.contains(m->msg) ? kinds.at(m->msg) : "other ") + char(m->wParam) +
-                          (m->lParam == lParam ? "" : " and another lParam"));
+                          (m->lParam == WatchLParam ? "" : " and another lParam"));
         return out;
     };
     using Table = DrivesChangeThread::DriveTable;

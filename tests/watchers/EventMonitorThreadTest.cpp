@@ -1,19 +1,10 @@
-#include "weftcore.h"
-
 #include "support/OwnerWindow.h"
-#include "support/ThreadProbe.h"
-
-#include <list>
-#include <thread>
 
 using namespace weft::test;
 
 class EventMonitorThreadTest : public ::testing::Test
 {
 protected:
-    static constexpr UINT MonitorMsg = WM_APP + 23;
-    static constexpr unsigned __int64 MonitorWParam = 0xFEDCBA9876543210ull;
-    static constexpr __int64 MonitorLParam = -0x7654321ALL;
     static constexpr unsigned long NoDelay = 0xFFFFFFFF, LongDelay = 60000;  // the latter never passes in a test
     static bool SignalUntilSeen(HANDLE s)  // until the monitor's wait took a unit: we find the count 0
     {
@@ -21,15 +12,14 @@ protected:
                          MustHappenMs());
     }
     HANDLE Add(HANDLE h) { return handles.emplace_back(h, &CloseHandle).get(); }  // closed after the monitors
-    HANDLE Semaphore(LONG count = 0) { return Add(CreateSemaphoreA(nullptr, count, 100, nullptr)); }
-    EventMonitorThread& Watch(HANDLE h, unsigned long delay, UINT msg = MonitorMsg)
+    EventMonitorThread& Watch(HANDLE h, unsigned long delay, UINT msg = WatchMsg)
     {
-        return monitors.emplace_back(h, msg, owner.Handle(), delay, MonitorWParam, MonitorLParam);
+        return monitors.emplace_back(h, msg, owner.Handle(), delay, WatchWParam, WatchLParam);
     }
     bool NextMessage(double fromMs, double ms)  // with the test's parameters, ms after fromMs or later
     {
         const auto m = owner.Next();
-        return m && m->msg == MonitorMsg && m->wParam == MonitorWParam && m->lParam == MonitorLParam &&
+        return m && m->msg == WatchMsg && m->wParam == WatchWParam && m->lParam == WatchLParam &&
                NotBefore(m->atMs, fromMs, ms);
     }
 
@@ -42,7 +32,7 @@ protected:
 // A signal is told at once, or each burst once a delay after its last signal; SetMsgDelay waits for a signal.
 TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLastSignal)
 {
-    HANDLE semaphore = Semaphore(1);  // signalled before the monitor starts
+    HANDLE semaphore = Add(CreateSemaphoreA(nullptr, 1, 100, nullptr));  // signalled before the monitor starts
     EventMonitorThread& monitor = Watch(semaphore, NoDelay);
     ASSERT_TRUE(NextMessage(0, 0));
     const unsigned long delay = Scaled(250);
@@ -66,23 +56,9 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
     EXPECT_TRUE(owner.NothingWithin()) << "one burst gave more than one message";
 }
 
-// An event left set is told on every pass; a stop ends the thread at once, drops an owed message; message 0 never goes.
-TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceEvenOnAnEventLeftSetAndDropsAnOwedMessage)
-{
-    HANDLE semaphore = Semaphore(), event = Add(CreateEventA(nullptr, TRUE, TRUE, nullptr));
-    Watch(semaphore, LongDelay, MonitorMsg + 1);
-    ASSERT_TRUE(SignalUntilSeen(semaphore));  // settling now, a message owed
-    Watch(event, NoDelay);
-    Watch(event, NoDelay, 0);  // the owner records WM_NULL
-    ASSERT_TRUE(owner.WaitForCount(50)) << "the event left set was not told on every pass";
-    for (auto& monitor : monitors)
-        EXPECT_TRUE(StopsByItself(monitor));
-    for (const auto& m : (owner.Flush(), owner.Messages()))
-        ASSERT_EQ(m.msg, MonitorMsg) << "message 0 was sent, or the owed message at the stop";
-}
-
-// All ones (no handle to the library) or an abandoned mutex ends the thread silently, without a Stop.
-TEST_F(EventMonitorThreadTest, InvalidOrAbandonedHandleEndsTheThreadSilently)
+// All ones (no handle to the library) or an abandoned mutex ends the thread silently, without a Stop. An event left
+// set is told on every pass; a stop ends the thread at once, drops an owed message; message 0 never goes.
+TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceAsABadHandleDoesAndDropsAnOwedMessage)
 {
     HANDLE mutex = Add(CreateMutexA(nullptr, FALSE, nullptr));
     std::thread([&] { WaitForSingleObject(mutex, INFINITE); }).join();
@@ -96,4 +72,14 @@ TEST_F(EventMonitorThreadTest, InvalidOrAbandonedHandleEndsTheThreadSilently)
     }
     EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_ABANDONED_0);  // the monitor ended holding it
     EXPECT_TRUE(owner.Flush() && owner.Count() == 0) << "a message was sent";
+    HANDLE semaphore = Add(CreateSemaphoreA(nullptr, 0, 100, nullptr)), event = Add(CreateEventA(nullptr, TRUE, TRUE, nullptr));
+    Watch(semaphore, LongDelay, WatchMsg + 1);
+    ASSERT_TRUE(SignalUntilSeen(semaphore));  // settling now, a message owed
+    Watch(event, NoDelay);
+    Watch(event, NoDelay, 0);  // the owner records WM_NULL
+    ASSERT_TRUE(owner.WaitForCount(50)) << "the event left set was not told on every pass";
+    for (auto& monitor : monitors)
+        EXPECT_TRUE(StopsByItself(monitor));
+    for (const auto& m : (owner.Flush(), owner.Messages()))
+        ASSERT_EQ(m.msg, WatchMsg) << "message 0 was sent, or the owed message at the stop";
 }

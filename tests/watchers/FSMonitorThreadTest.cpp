@@ -1,23 +1,16 @@
-#include "weftcore.h"
-
 #include "support/OwnerWindow.h"
-#include "weftbase/WeftBaseTestFiles.h"
-
-#include <algorithm>
 
 using namespace weft::test;
-using Lines = std::vector<std::string>;
 
 // Records read "action path-below-the-folder" ("3 ": changes dropped); a marker "~n" told shows all before read.
 class FSMonitorThreadTest : public ::testing::Test
 {
 protected:
-    static constexpr UINT FsMsg = WM_APP + 61;
     bool Watch(bool tree)  // a monitor of the folder, its read armed (some time after the constructor)
     {
         if (monitor)
             monitor->Stop(MustHappenMs());  // bounded, unlike the destructor's
-        monitor = std::make_unique<FSMonitorThread>(folder.c_str(), FsMsg, owner.Handle(), tree, 1);
+        monitor = std::make_unique<FSMonitorThread>(folder.c_str(), WatchMsg, owner.Handle(), tree, 1);
         return Sync().has_value();
     }
     void Write(const std::string& name, const char* text = "x") { WriteBytes(dir / name, text); }
@@ -26,10 +19,10 @@ protected:
         Lines out;
         for (size_t i = taken; owner.WaitForCount(i + 1, ms); ++i)
         {
-            std::lock_guard<std::mutex> hold(lock);
-            if (got[i].find(" ~") == std::string::npos && (out.empty() || out.back() != got[i] || got[i][0] != '3'))
-                out.push_back(got[i]);
-            if (got[i] == last)
+            const std::string got = owner.Messages()[i].text;
+            if (got.find(" ~") == std::string::npos && (out.empty() || out.back() != got || got[0] != '3'))
+                out.push_back(got);
+            if (got == last)
                 return taken = i + 1, out;
         }
         return std::nullopt;
@@ -46,17 +39,13 @@ protected:
 
     TempDir dir{"fsmon"};
     const std::string folder = dir.Path().substr(0, dir.Path().size() - 1);  // the monitor adds the backslash
-    std::mutex lock;
-    Lines got;
     size_t taken = 0;
     int k = 0;
-    OwnerWindow owner{[this](const OwnerWindow::Message& m) {
-        auto* record = reinterpret_cast<FSChangeNotification*>(m.lParam);
+    OwnerWindow owner{[this](OwnerWindow::Message& m) {
+        const std::unique_ptr<FSChangeNotification> record(reinterpret_cast<FSChangeNotification*>(m.lParam));
         const std::string path = record->GetPath().GetString();
-        std::lock_guard<std::mutex> hold(lock);
-        got.push_back(std::to_string(record->GetAction()) +
-                      (path.starts_with(dir.Path()) ? " " + path.substr(dir.Path().size()) : " elsewhere " + path));
-        delete record;
+        m.text = std::to_string(record->GetAction()) +
+                 (path.starts_with(dir.Path()) ? " " + path.substr(dir.Path().size()) : " elsewhere " + path);
     }};
     std::unique_ptr<FSMonitorThread> monitor;  // ends before the folder goes
     void TearDown() override { EXPECT_TRUE(!monitor || StopsByItself(*monitor)); }  // bounded, unlike the destructor
@@ -90,8 +79,8 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     AppLogger log((logs / "log").c_str());
     AppLogger::m_pInstance = &log;
     const std::string missing = dir / "missing\\";  // refusals: too short, no folder, as a folder and as a file
-    FSMonitorThread("C:", FsMsg, owner.Handle(), true, 1), FSMonitorThread(missing.c_str(), FsMsg, owner.Handle(), true, 1);
-    FSMonitorThread("C:", FsMsg, owner.Handle(), 1), FSMonitorThread((missing + "f").c_str(), FsMsg, owner.Handle(), 1);
+    FSMonitorThread("C:", WatchMsg, owner.Handle(), true, 1), FSMonitorThread(missing.c_str(), WatchMsg, owner.Handle(), true, 1);
+    FSMonitorThread("C:", WatchMsg, owner.Handle(), 1), FSMonitorThread((missing + "f").c_str(), WatchMsg, owner.Handle(), 1);
     const std::wstring odd = CodePageText::ToWide(dir.Path().c_str()) + L"s\\a\xFF3C" L"b.txt";
     wchar_t shortPath[MAX_PATH] = {};
     WriteBytes(odd, "x"), GetShortPathNameW(odd.c_str(), shortPath, MAX_PATH);
@@ -113,25 +102,21 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     EXPECT_TRUE(owner.StaysAt(told)) << "a change was told after the stop";
 }
 
-// Only entries named as the file, case included, count; each record carries the path as passed.
-TEST_F(FSMonitorThreadTest, ASingleFileIsToldByItsOwnPathAndNotItsNeighbours)
+// A single file's monitor takes only entries named as the file, case included, and tells the path as passed; more
+// creations in a pause than a read holds are named or overflow; no window leaks nothing; records order by time.
+TEST_F(FSMonitorThreadTest, ABurstOrASingleFileIsToldByItsRecordsAndBadArgumentsLeakNothing)
 {
+    EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), WatchMsg, nullptr, true, 1); }));
+    EXPECT_TRUE(OrderByTimeAndFields<FSChangeNotification>([](FSChangeNotification& r, bool high) {
+        r.SetAction(high ? 2 : 1), r.SetPath(high ? "b" : "a");
+    }));
     const std::string file = dir / "Target.txt";
-    monitor = std::make_unique<FSMonitorThread>(file.c_str(), FsMsg, owner.Handle(), 1);
+    monitor = std::make_unique<FSMonitorThread>(file.c_str(), WatchMsg, owner.Handle(), 1);
     ASSERT_TRUE(Sync("Target.txt", "3 Target.txt") && DeleteFileA(file.c_str()) && Until("2 Target.txt"));
     Write("~0"), Write("target.txt"), DeleteFileA((dir / "target.txt").c_str()), Write("Target.txt");
     MoveFileA(file.c_str(), (dir / "moved").c_str()), MoveFileA((dir / "moved").c_str(), file.c_str());
     DeleteFileA(file.c_str());
     EXPECT_EQ(Lines({"1 Target.txt", "3 Target.txt", "4 Target.txt", "5 Target.txt", "2 Target.txt"}), Until("2 Target.txt"));
-}
-
-// More creations in a pause than a read holds are named or overflow; no window leaks nothing; records order by time.
-TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflowAndBadArgumentsLeakNothing)
-{
-    EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), FsMsg, nullptr, true, 1); }));
-    EXPECT_TRUE(OrderByTimeAndFields<FSChangeNotification>([](FSChangeNotification& r, bool high) {
-        r.SetAction(high ? 2 : 1), r.SetPath(high ? "b" : "a");
-    }));
     ASSERT_TRUE(Watch(false));
     owner.StaysAt(owner.Count(), Scaled(200));  // the marker's last records in: the thread rests in its read
     WhilePaused(*monitor, [&] {  // the system collects the changes meanwhile, up to its limits
@@ -139,7 +124,8 @@ TEST_F(FSMonitorThreadTest, ABurstIsToldByRecordsOrAnOverflowAndBadArgumentsLeak
             CloseHandle(CreateFileA((dir / ("b" + std::to_string(i))).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
     });
     ASSERT_TRUE(Sync());
-    std::lock_guard<std::mutex> hold(lock);
-    const auto named = std::count_if(got.begin(), got.end(), [](const std::string& r) { return r.starts_with("1 b"); });
-    EXPECT_TRUE(named == 300 || std::count(got.begin(), got.end(), "3 ") > 0) << named << " named, no overflow";
+    const auto all = owner.Messages();
+    const auto named = std::ranges::count_if(all, [](const auto& m) { return m.text.starts_with("1 b"); });
+    const auto overflows = std::ranges::count(all, std::string("3 "), &OwnerWindow::Message::text);
+    EXPECT_TRUE(named == 300 || overflows > 0) << named << " named, no overflow";
 }

@@ -1,17 +1,12 @@
-#include "weftcore.h"
-
 #include "module/CodedTexts.h"
 #include "support/OwnerWindow.h"
-#include "weftbase/WeftBaseTestFiles.h"
 
 using namespace weft::test;
-using Lines = std::vector<std::string>;
 
 // A private key below HKEY_CURRENT_USER; the owner keeps each record as "action key name=value".
 class RegMonitorThreadTest : public ::testing::Test
 {
 protected:
-    static constexpr UINT RegMsg = WM_APP + 47;
     static constexpr unsigned short RegWParam = 0xBEEF;
     struct Probe : RegMonitorThread { using RegMonitorThread::RegMonitorThread, RegMonitorThread::DoComparisons; };
     void SetUp() override { RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr); }
@@ -26,7 +21,7 @@ protected:
     }
     Lines Watch(bool subtree)
     {
-        monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, RegMsg, owner.Handle(), RegWParam);
+        monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, WatchMsg, owner.Handle(), RegWParam);
         return Settle();
     }
     Lines Settle(int nudges = 1)  // changes "nudge" until its latest text is told, nudges times; gives the other records
@@ -38,11 +33,11 @@ protected:
             Set(nullptr, "nudge", nudge.substr(7));
             for (bool told = false; !told && owner.WaitForCount(taken + 1, wait); ++taken)
             {
-                std::lock_guard<std::mutex> hold(lock);
-                if (got[taken].ends_with(nudge))
+                const std::string got = owner.Messages()[taken].text;
+                if (got.ends_with(nudge))
                     told = true, --nudges, wait = Scaled(25);
-                else if (got[taken].find(" nudge=") == std::string::npos)
-                    others.push_back(got[taken]);
+                else if (got.find(" nudge=") == std::string::npos)
+                    others.push_back(got);
             }
         }
         return nudges == 0 ? others : Lines{"the latest change was never told"};
@@ -50,18 +45,14 @@ protected:
 
     const std::string key = "Software\\" + UniqueName("regmon");
     HKEY hKey = nullptr;
-    std::mutex lock;
-    Lines got;
     size_t taken = 0;
-    OwnerWindow owner{[this](const OwnerWindow::Message& m) {
-        auto* r = reinterpret_cast<RegChangeNotification*>(m.lParam);
+    OwnerWindow owner{[](OwnerWindow::Message& m) {
+        const std::unique_ptr<RegChangeNotification> r(reinterpret_cast<RegChangeNotification*>(m.lParam));
         DateTime at;
         r->GetDatetime(at);
-        EXPECT_TRUE(m.msg == RegMsg && m.wParam == RegWParam && at.IsValid());
-        std::lock_guard<std::mutex> hold(lock);  // the record's enum is an int, as its clients compare it
-        got.push_back(std::to_string(int(r->GetAction())) + " " + r->GetKey().GetString() + " " +
-                      r->GetValueName().GetString() + "=" + r->GetValue().GetString());
-        delete r;
+        EXPECT_TRUE(m.msg == WatchMsg && m.wParam == RegWParam && at.IsValid());
+        m.text = std::to_string(int(r->GetAction())) + " " + r->GetKey().GetString() + " " +  // an int, as compared
+                 r->GetValueName().GetString() + "=" + r->GetValue().GetString();
     }};
     std::unique_ptr<RegMonitorThread> monitor;
 };
@@ -80,12 +71,13 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
         {{{"A", {{"x", "1"}, {"v", "a"}}}}, {{"A", {{"X", "1"}, {"v", "A"}}}}},
         {{{"K", many}}, {{"K", changed}}},
     };
-    Probe probe(nullptr, "", false, RegMsg, owner.Handle(), RegWParam);
+    Probe probe(nullptr, "", false, WatchMsg, owner.Handle(), RegWParam);
     for (const auto& [before, after] : cases)
         probe.DoComparisons(before, after);
     const Lines expected{"1 A\\C =", "3 A\\C z=4", "2 A\\B =", "5 A x=2", "3 A y=3", "3 A X=1", "5 A v=A", "4 A x=", "5 K 33=w"};
     EXPECT_TRUE(owner.WaitForCount(expected.size()) && owner.StaysAt(expected.size(), Scaled(100)));
-    std::lock_guard<std::mutex> hold(lock);
+    Lines got;
+    std::ranges::transform(owner.Messages(), std::back_inserter(got), &OwnerWindow::Message::text);
     EXPECT_EQ(expected, got);
     EXPECT_TRUE(OrderByTimeAndFields<RegChangeNotification>([](RegChangeNotification& r, bool high) {
         const char* text = high ? "b" : "a";
@@ -107,7 +99,7 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
     {
         const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
                                   : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
-        EXPECT_EQ(text, RegMonitorThread(root, path, true, RegMsg, owner.Handle(), 1).GetErrorMsg()) << path;
+        EXPECT_EQ(text, RegMonitorThread(root, path, true, WatchMsg, owner.Handle(), 1).GetErrorMsg()) << path;
         lines += std::string(line) + "\r\n";
     }
     AppLogger::m_pInstance = nullptr;

@@ -1,7 +1,5 @@
-// The application that the single-instance tests start as separate processes:
-//   weft_single_app.exe --report HWND [--mode visible|hidden|minimised|dialog|none|detached] [--command ID] [--path]
-// The mode gives the first instance's main window; none and detached (a window object without a
-// window) get a visible one on OrderMakeWindow.
+// weft_single_app.exe --report HWND [--mode visible|hidden|minimised|dialog|none|detached] [--command ID] [--path]
+// (the first's main window; none and detached, an object without a window, get a visible one on OrderMakeWindow)
 #include "app/SingleAppReports.h"
 #include "support/ThreadProbe.h"
 
@@ -10,7 +8,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
-#include <string>
 
 using namespace weft::test;
 
@@ -34,8 +31,7 @@ HWND MakeWindow(DWORD style, HWND owner)
     return ::CreateWindowExA(0, "STATIC", "", style, 9, 9, 240, 120, owner, nullptr, nullptr, nullptr);
 }
 
-// Reports how many of the threads that InitInstance started still run once the application object,
-// destroyed before this, is gone (a later instance starts none and reports nothing).
+// Reports how many threads of InitInstance outlive the application object, destroyed before this one.
 struct EndReport
 {
     std::optional<ThreadProbe> probe;  // taken before InitInstance
