@@ -62,7 +62,7 @@ protected:
 // Matches (case ignored, a pattern with a separator against the whole path) but never the root, the
 // skip list by full path, the root's files alone without recursion, a directory's first match alone
 // when stopping at it, else its subdirectories after it, the last listed first; indexes from 0 each time.
-TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEndInNamesThatOpenTheFileFound)
+TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEnd)
 {
     MakeTree(root, {"a.txt", "d\\c.TXT", "d\\obj\\z.txt", "skip\\g.txt", "s\\m\\m.txt", "s\\m\\deep\\n.txt",
                     "s\\k\\k.txt", "k.log", "d\\k\\p.log"});
@@ -91,8 +91,12 @@ TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEndInNamesThatOpenT
             std::sort(found.begin(), found.end());
         EXPECT_EQ(expected, found) << at;
     }
-    // A name the code page cannot hold comes by its short name (where the volume has one; else the
-    // entry is logged): each result opens the file found, never one that a best-fit form names.
+}
+
+// A name the code page cannot hold comes by its short name (where the volume has one; else the
+// entry is logged): each result opens the file found, never one that a best-fit form names.
+TEST_F(FindFileThreadTest, NamesOutsideTheCodePageComeInAFormThatOpensTheFileFound)
+{
     MakeTree(root, {"escape.txt", "odd\\in\\"});  // escape.txt is what "odd\in\..\..\escape.txt" would name
     const std::wstring odd = CodePageText::ToWide(root.c_str()) + L"odd\\";
     CreateDirectoryW((odd + L"\xFF0E\xFF0E").c_str(), nullptr);
@@ -104,6 +108,7 @@ TEST_F(FindFileThreadTest, MatchesComeWithTheirIndexesThenTheEndInNamesThatOpenT
                             odd + L"\xFF0E\xFF0E" != shortPath;
     auto log = std::make_unique<AppLogger>((root + "log").c_str());
     AppLogger::m_pInstance = log.get();
+    FindFileThread finder(FindMsg, owner.Handle(), -61, 0);
     Find(finder, "odd");
     for (const std::string& found : Results(finder, shortNames ? 5 : 0))
         EXPECT_TRUE(ReadBytes(root + found) == "found" && found.find("..") == std::string::npos) << found;
