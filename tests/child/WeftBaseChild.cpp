@@ -3,6 +3,8 @@
 
 #include "weftbase/WeftBaseTestFiles.h"
 
+#include <filesystem>
+
 using namespace weft::test;
 
 namespace
@@ -24,18 +26,8 @@ std::string FreshDir(const std::vector<std::string>& args)
     return DirUtils::CreateDirectoryPath(dir.c_str()) ? dir : std::string();
 }
 
-// An empty file last written at noon on 1 January of the year (UTC).
-bool WrittenIn(const std::string& path, WORD year)
-{
-    const SYSTEMTIME noon = {year, 1, 0, 1, 12, 0, 0, 0};
-    FILETIME at = {};
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    const bool ok = SystemTimeToFileTime(&noon, &at) && SetFileTime(file, nullptr, nullptr, &at);
-    return CloseHandle(file) && ok;
-}
-
-// True if a ZipThread job succeeded and posted its end with wParam -7 (sign-extended) and lParam 2^40.
-bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
+// A ZipThread job's outcome (1 or 0) if it posted its end with wParam -7 sign-extended and lParam 2^40, else -1.
+int ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
 {
     HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     ZipThread zip;
@@ -45,26 +37,22 @@ bool ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, co
     for (int i = 0; i < 100 && !PeekMessageA(&m, wnd, 0, 0, PM_REMOVE); ++i)
         MsgWaitForMultipleObjects(0, nullptr, FALSE, 600, QS_POSTMESSAGE);
     DestroyWindow(wnd);
-    return zip.GetZipResult() && m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) &&
-           m.lParam == 1ll << 40;
+    const bool told = m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) && m.lParam == 1ll << 40;
+    return told ? zip.GetZipResult() : -1;
 }
 
-// The utility library's ReadFile in a child that is ended part-way: the first read past 2 MiB of a
+// The utility library's ReadFile in a child that ends itself part-way: the first read past 2 MiB of a
 // file waits half a minute, so the archive is under way, with its first chunk written, when the end
-// comes, however fast the rest would go. A child that is not ended goes on after that wait, once.
+// comes, however fast the rest would go. The event tells the stall.
+HANDLE g_hStalled = CreateEventA(nullptr, TRUE, FALSE, nullptr);
 BOOL WINAPI StalledRead(HANDLE file, LPVOID buffer, DWORD size, LPDWORD got, LPOVERLAPPED overlapped)
 {
     static LONG s_nStalled = 0;
     LARGE_INTEGER at = {};
     if (SetFilePointerEx(file, at, &at, FILE_CURRENT) && at.QuadPart >= (2 << 20) &&
-        !InterlockedExchange(&s_nStalled, 1))
+        !InterlockedExchange(&s_nStalled, 1) && SetEvent(g_hStalled))
         Sleep(30000);
     return ReadFile(file, buffer, size, got, overlapped);
-}
-
-bool StallReads()
-{
-    return RepointImport(KernelFunction("ReadFile"), ULONGLONG(&StalledRead));
 }
 }  // namespace
 
@@ -72,20 +60,12 @@ bool StallReads()
 // keeps a result. Its writer may die holding a lock of the C runtime: the process skips its cleanup.
 WEFT_CHILD_COMMAND(ZipStopped, "zip-stopped")
 {
-    if (args.size() < 2 || !StallReads())
+    if (args.size() < 2 || !StandIn("ReadFile", &StalledRead))
         return 2;
     HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     auto* zip = new ZipThread;  // never deleted
     zip->Start(true, args[0].c_str(), args[1].c_str(), "", TextArray(), -7, wnd, 1ll << 40);
-    const std::string temp = (DirUtils::ParsePathFromFile(args[0].c_str()) + "wzp*").GetString();
-    // Under way: the temporary file has its first bytes (before them it may not yet be marked to go).
-    const auto underWay = [&temp] {
-        WIN32_FIND_DATAA found = {};
-        HANDLE find = FindFirstFileA(temp.c_str(), &found);
-        return find != INVALID_HANDLE_VALUE && FindClose(find) && found.nFileSizeLow > 0;
-    };
-    for (int i = 0; i < 20000 && !underWay() && GetFileAttributesA(args[0].c_str()) == INVALID_FILE_ATTRIBUTES; ++i)
-        Sleep(1);
+    WaitForSingleObject(g_hStalled, 20000);  // under way, its temporary file marked to go
     zip->Stop(0);
     MSG m;
     const bool told = PeekMessageA(&m, wnd, 0, 0, PM_REMOVE) || zip->GetZipResult();
@@ -99,12 +79,8 @@ WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
 {
     if (args.empty() || args.size() > 2)
         return 250;
-    char dir[MAX_PATH + 1] = {};
-    GetCurrentDirectoryA(MAX_PATH, dir);
-    CString have(dir), want(args.size() == 2 ? args[1].c_str() : dir);
-    DirUtils::EnsureTrailingBackslash(have);
-    DirUtils::EnsureTrailingBackslash(want);
-    if (have.CompareNoCase(want) != 0)
+    std::error_code error;
+    if (args.size() == 2 && !std::filesystem::equivalent(std::filesystem::current_path(), args[1], error))
         return 2;
     CreateMutexA(nullptr, TRUE, (args[0] + ".alive").c_str());  // owned until the end
     HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, args[0].c_str());
@@ -153,12 +129,6 @@ WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
     return failures ? failures : 100;
 }
 
-// zip-dir OUTPUT DIR: packs the folder, for a test that ends this process part-way.
-WEFT_CHILD_COMMAND(ZipDir, "zip-dir")
-{
-    return args.size() == 2 && StallReads() && DirUtils::CreateZipFile(args[0].c_str(), args[1].c_str(), "") ? 0 : 1;
-}
-
 // zip-samples DIR: sample trees and archives for the native check; exit code 0 if all went as expected.
 WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
 {
@@ -172,14 +142,16 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     while (large.size() < (3u << 20))
         large += text;
     // Past one read chunk, text is streamed through deflate, and a file whose first block is noise
-    // is stored whole.
+    // is stored whole; one whose first block just shrinks but whose whole grows is stored after all.
     bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
               WriteBytes(src + "empty.txt", "") && WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
               WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
               WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
               WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20)) &&
-              WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large) && WrittenIn(src + "old.txt", 1975) &&
-              WrittenIn(src + "late.txt", 2200);  // past the years an MS-DOS time holds
+              WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large) &&
+              WrittenAt(src + "old.txt", {1975, 1, 0, 1, 12, 0, 0, 0}) &&
+              WrittenAt(src + "late.txt", {2200, 1, 0, 1, 12, 0, 0, 0}) &&  // past the years an MS-DOS time holds
+              WriteBytes(other + "zero head.bin", std::string(4800, '\0') + NoiseBytes(24u << 20));
     // A name outside any single code page, and a file deeper than the narrow calls reach.
     wchar_t full[MAX_PATH] = {};
     GetFullPathNameW(std::wstring(src.begin(), src.end()).c_str(), MAX_PATH, full, nullptr);
@@ -198,17 +170,18 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     };
     // The root in the archive comes out as "up/": no entry name leaves the folder it is unpacked in.
     report("tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), "..\\C:\\.\\up//"));
-    const TextArray list =
-        Texts({src + "plain.txt", src + "sub", other + "plain.txt", src + "with space\\name with spaces.txt"});
+    const TextArray list = Texts({src + "plain.txt", src + "sub", other + "plain.txt", other + "zero head.bin",
+                                  src + "with space\\name with spaces.txt"});
     report("list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
     // More entries than the classic end record can count: the count goes into the ZIP64 record.
     TextArray many;
     for (int i = 0; i < 65540; ++i)
         many.Add((src + "empty.txt").c_str());
     report("many.zip", FileUtils::CreateZipFile((dir + "many.zip").c_str(), many, ""));
-    // The same through ZipThread.
-    report("tree-thread.zip", ZipThreadJob(true, dir + "tree-thread.zip", src, many));
-    report("list-thread.zip", ZipThreadJob(false, dir + "list-thread.zip", src, list));
+    // The same through ZipThread, and a job that fails.
+    report("tree-thread.zip", ZipThreadJob(true, dir + "tree-thread.zip", src, many) == 1);
+    report("list-thread.zip", ZipThreadJob(false, dir + "list-thread.zip", src, list) == 1);
+    report("the failed job", ZipThreadJob(true, dir + "none.zip", dir + "missing", list) == 0);
     return expected ? 0 : 6;
 }
 

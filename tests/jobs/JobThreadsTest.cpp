@@ -1,5 +1,4 @@
-// The background jobs over files: finder, directory summary, deleter, shell launcher and zip job,
-// each run on trees made in a private temporary folder.
+// The background jobs over files, each run on trees made in a private temporary folder.
 #include "module/CodedTexts.h"
 #include "support/OwnerWindow.h"
 #include "weftbase/WeftBaseTestFiles.h"
@@ -154,11 +153,19 @@ TEST_F(FindFileThreadTest, ANewRequestReplacesTheRunningSearchAndAStopEndsItSile
     EXPECT_TRUE(owner.Flush() && owner.Count() == before + 3) << "a message after the cancel, gone root or stop";
 }
 
+// The library's GetDiskFreeSpaceExA, between a summary's walk and its end: says the run is there, then waits.
+static HANDLE g_hAt = CreateEventA(nullptr, TRUE, FALSE, nullptr), g_hGo = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+static BOOL WINAPI SpaceAfterTheGo(const char* root, ULARGE_INTEGER* free, ULARGE_INTEGER* total, ULARGE_INTEGER* all)
+{
+    SetEvent(g_hAt);
+    WaitForSingleObject(g_hGo, MustHappenMs());
+    return GetDiskFreeSpaceExA(root, free, total, all);
+}
+
 // Every file counts, hidden ones too, at every level, whatever its name, with its bytes, anew in each
 // run; the present directory named again (in other case) starts nothing; the drive's share is cut.
-// A directory named during a run (the test holds the class's mutex from its start) makes it give way
-// silently, then runs twice; a path that is no directory cancels (also during a run), keeping the byte
-// sum; a directory gone by its run's start ends it silently. A file at construction gives an inert object.
+// A directory named during a run makes it give way silently, then runs twice; a non-directory cancels (also
+// during a run), keeping the byte sum; one gone by its run's start ends it silently; a file makes an inert object.
 TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
 {
     OwnerWindow owner;
@@ -169,19 +176,14 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     CreateDirectoryW(dots.c_str(), nullptr);
     WriteBytes(dots + L"\\a\xFF3C" L"b", "odd");
     SetFileAttributesA((r + "tree\\sub\\deep\\hidden").c_str(), FILE_ATTRIBUTE_HIDDEN);
-    const SYSTEMTIME at = {2001, 2, 0, 3, 4, 5, 6, 0};
-    FILETIME written;
-    SystemTimeToFileTime(&at, &written);
-    HANDLE file = CreateFileA((r + "tree\\abc").c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    SetFileTime(file, nullptr, nullptr, &written);
-    CloseHandle(file);
+    WrittenAt(r + "tree\\abc", {2001, 2, 0, 3, 4, 5, 6, 0});
     // big\b is three quarters of the last decimal shown of the drive's share: a cut drops it.
     ULARGE_INTEGER total = {};
     GetDiskFreeSpaceExA(r.c_str(), nullptr, &total, nullptr);
     const unsigned digits = LocaleUtils::GetNumberFractionalDigits();
     LARGE_INTEGER size;
     size.QuadPart = static_cast<LONGLONG>(total.QuadPart * 0.0075 / std::pow(10.0, digits)) + 1;
-    file = CreateFileA((r + "big\\b").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    HANDLE file = CreateFileA((r + "big\\b").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
     EXPECT_TRUE(SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && SetEndOfFile(file) && CloseHandle(file));
     DirSummaryThread inert((r + "tree\\abc").c_str(), SumMsg, owner.Handle(), 7, -7);
     inert.GatherInfo();
@@ -198,14 +200,14 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
         summary.SetDir((r + "TREE\\").c_str());
         EXPECT_FALSE(owner.Next(MustNotHappenMs()).has_value());
     }
-    MTMutex lock(false, "wl_dst_mutex", nullptr);
     const auto nameDuringARun = [&](const std::string& to) {
-        lock.Wait(MustHappenMs());
+        ResetEvent(g_hAt), ResetEvent(g_hGo);
+        ASSERT_TRUE(StandIn("GetDiskFreeSpaceExA", &SpaceAfterTheGo));
         summary.GatherInfo();
-        EXPECT_TRUE(WaitUntil([&] { return lock.Release(), lock.Wait(MustHappenMs()), summary.IsGatheringInfo(); },
-                              MustHappenMs()));
+        EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(g_hAt, MustHappenMs()));
         summary.SetDir(to.c_str());
-        lock.Release();
+        SetEvent(g_hGo);
+        StandIn("GetDiskFreeSpaceExA", &SpaceAfterTheGo, false);
     };
     nameDuringARun(r + "big");
     EXPECT_TRUE(owner.Next() && owner.Next() && owner.StaysAt(4)) << "not the new directory's two runs alone";
@@ -217,7 +219,8 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     summary.SetDir((r + "tree").c_str());
     ASSERT_TRUE(owner.Next().has_value());
     nameDuringARun(r + "tree\\abc");
-    lock.Wait(MustHappenMs());  // a directory gone by the time its run begins
+    MTMutex lock(false, "wl_dst_mutex", nullptr);  // held: the directory is gone by its run's start
+    lock.Wait(MustHappenMs());
     summary.SetDir((r + "big").c_str());
     MoveFileA((r + "big").c_str(), (r + "moved").c_str());
     lock.Release();
@@ -253,9 +256,11 @@ TEST(FileDeleteThreadTest, EachItemGoesByItsKindAndAStopLeavesTheRest)
     EXPECT_TRUE(owner.StaysAt(2, Scaled(100))) << "an end message after the stop";
 }
 
-// A launch that cannot begin (the test holds the loader, so the new thread waits at its start)
-// is ended after the first half second and the 3 s bound, with the time-out text and the file.
-TEST(ShellExecuteThreadTest, ALaunchThatOutlastsTheBoundIsEndedWithTheTimeOutText)
+// A launch that cannot begin (the loader held, its thread waits at its start) ends after the first half second
+// and the 3 s bound, with the time-out text and the file. Only a program gets the argument; another file runs in
+// the argument's folder, or without one in its own (the child checks both); a failure gives the utility's text
+// for a quiet launch; a blank file launches nothing and is logged. A later Stop leaves the error text alone.
+TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgumentAndFolder)
 {
     const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
     const auto lock = reinterpret_cast<LONG(WINAPI*)(ULONG, ULONG*, ULONG_PTR*)>(
@@ -272,13 +277,6 @@ TEST(ShellExecuteThreadTest, ALaunchThatOutlastsTheBoundIsEndedWithTheTimeOutTex
     EXPECT_EQ(StringUtils::DecryptText(CodedTexts::ShellTimeoutLeadText) + "C:\\held.exe", launch.GetErrorMsg());
     EXPECT_GE(spent, 3500u - 20) << "the first wait or the bound cut short";  // the tick is ~16 ms
     EXPECT_LT(spent, 3500u + Scaled(1000));
-}
-
-// Only a program gets the argument; another file runs in the argument's folder, or without one in
-// its own (the child checks both); a failure gives the utility's text for a quiet launch; a blank
-// file launches nothing and is logged. A later Stop leaves the error text alone.
-TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgumentAndFolder)
-{
     TempDir dir("shell");
     const std::string r = dir.Path(), child = ExeDir() + "weft_testchild.exe", name = UniqueName("shell");
     CreateDirectoryA((r + "other").c_str(), nullptr);
@@ -317,23 +315,4 @@ TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgument
     // The batch interpreter may still hold its folder for a moment after the child has ended.
     EXPECT_TRUE(WaitUntil([&] { return DirUtils::DeleteDirectory(r.c_str(), 0, nullptr, nullptr, nullptr).IsEmpty(); },
                           MustHappenMs()));
-}
-
-// A job ends in a posted message with Start's wParam sign-extended and its lParam, a failed one
-// too; its outcome is read from the object.
-TEST(ZipThreadTest, EachJobEndsInAMessageWithItsOutcome)
-{
-    OwnerWindow owner;
-    TempDir dir("zipjob");
-    const std::string r = dir.Path();
-    MakeTree(r, {"src\\a.txt"});
-    for (const bool ok : {true, false})
-    {
-        ZipThread zip;
-        zip.Start(true, (r + (ok ? "a.zip" : "b.zip")).c_str(), (r + (ok ? "src" : "missing")).c_str(), "",
-                  TextArray(), -2, owner.Handle(), 1ll << 40);
-        const auto m = owner.Next();
-        EXPECT_TRUE(m && m->msg == ZipThread::MSG_ZIPTHREAD_DONE && m->wParam == WPARAM(-2) && m->lParam == 1ll << 40);
-        EXPECT_EQ(ok, zip.GetZipResult());
-    }
 }

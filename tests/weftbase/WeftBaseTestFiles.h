@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <initializer_list>
+#include <random>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -59,8 +60,9 @@ private:
 };
 
 // Writes the whole file anew and closes it. The wide form names what the narrow calls cannot.
-inline bool WriteTo(HANDLE file, const std::string& bytes)
+inline bool WriteBytes(const std::wstring& path, const std::string& bytes)
 {
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     DWORD written = 0;
     const bool ok =
         WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
@@ -68,11 +70,7 @@ inline bool WriteTo(HANDLE file, const std::string& bytes)
 }
 inline bool WriteBytes(const std::string& path, const std::string& bytes)
 {
-    return WriteTo(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), bytes);
-}
-inline bool WriteBytes(const std::wstring& path, const std::string& bytes)
-{
-    return WriteTo(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), bytes);
+    return WriteBytes(CodePageText::ToWide(path.c_str()), bytes);
 }
 
 // The whole file, also while another handle writes it; empty if it cannot be opened.
@@ -94,9 +92,13 @@ inline bool Exists(const std::string& path)
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Repoints weftbase.dll's import slot that holds from, to stand in for a system function it calls.
-inline bool RepointImport(ULONGLONG from, ULONGLONG to)
+// Puts the stand-in in the place of the kernel32 function in weftbase.dll's imports, or the function
+// back (on false), to stand in for a system function the library calls.
+template <class Function> bool StandIn(const char* function, Function* standIn, bool on = true)
 {
+    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA("kernel32.dll"), function));
+    const auto stand = reinterpret_cast<ULONGLONG>(standIn);
+    const ULONGLONG from = on ? kernel : stand, to = on ? stand : kernel;
     auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA("weftbase.dll"));
     const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
@@ -108,24 +110,20 @@ inline bool RepointImport(ULONGLONG from, ULONGLONG to)
     return false;
 }
 
-// The address of a kernel32 function, as an import slot holds it.
-inline ULONGLONG KernelFunction(const char* name)
-{
-    return reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA("kernel32.dll"), name));
-}
-
 // Deterministic bytes that deflate cannot shrink.
 inline std::string NoiseBytes(size_t n)
 {
     std::string bytes(n, '\0');
-    unsigned long long x = 0x9E3779B97F4A7C15ull;
-    for (char& b : bytes)
-    {
-        x ^= x << 13;
-        x ^= x >> 7;
-        x ^= x << 17;
-        b = static_cast<char>(x >> 56);
-    }
+    std::generate(bytes.begin(), bytes.end(), std::mt19937(7));
     return bytes;
+}
+
+// Sets the file's last write to the time given (UTC).
+inline bool WrittenAt(const std::string& path, const SYSTEMTIME& at)
+{
+    FILETIME written = {};
+    HANDLE file = CreateFileA(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_ALWAYS, 0, nullptr);
+    const bool ok = SystemTimeToFileTime(&at, &written) && SetFileTime(file, nullptr, nullptr, &written);
+    return CloseHandle(file) && ok;
 }
 }  // namespace weft::test
