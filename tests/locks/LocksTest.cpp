@@ -17,6 +17,24 @@
 using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
 
+// The kinds of lock a scope can hold, each with the way another thread takes and gives it. Outside the
+// anonymous namespace, so that the test names carry no blanks.
+struct SectionKind : Lockable  // the critical section a Lockable carries
+{
+    MTCritSec& lock = m_lock;
+    void TakeAndGive() { Lock(), Unlock(); }
+};
+struct MutexKind
+{
+    MTMutex lock;
+    void TakeAndGive() { WaitForSingleObject(lock.GetHandle(), INFINITE), ReleaseMutex(lock.GetHandle()); }
+};
+// A mutex that a thread left held when it ended: the first wait on it comes abandoned, and owns it.
+struct AbandonedMutexKind : MutexKind
+{
+    AbandonedMutexKind() { std::thread([this] { WaitForSingleObject(lock.GetHandle(), INFINITE); }).join(); }
+};
+
 namespace
 {
 // Runs a step on a thread of its own; one still blocked at the end is ended, and the test fails, not hangs.
@@ -38,23 +56,6 @@ public:
 private:
     MTEvent m_done{true, false};
     std::thread m_thread;
-};
-
-// The kinds of lock a scope can hold, each with the way another thread takes and gives it.
-struct SectionKind : Lockable  // the critical section a Lockable carries
-{
-    MTCritSec& lock = m_lock;
-    void TakeAndGive() { Lock(), Unlock(); }
-};
-struct MutexKind
-{
-    MTMutex lock;
-    void TakeAndGive() { WaitForSingleObject(lock.GetHandle(), INFINITE), ReleaseMutex(lock.GetHandle()); }
-};
-// A mutex that a thread left held when it ended: the first wait on it comes abandoned, and owns it.
-struct AbandonedMutexKind : MutexKind
-{
-    AbandonedMutexKind() { std::thread([this] { WaitForSingleObject(lock.GetHandle(), INFINITE); }).join(); }
 };
 
 template <class Kind>
