@@ -239,7 +239,7 @@ TEST(MultiReaderWriterTest, AWriterExcludesReadersAndWriters)
         std::deque<Contender> threads;
         for (int t = 0; t < 6; ++t)
             threads.emplace_back([&, t] {
-                for (int i = 0; i < 1000; ++i)
+                for (int i = 0; i < 400; ++i)  // a few seconds on a loaded machine, within the threads' bound
                 {
                     MultiReaderWriterAccess access(lock, t % 2 == 0);
                     if (t % 2 == 0)
@@ -250,6 +250,6 @@ TEST(MultiReaderWriterTest, AWriterExcludesReadersAndWriters)
             });
     }
     EXPECT_EQ(0, torn.load());
-    EXPECT_EQ(3000, a);
-    EXPECT_EQ(3000, b);
+    EXPECT_EQ(1200, a);
+    EXPECT_EQ(1200, b);
 }
