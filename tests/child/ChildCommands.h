@@ -2,6 +2,7 @@
 //   weft_testchild.exe <command> [args...]  — exit code is the command's result.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -9,13 +10,14 @@ namespace weft::child
 {
 using Command = int (*)(const std::vector<std::string>& args);
 
-struct Registration
+inline std::map<std::string, Command>& Commands()
 {
-    Registration(const char* name, Command command);
-};
+    static std::map<std::string, Command> commands;
+    return commands;
+}
 }  // namespace weft::child
 
-#define WEFT_CHILD_COMMAND(ident, name)                                               \
-    static int ident(const std::vector<std::string>& args);                           \
-    static const ::weft::child::Registration ident##Registration(name, &ident);       \
+#define WEFT_CHILD_COMMAND(ident, name)                                                                       \
+    static int ident(const std::vector<std::string>& args);                                                   \
+    [[maybe_unused]] static const bool ident##Registered = (::weft::child::Commands()[name] = &ident, true);  \
     static int ident(const std::vector<std::string>& args)

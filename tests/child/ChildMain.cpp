@@ -1,21 +1,6 @@
 #include "child/ChildCommands.h"
 
 #include <cstdio>
-#include <map>
-
-namespace weft::child
-{
-static std::map<std::string, Command>& Commands()
-{
-    static std::map<std::string, Command> commands;
-    return commands;
-}
-
-Registration::Registration(const char* name, Command command)
-{
-    Commands()[name] = command;
-}
-}  // namespace weft::child
 
 // weft_testchild <command> [args...]: 250 for a call of no known command.
 int main(int argc, char** argv)

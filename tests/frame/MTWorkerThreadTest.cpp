@@ -1,5 +1,4 @@
-// Worker threads: stop, pause and resume sequences, early return, failed starts, and the pause
-// protocol of a worker that pauses itself.
+// Worker threads: stop, pause and resume sequences, early return, failed starts, self-pausing workers.
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
@@ -12,13 +11,6 @@ using weft::test::MustNotHappenMs;
 
 namespace
 {
-// Sets ping and waits for pong: true if the thread answered within the time-out.
-bool PingPong(MTEvent& ping, MTEvent& pong, DWORD timeoutMs)
-{
-    pong.Reset(), ping.Set();
-    return pong.Wait(timeoutMs) == WAIT_OBJECT_0;
-}
-
 // A worker whose thread suspends itself, as a self-pausing worker does.
 struct SelfSuspending : MTWorkerThread
 {
@@ -26,8 +18,7 @@ struct SelfSuspending : MTWorkerThread
     using MTWorkerThread::MTWorkerThread;
 };
 
-// What a test's thread function shares with the test. The worker pointer is stored after the
-// constructor returns, so the thread polls for it before touching the worker.
+// What a test's thread function shares with the test.
 struct Body
 {
     std::atomic<MTWorkerThread*> worker{nullptr};
@@ -37,11 +28,12 @@ struct Body
     MTEvent mayPause{true, true};   // the thread waits here between seeing the pause event and DoPause
     MTEvent resumed{true, false};   // the thread came back from DoPause
     std::atomic<unsigned long> lastWait{0xDEADu}, afterPause{0xDEADu};
+    // Sets ping and waits for pong: true if the thread answered within the time-out.
+    bool PingPong(DWORD timeoutMs) { return pong.Reset(), ping.Set(), pong.Wait(timeoutMs) == WAIT_OBJECT_0; }
 };
 
-// Waits on the stop event, a pausable worker's pause event, and ping: answers each ping with a
-// pong (a self-suspending worker suspends itself first), pauses itself on the pause event, and
-// ends on anything else.
+// Waits on the stop event, a pausable worker's pause event, and ping: answers each ping with a pong
+// (a self-suspending worker suspends itself first), pauses itself on the pause event, else ends.
 unsigned int Loop(void* param)
 {
     Body* body = static_cast<Body*>(param);
@@ -81,9 +73,7 @@ unsigned int ReturnAtOnce(void* param)
     return 7;
 }
 
-// A body and the worker that runs on it. Leaving the scope opens the pause gate, stops and joins
-// the thread first, so a failed assertion reports instead of freeing what a live thread still uses;
-// a thread that does not end in time is reported and terminated.
+// A body and the worker on it; leaving the scope stops and joins the thread (terminated if it hangs).
 template <class Worker = MTWorkerThread>
 struct Running
 {
@@ -107,20 +97,18 @@ struct Running
 };
 }  // namespace
 
-// The priority is the thread's. Pauses do not stack: two are undone by one resume, and the ping
-// left pending while paused is answered then. Stop of a paused worker resumes it first: the loop
-// sees the stop (index 0) ahead of a ping left pending (index 1), and the manual-reset stop event
-// stays set after that wait.
+// Pauses do not stack: one resume undoes two. Stop of a paused worker resumes it first: the loop sees the
+// stop (index 0) ahead of a pending ping, and the manual-reset stop event stays set after that wait.
 TEST(MTWorkerThreadTest, PausesDoNotStackAndStopResumesAPausedWorkerFirst)
 {
     Running<> run(Loop);
     auto& [body, worker] = run;
     worker.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
     EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, worker.GetPriority());
-    ASSERT_TRUE(PingPong(body.ping, body.pong, MustHappenMs()));
+    ASSERT_TRUE(body.PingPong(MustHappenMs()));
     worker.Pause(), worker.Pause();
     EXPECT_TRUE(worker.IsPaused());
-    EXPECT_FALSE(PingPong(body.ping, body.pong, MustNotHappenMs())) << "a paused thread answered";
+    EXPECT_FALSE(body.PingPong(MustNotHappenMs())) << "a paused thread answered";
     worker.Resume();
     EXPECT_FALSE(worker.IsPaused());
     ASSERT_EQ(0u, body.pong.Wait(MustHappenMs())) << "the suspend count went above one";
@@ -132,9 +120,8 @@ TEST(MTWorkerThreadTest, PausesDoNotStackAndStopResumesAPausedWorkerFirst)
     EXPECT_TRUE(worker.IsStopped());
 }
 
-// Resume without a pause makes no ResumeThread call, not even for a thread started suspended. The
-// worker, not the thread, owns the thread object: once the thread has returned its handle stays
-// waitable and gives the exit code.
+// Resume without a pause makes no ResumeThread call; an ended thread stays waitable. A thread that cannot
+// be created (a descriptor of an unknown revision) leaves an inert worker that never runs the function.
 TEST(MTWorkerThreadTest, ResumeDoesNotStartASuspendedStartAndTheEndedThreadStaysWaitable)
 {
     Running<> run(ReturnAtOnce, CREATE_SUSPENDED);
@@ -147,30 +134,21 @@ TEST(MTWorkerThreadTest, ResumeDoesNotStartASuspendedStartAndTheEndedThreadStays
     DWORD code = 0;
     EXPECT_TRUE(GetExitCodeThread(worker.GetHandle(), &code));
     EXPECT_EQ(7u, code);
-}
 
-// A thread that cannot be created (a descriptor of an unknown revision) leaves an inert worker
-// with status 13 that never runs the function.
-TEST(MTWorkerThreadTest, WorkerWhoseThreadNeverStartedIsInert)
-{
-    Body body;
     unsigned char descriptor[64] = {9};
     SECURITY_ATTRIBUTES bad = {sizeof(SECURITY_ATTRIBUTES), descriptor, FALSE};
-    MTWorkerThread worker(ReturnAtOnce, &body, 0, &bad, 0);
-    ASSERT_FALSE(worker.IsValidHandle()) << "the thread started despite a bad security descriptor";
-    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_DATA), worker.GetStatus());
-    EXPECT_EQ(WAIT_FAILED, worker.Wait(INFINITE));
-    worker.Pause(), worker.SetPriority(THREAD_PRIORITY_HIGHEST);
-    EXPECT_FALSE(worker.IsPaused());
-    EXPECT_EQ(0, worker.GetPriority());
-    worker.Stop();
-    EXPECT_TRUE(worker.IsStopped());
-    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), body.started.Wait(0));
+    Running<> failed(ReturnAtOnce, 0u, &bad);
+    ASSERT_FALSE(failed.worker.IsValidHandle()) << "the thread started despite a bad security descriptor";
+    EXPECT_EQ(static_cast<unsigned long>(ERROR_INVALID_DATA), failed.worker.GetStatus());
+    EXPECT_EQ(WAIT_FAILED, failed.worker.Wait(INFINITE));
+    failed.worker.Pause(), failed.worker.SetPriority(THREAD_PRIORITY_HIGHEST);
+    EXPECT_FALSE(failed.worker.IsPaused());
+    EXPECT_EQ(0, failed.worker.GetPriority());
+    EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), failed.body.started.Wait(0));
 }
 
-// A self-suspending thread marks itself paused a moment before it is suspended. A Resume that
-// lands in that moment must still free it: the owner resumes as soon as IsPaused turns true.
-// The moment is short, so the race is run many times (a round takes about half a millisecond).
+// A self-suspending thread marks itself paused a moment before it is suspended; a Resume landing in
+// that moment must still free it. The moment is short, so the race runs many times (0.5 ms a round).
 TEST(MTWorkerThreadTest, ResumeAsSoonAsASelfPauseShowsAlwaysFreesTheThread)
 {
     Running<SelfSuspending> run(Loop);
@@ -185,24 +163,23 @@ TEST(MTWorkerThreadTest, ResumeAsSoonAsASelfPauseShowsAlwaysFreesTheThread)
     }
 }
 
-// Pause only sets the event: the worker is paused once its thread pauses itself, not before.
-// Resume clears the event before it frees the thread, which then finds only the ping left
-// pending while paused (index 2), and answers again.
+// Pause only sets the event: the worker is paused once its thread pauses itself. Resume clears the
+// event before it frees the thread, which then finds only the ping left pending (index 2).
 TEST(PausableWorkerThreadTest, ThreadPausesItselfAndResumesWithThePauseCleared)
 {
     Running<PausableWorkerThread> run(Loop);
     auto& [body, worker] = run;
-    ASSERT_TRUE(PingPong(body.ping, body.pong, MustHappenMs()));
+    ASSERT_TRUE(body.PingPong(MustHappenMs()));
     body.mayPause.Reset();
     worker.Pause();
     ASSERT_EQ(0u, body.sawPause.Wait(MustHappenMs()));
     EXPECT_FALSE(worker.IsPaused());
     body.mayPause.Set();
     ASSERT_TRUE(weft::test::WaitUntil([&] { return worker.IsPaused(); }, MustHappenMs()));
-    EXPECT_FALSE(PingPong(body.ping, body.pong, MustNotHappenMs())) << "a paused thread answered";
+    EXPECT_FALSE(body.PingPong(MustNotHappenMs())) << "a paused thread answered";
     worker.Resume();
     EXPECT_FALSE(worker.IsPaused());
     ASSERT_EQ(0u, body.resumed.Wait(MustHappenMs()));
     EXPECT_EQ(2u, body.afterPause.load());
-    EXPECT_TRUE(PingPong(body.ping, body.pong, MustHappenMs()));
+    EXPECT_TRUE(body.PingPong(MustHappenMs()));
 }

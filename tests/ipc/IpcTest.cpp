@@ -1,5 +1,4 @@
-// Shared memory blocks, and mailbox behaviour within one process and against child processes: the
-// creation race, many posters at once, and a holder of the guard that dies.
+// Shared memory blocks, and mailboxes within one process and between processes.
 #include "support/MailboxProbe.h"
 #include "support/TestSupport.h"
 #include "weftcore.h"
@@ -24,28 +23,22 @@ namespace
 {
 struct Text
 {
-    char text[16];
+    char text[16] = {};
+    Text(const char* s = "") { std::strncpy(text, s, sizeof text - 1); }
 };
 constexpr unsigned long Size = sizeof(Text);
-
-Text Make(const char* text)
-{
-    Text t = {};
-    std::strncpy(t.text, text, sizeof t.text - 1);
-    return t;
-}
 
 // Gets one message with time-out 0 and gives its text, or "<none>".
 std::string Take(MTMailbox& box)
 {
-    Text t = {};
+    Text t;
     return box.Get(&t, 0) ? std::string(t.text) : std::string("<none>");
 }
 
 // Posts a text with time-out 0, from a buffer with room for messages of up to 64 bytes.
 bool Put(MTMailbox& box, const char* text)
 {
-    const Text t[4] = {Make(text)};
+    const Text t[4] = {Text(text)};
     return box.Post(t, 0);
 }
 
@@ -58,8 +51,7 @@ std::string Shape(const MTMailbox& box)
     return slots == 7 && size == 7 ? "none" : "none, but the outputs changed";
 }
 
-// A status that the platform chose: any failure.
-constexpr unsigned long AnyFailure = 0xFFFFFFFF;
+constexpr unsigned long AnyFailure = 0xFFFFFFFF;  // a status that the platform chooses
 
 // A mailbox that failed with <status>: no creator, no shape, no post.
 void ExpectFailed(MTMailbox& box, unsigned long status)
@@ -73,8 +65,7 @@ void ExpectFailed(MTMailbox& box, unsigned long status)
     EXPECT_FALSE(Put(box, "x"));
 }
 
-// An empty mailbox of two slots whose guard is free and whose counts are whole: two posts go in,
-// a third is refused at once, and both come back out in order.
+// An empty mailbox of two slots, its guard free and counts whole: two posts go in, and out in order.
 void ExpectTwoFreeSlots(MTMailbox& box, bool emptyMessages = false)
 {
     EXPECT_TRUE(Put(box, "a") && Put(box, "b"));
@@ -84,19 +75,17 @@ void ExpectTwoFreeSlots(MTMailbox& box, bool emptyMessages = false)
     EXPECT_EQ("<none>", Take(box));
 }
 
-// The shared header of a mailbox: maxMessages, messageSize, headerSize, head, tail; nothing if
-// the block did not open.
-std::vector<std::uint32_t> HeaderWords(const std::string& name)
+// The shared header: maxMessages, messageSize, headerSize, head, tail; nothing if the block did not open.
+Words HeaderWords(const std::string& name)
 {
     MTSharedMemory block(name.c_str());
     const auto* words = static_cast<const std::uint32_t*>(block.GetPtr());
-    return words != nullptr ? std::vector<std::uint32_t>(words, words + 5) : std::vector<std::uint32_t>();
+    return words != nullptr ? Words(words, words + 5) : Words();
 }
 }  // namespace
 
-// A creator, a joiner and an opener share one block of the first size, each through a view
-// of its own; a null or empty name makes a private block; failures come from the platform (a size
-// of 0, a name that does not exist) and keep nothing.
+// A creator, a joiner and an opener share one block, each through a view of its own; a null or empty
+// name makes a private block; failures come from the platform and keep nothing.
 TEST(MTSharedMemoryTest, CreatorJoinerAndOpenerShareOneBlockAndUnnamedBlocksArePrivate)
 {
     const std::string name = UniqueName("shm"), missing = UniqueName("shm-missing");
@@ -131,9 +120,8 @@ TEST(MTSharedMemoryTest, CreatorJoinerAndOpenerShareOneBlockAndUnnamedBlocksAreP
     })) << "views and mappings went with their objects";
 }
 
-// The creator writes the header, and the slots fill, drain and wrap in order in the shared layout.
-// Joiners of any shape and openers work with the creator's shape; a pending message outlives its
-// poster and the creator.
+// The slots fill, drain and wrap in order in the shared layout. Joiners of any shape and openers work
+// with the creator's shape; a pending message outlives its poster and the creator.
 TEST(MTMailboxTest, SlotsWrapInTheSharedLayoutAndJoinersAndOpenersOutliveTheCreator)
 {
     const std::string name = UniqueName("mbx-layout");
@@ -141,7 +129,6 @@ TEST(MTMailboxTest, SlotsWrapInTheSharedLayoutAndJoinersAndOpenersOutliveTheCrea
         auto creator = std::make_unique<MTMailbox>(3, Size, name.c_str(), nullptr);
         MTMailbox& box = *creator;
         ASSERT_EQ(0u, box.GetStatus());
-        EXPECT_TRUE(box.IsCreator());
         MTSharedMemory view(name.c_str());
         auto slot = [&](int i) { return static_cast<const char*>(view.GetPtr()) + 20 + i * Size; };
         EXPECT_EQ((Words{3, Size, 20, 0, 0}), HeaderWords(name));
@@ -156,7 +143,6 @@ TEST(MTMailboxTest, SlotsWrapInTheSharedLayoutAndJoinersAndOpenersOutliveTheCrea
         for (const char* text : {"1", "2", "3"})
             EXPECT_EQ(text, Take(box));
         EXPECT_EQ((Words{3, Size, 20, 1, 1}), HeaderWords(name)) << "the head wrapped too";
-        EXPECT_EQ("<none>", Take(box)) << "an empty mailbox gives false at once";
 
         MTMailbox sameShape(3, Size, name.c_str(), nullptr), otherSize(3, 2 * Size, name.c_str(), nullptr);
         MTMailbox otherSlots(9, Size, name.c_str(), nullptr), opener(name.c_str());
@@ -175,7 +161,7 @@ TEST(MTMailboxTest, SlotsWrapInTheSharedLayoutAndJoinersAndOpenersOutliveTheCrea
     })) << "every handle and view went with its object";
 }
 
-TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourse)
+TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourseAndForeignBlocksAreLeftAlone)
 {
     std::string longest = UniqueName("mbx-longest"), overlong = UniqueName("mbx-overlong");
     longest.resize(MTMailbox::MaxNameLength(), 'n');
@@ -202,20 +188,17 @@ TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourse)
             ExpectTwoFreeSlots(box, size == 0);
         }
     })) << "a failed mailbox keeps nothing";
-}
 
-TEST(MTMailboxTest, BlockWithoutASoundHeaderOrGuardIsRefusedAndLeftAlone)
-{
-    // What another holder may leave under the name: a block whose header would lead the copies
-    // out of the view, or another kind of object under the guard's name, which is never won.
-    const std::tuple<const char*, std::array<std::uint32_t, 5>, bool, unsigned long> cases[] = {
+    // What another holder may leave under the name: a block whose header would lead the copies out of
+    // the view, or another kind of object under the guard's name, which is never won. Both are refused.
+    const std::tuple<const char*, std::array<std::uint32_t, 5>, bool, unsigned long> foreign[] = {
         {"never written", {0, 0, 0, 0, 0}, false, ERROR_INVALID_DATA},
         {"head past the last slot", {4, Size, 20, 4, 0}, false, ERROR_INVALID_DATA},
         {"tail past the last slot", {4, Size, 20, 0, 4}, false, ERROR_INVALID_DATA},
         {"slots beyond the block", {1000, 64, 20, 0, 0}, false, ERROR_INVALID_DATA},
         {"an event holds the guard's name", {4, Size, 20, 2, 3}, true, AnyFailure},
     };
-    for (const auto& [what, header, eventAsGuard, status] : cases)
+    for (const auto& [what, header, eventAsGuard, status] : foreign)
     {
         SCOPED_TRACE(what);
         const std::string name = UniqueName("mbx-foreign");
@@ -231,12 +214,8 @@ TEST(MTMailboxTest, BlockWithoutASoundHeaderOrGuardIsRefusedAndLeftAlone)
     }
 }
 
-// --- Refused transfers leave the counts whole ---
-
-// Null messages and buffers move nothing in any form. While a child process holds the guard, each
-// form with time-out 0 fails and gives back the count it took; once the child is killed, the form
-// takes the abandoned guard over and says so: the plain forms move the message and say false, the
-// event forms true, the collection forms 0.
+// Null messages and buffers move nothing. While a child holds the guard each form with time-out 0 fails
+// and gives its count back; once the child is killed each takes the abandoned guard over and moves.
 TEST(MTMailboxTest, NullMessagesMoveNothingAndAGuardHeldOrAbandonedKeepsTheCounts)
 {
     for (int form = 0; form < 6; ++form)
@@ -248,7 +227,7 @@ TEST(MTMailboxTest, NullMessagesMoveNothingAndAGuardHeldOrAbandonedKeepsTheCount
         MTEvent ready(true, false, readyName.c_str()), alert(true, false);
         MTWaitableCollection alerts;
         alerts.AddObject(alert);
-        const Text t = Make("survivor");
+        const Text t("survivor");
         ASSERT_TRUE(box.Post(&t, 0));  // one slot free, one message pending
         for (MTEvent* event : {&alert, static_cast<MTEvent*>(nullptr)})
             EXPECT_FALSE(box.Post(nullptr, 0) || box.Get(nullptr, 0) || box.PostAlertable(nullptr, event, 0) ||
@@ -256,7 +235,7 @@ TEST(MTMailboxTest, NullMessagesMoveNothingAndAGuardHeldOrAbandonedKeepsTheCount
         EXPECT_EQ(WAIT_ABANDONED_0, box.PostAlertable(nullptr, alerts, 0));
         EXPECT_EQ(WAIT_ABANDONED_0, box.GetAlertable(nullptr, alerts, 0));
 
-        Text out = Make("untouched");
+        Text out("untouched");
         auto transfer = [&](unsigned long timeout) -> unsigned long {
             switch (form)
             {
@@ -282,14 +261,12 @@ TEST(MTMailboxTest, NullMessagesMoveNothingAndAGuardHeldOrAbandonedKeepsTheCount
     }
 }
 
-// --- Alertable forms ---
-
 TEST(MTMailboxTest, AlertableFormsLetTheAlertWinTreatNullAsPlainAndGiveTheAlertIndexPlusOne)
 {
     MTMailbox box(1, Size, UniqueName("mbx-alert").c_str(), nullptr);
     MTEvent alert(true, true), e1(true, false), e2(true, false);
-    const Text t = Make("x");
-    Text out = {};
+    const Text t("x");
+    Text out;
     EXPECT_FALSE(box.PostAlertable(&t, &alert, 0)) << "a free slot, but the alert stands first";
     EXPECT_EQ("<none>", Take(box));
     EXPECT_TRUE(box.PostAlertable(&t, nullptr, 0)) << "a null event posts plainly";
@@ -309,14 +286,12 @@ TEST(MTMailboxTest, AlertableFormsLetTheAlertWinTreatNullAsPlainAndGiveTheAlertI
     EXPECT_EQ(3u, box.GetAlertable(&out, alerts, 0)) << "empty: the alert at index 2 gives 3";
     e1.Set();
     EXPECT_EQ(2u, box.GetAlertable(&out, alerts, 0)) << "the lower index wins among the alerts";
-    const Text stored = Make("stored");
+    const Text stored("stored");
     EXPECT_EQ(0u, box.PostAlertable(&stored, alerts, 0)) << "a free slot wins over the signalled alerts";
     EXPECT_EQ(2u, box.PostAlertable(&stored, alerts, 0)) << "full: the alerts decide";
     EXPECT_EQ(0u, box.GetAlertable(&out, alerts, 0)) << "pending: the count decides";
     EXPECT_STREQ("stored", out.text);
 }
-
-// --- Several processes ---
 
 TEST(MTMailboxTest, ProcessesRacingToCreateGetOneCreatorAndOneHeader)
 {
@@ -329,14 +304,12 @@ TEST(MTMailboxTest, ProcessesRacingToCreateGetOneCreatorAndOneHeader)
     ChildGroup children;
     for (unsigned i = 0; i < racers; ++i)
         children.Start({"race", name, start, ready, go, std::to_string(MustHappenMs())});
-    ASSERT_TRUE(children.AllStarted());
     startEvent.Set();
     for (unsigned i = 0; i < racers; ++i)
         ASSERT_EQ(WAIT_OBJECT_0, readyCount.Wait(MustHappenMs())) << "racer " << i << " did not report";
 
-    // Had a second racer written the header, its zeroed indexes would have lost the ids posted
-    // before it.
-    EXPECT_EQ((std::vector<std::uint32_t>{8, 4, 20, 0, racers}), HeaderWords(name));
+    // A second racer's header would have zeroed the indexes, losing the ids posted before it.
+    EXPECT_EQ((Words{8, 4, 20, 0, racers}), HeaderWords(name));
     MTMailbox reader(name.c_str());
     std::set<unsigned long> processes;
     for (unsigned long id = 0; reader.Get(&id, 0);)
@@ -351,9 +324,8 @@ TEST(MTMailboxTest, ProcessesRacingToCreateGetOneCreatorAndOneHeader)
 
 TEST(MTMailboxTest, ProducersInManyProcessesDeliverEachMessageOnceWholeAndInOrder)
 {
-    // Producer processes post their numbered messages through two slots while this process takes
-    // them, by the event and the collection form in turn: every message must arrive once, whole,
-    // and after its producer's earlier ones.
+    // Producer processes post through two slots while this process takes by the event and the collection
+    // form in turn: every message must arrive once, whole, and after its producer's earlier ones.
     using weft::test::stress::Message;
     constexpr unsigned producers = 8, perProducer = 2500;
     const std::string name = UniqueName("mbx-stress");
@@ -363,7 +335,6 @@ TEST(MTMailboxTest, ProducersInManyProcessesDeliverEachMessageOnceWholeAndInOrde
     for (unsigned p = 0; p < producers; ++p)
         children.Start({"mailbox-produce", name, std::to_string(p), std::to_string(perProducer),
                         std::to_string(MustHappenMs())});
-    ASSERT_TRUE(children.AllStarted());
     MTEvent never(true, false);
     MTWaitableCollection alerts;
     alerts.AddObject(never);
@@ -371,7 +342,8 @@ TEST(MTMailboxTest, ProducersInManyProcessesDeliverEachMessageOnceWholeAndInOrde
     unsigned taken = 0, torn = 0, outOfOrder = 0;
     for (Message m; taken < producers * perProducer; ++taken)
     {
-        if (taken % 2 == 0 ? box.GetAlertable(&m, alerts, MustHappenMs()) != 0 : !box.GetAlertable(&m, &never, MustHappenMs()))
+        if (taken % 2 == 0 ? box.GetAlertable(&m, alerts, MustHappenMs()) != 0
+                           : !box.GetAlertable(&m, &never, MustHappenMs()))
             break;
         if (!m.IsIntact() || m.producer >= producers)
             ++torn;

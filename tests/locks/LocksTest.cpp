@@ -1,5 +1,4 @@
-// Locks: the scoped lock over a critical section or a mutex, Lockable, the monitor's hand-over
-// order, and the readers-writer lock.
+// Locks: the scoped lock, Lockable, the monitor's hand-over order, and the readers-writer lock.
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
@@ -18,11 +17,27 @@
 using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
 
+// The kinds of lock a scope can hold, each with the way another thread takes and gives it. Outside the
+// anonymous namespace, so that the test names carry no blanks.
+struct SectionKind : Lockable  // the critical section a Lockable carries
+{
+    MTCritSec& lock = m_lock;
+    void TakeAndGive() { Lock(), Unlock(); }
+};
+struct MutexKind
+{
+    MTMutex lock;
+    void TakeAndGive() { WaitForSingleObject(lock.GetHandle(), INFINITE), ReleaseMutex(lock.GetHandle()); }
+};
+// A mutex that a thread left held when it ended: the first wait on it comes abandoned, and owns it.
+struct AbandonedMutexKind : MutexKind
+{
+    AbandonedMutexKind() { std::thread([this] { WaitForSingleObject(lock.GetHandle(), INFINITE); }).join(); }
+};
+
 namespace
 {
-// Runs a step on a thread of its own and tells when it has finished. Its end is bounded: a thread
-// still blocked then (behind a lock that a faulty release never gave back) is ended, and the test
-// fails instead of hanging.
+// Runs a step on a thread of its own; one still blocked at the end is ended, and the test fails, not hangs.
 class Contender
 {
 public:
@@ -43,33 +58,14 @@ private:
     std::thread m_thread;
 };
 
-// The two kinds of lock a scope can hold, each with the way another thread takes and gives it.
-struct SectionKind
-{
-    MTCritSec lock;
-    void TakeAndGive() { lock.Enter(), lock.Leave(); }
-};
-struct MutexKind
-{
-    MTMutex lock;
-    void TakeAndGive() { WaitForSingleObject(lock.GetHandle(), INFINITE), ReleaseMutex(lock.GetHandle()); }
-};
-// A mutex that a thread left held when it ended: the first wait on it comes abandoned, and owns it.
-struct AbandonedMutexKind : MutexKind
-{
-    AbandonedMutexKind() { std::thread([this] { WaitForSingleObject(lock.GetHandle(), INFINITE); }).join(); }
-};
-
 template <class Kind>
-class ScopedLockTest : public ::testing::Test
+struct ScopedLockTest : ::testing::Test
 {
-protected:
     Kind kind;
 };
 using Kinds = ::testing::Types<SectionKind, MutexKind, AbandonedMutexKind>;
 TYPED_TEST_SUITE(ScopedLockTest, Kinds);
 
-// A condition whose test is the function given.
 struct Holds : MTCondition
 {
     explicit Holds(std::function<bool()> test) : m_test(std::move(test)) {}
@@ -78,12 +74,11 @@ struct Holds : MTCondition
 };
 }  // namespace
 
-// A scope holds its lock against other threads until it ends, also a mutex that came abandoned;
-// a nested scope on the same thread neither blocks nor frees the outer one's hold. A scope over a
-// null pointer holds (and touches) nothing.
+// A scope holds its lock until it ends, also a mutex that came abandoned; a nested scope neither
+// blocks nor frees the outer one's hold; a scope over a null pointer holds (and touches) nothing.
 TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
 {
-    MTAutoLock none(static_cast<decltype(this->kind.lock)*>(nullptr));
+    MTAutoLock none(static_cast<decltype(&this->kind.lock)>(nullptr));
     std::optional<Contender> other;  // outlives the scopes, so that it is joined after they end
     {
         MTAutoLock outer(&this->kind.lock);
@@ -94,17 +89,7 @@ TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
         EXPECT_FALSE(other->Finished(MustNotHappenMs())) << "the inner scope freed the outer one's hold";
     }
     EXPECT_TRUE(other->Finished(MustHappenMs())) << "the lock stayed held after both scopes";
-}
-
-// Lock holds against other threads until Unlock.
-TEST(LockableTest, LockHoldsUntilUnlock)
-{
-    Lockable guarded;
-    guarded.Lock();
-    Contender other([&] { guarded.Lock(), guarded.Unlock(); });
-    EXPECT_FALSE(other.Finished(MustNotHappenMs()));
-    guarded.Unlock();
-    EXPECT_TRUE(other.Finished(MustHappenMs()));
+    EXPECT_TRUE(Contender([this] { this->kind.TakeAndGive(); }).Finished(MustHappenMs())) << "the other's hold stayed";
 }
 
 // The scope releases through the mutex, so a failed release leaves its error in the mutex's status.
@@ -121,8 +106,8 @@ TEST(MTAutoLockTest, MutexWithoutAHandleLeavesTheReleaseErrorInItsStatus)
     EXPECT_EQ(missing.GetStatus(), released);
 }
 
-// A condition already true returns at once and keeps the monitor; a null one gives false. The
-// test is the first slot of the condition's virtual table, before the destructor.
+// A condition already true returns at once and keeps the monitor, also one that turns true only at
+// the scan of the waiter's own leave; a null one gives false. The test is the first virtual slot.
 TEST(MTMonitorTest, ATrueConditionKeepsTheMonitorAndANullOneFails)
 {
     MTMonitor monitor;
@@ -137,6 +122,11 @@ TEST(MTMonitorTest, ATrueConditionKeepsTheMonitorAndANullOneFails)
     Contender other([&] { monitor.Enter(), monitor.Leave(); });
     EXPECT_FALSE(other.Finished(MustNotHappenMs())) << "the monitor was given away";
     monitor.Leave();
+    Holds late([calls = 0]() mutable { return ++calls > 1; });  // false to the waiter's own test, true to its scan
+    bool got = false;
+    Contender([&] { monitor.Enter(), got = monitor.WaitForCondition(&late), monitor.Leave(); });
+    EXPECT_TRUE(got);
+    EXPECT_EQ(0u, monitor.GetStatus());
 }
 
 // Waiters A, B, C in this order and a thread E in Enter. Only B's condition true: B alone is
@@ -177,23 +167,7 @@ TEST(MTMonitorTest, TheOldestTrueWaiterGetsTheMonitorBeforeAnyThreadInEnter)
     EXPECT_EQ("BACE", order);
 }
 
-// A condition that turns true between the waiter's own test and its wait is found by the scan
-// of its own leave: the wait returns with the monitor.
-TEST(MTMonitorTest, AConditionTrueAtTheWaitersOwnScanHandsTheMonitorToItself)
-{
-    MTMonitor monitor;
-    Contender([&] {
-        int calls = 0;
-        Holds condition([&] { return ++calls > 1; });  // false to the waiter, true to its scan
-        monitor.Enter();
-        EXPECT_TRUE(monitor.WaitForCondition(&condition));
-        monitor.Leave();
-    });
-    EXPECT_EQ(0u, monitor.GetStatus());
-}
-
-// Producers and consumers on a bounded buffer, each waiting for room or for an item: every item
-// is taken exactly once and the buffer never holds more than its size.
+// Producers and consumers wait for room or for an item: each item is taken once, the buffer never overfills.
 TEST(MTMonitorTest, ProducersAndConsumersOnABoundedBufferLoseAndRepeatNothing)
 {
     constexpr int Producers = 3, PerProducer = 2000, Capacity = 4;
@@ -202,7 +176,6 @@ TEST(MTMonitorTest, ProducersAndConsumersOnABoundedBufferLoseAndRepeatNothing)
     Holds room([&] { return buffer.size() < Capacity; }), item([&] { return !buffer.empty(); });
     std::vector<int> taken(Producers * PerProducer, 0);
     size_t highest = 0;
-    // Each thread waits for its condition and takes a step, PerProducer times.
     auto loop = [&](Holds* wanted, std::function<void(int)> step) {
         return [&, wanted, step] {
             for (int i = 0; i < PerProducer; ++i)
@@ -256,8 +229,7 @@ TEST(MultiReaderWriterTest, ReadersShareAndGoFirstAndTheLastReaderAnywhereLetsTh
     EXPECT_TRUE(first.Finished(MustHappenMs()) && next.Finished(MustHappenMs()) && in == 2);
 }
 
-// Writers exclude everybody: under many threads a writer's two-step update is never seen half
-// done by a reader, and no increment is lost.
+// Under many threads no reader sees a writer's two-step update half done, and no increment is lost.
 TEST(MultiReaderWriterTest, AWriterExcludesReadersAndWriters)
 {
     MultiReaderWriter lock;
@@ -267,7 +239,7 @@ TEST(MultiReaderWriterTest, AWriterExcludesReadersAndWriters)
         std::deque<Contender> threads;
         for (int t = 0; t < 6; ++t)
             threads.emplace_back([&, t] {
-                for (int i = 0; i < 1000; ++i)
+                for (int i = 0; i < 400; ++i)  // a few seconds on a loaded machine, within the threads' bound
                 {
                     MultiReaderWriterAccess access(lock, t % 2 == 0);
                     if (t % 2 == 0)
@@ -278,6 +250,6 @@ TEST(MultiReaderWriterTest, AWriterExcludesReadersAndWriters)
             });
     }
     EXPECT_EQ(0, torn.load());
-    EXPECT_EQ(3000, a);
-    EXPECT_EQ(3000, b);
+    EXPECT_EQ(1200, a);
+    EXPECT_EQ(1200, b);
 }

@@ -1,5 +1,4 @@
-// The module frame: the registered messages, the module's entry and static texts, and the coded
-// text tables.
+// The module frame: registered messages, the module's entry and static texts, the coded text tables.
 #include "support/TestSupport.h"
 #include "weftcore.h"
 
@@ -55,9 +54,8 @@ TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsString)
         EXPECT_EQ(RegisterWindowMessageA(text), *member) << text;
 }
 
-// A copy under another name is a module of its own: its entry links it into the framework's
-// chain once at load and unlinks it at unload, and its static texts are built, while the
-// library it was copied from stays loaded.
+// A copy under another name is a module of its own: its entry links it into the framework's chain
+// once at load and unlinks it at unload, and its static texts are built.
 TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
 {
     ASSERT_EQ(1, LinksOf(GetModuleHandleA("weftcore.dll")));
@@ -74,10 +72,8 @@ TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
     EXPECT_EQ(0, LinksOf(module)) << "the detached module stayed in the chain";
 }
 
-// Every table decodes to printable text that fits where the library uses it: lead texts end in
-// ": " before a system error text, the registry prefix starts an existing key path below
-// HKEY_LOCAL_MACHINE, the extension is in the form FileUtils::GetFileExt gives, and the strip
-// text comes off an instance name made from a module path.
+// Every table decodes to printable text that fits where the library uses it: lead texts end in ": ",
+// the registry prefix starts a key path, the extension and the strip text match what they meet.
 TEST(CodedTextsTest, EveryTableDecodesToAPrintableTextThatFitsItsRole)
 {
     using namespace CodedTexts;

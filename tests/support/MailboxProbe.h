@@ -1,6 +1,5 @@
-// What the mailbox tests and their child processes share: the mailbox's derived kernel-object
-// names, so that a test can hold the guard from outside the class as another process would, and
-// the numbered messages that producer processes post.
+// What the mailbox tests and their child processes share: the guard's derived name, so that a test can
+// hold it as another process would, and the numbered messages that producer processes post.
 #pragma once
 
 #include "weftcore.h"
@@ -13,9 +12,8 @@ struct MTMailboxProbe
 {
     static std::string GuardName(const char* mailboxName)
     {
-        const MTMailbox inert(nullptr);  // opens no mapping, so makes no kernel object
         char output[MTMailbox::NameBufferSize] = {};
-        inert.CreateGuardMutexName(output, mailboxName);
+        MTMailbox(nullptr).CreateGuardMutexName(output, mailboxName);  // opens no mapping, makes no object
         return output;
     }
 };

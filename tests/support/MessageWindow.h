@@ -1,9 +1,7 @@
-// A message-only window (HWND_MESSAGE) created and pumped on a thread of its own, that hands
-// each message of number 0 or of WM_USER upwards (not the system's own traffic) to a handler on
-// that thread. A message that SendNotifyMessageA sends from another thread is dispatched inside
-// PeekMessage, never returned by it, so the window procedure is the one place that sees it.
-// The destructor destroys the window on its thread and joins it. No GoogleTest: the benchmarks'
-// BenchWindow uses it as well as the watcher tests' OwnerWindow.
+// A message-only window pumped on a thread of its own, that hands each message numbered 0 or from
+// WM_USER up to a handler there. SendNotifyMessageA's messages from other threads are dispatched inside
+// PeekMessage, never returned by it, so the window procedure is where they are seen. The destructor
+// destroys the window on its thread and joins it. No GoogleTest: the benchmarks use it too.
 #pragma once
 
 #include <windows.h>

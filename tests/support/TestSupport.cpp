@@ -1,67 +1,40 @@
 #include "support/TestSupport.h"
 
-#include "weftcore.h"
-
 #include <gtest/gtest.h>
-#include <psapi.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <vector>
 
 namespace weft::test
 {
-DWORD MustHappenMs()
-{
-    return Scaled(10000);
-}
-
-DWORD MustNotHappenMs()
-{
-    return Scaled(300);
-}
-
 std::string UniqueName(const char* tag)
 {
     static std::atomic<unsigned> counter{0};
-    char buf[160];
-    std::snprintf(buf, sizeof buf, "weft-test-%s-%lu-%u", tag, GetCurrentProcessId(), ++counter);
-    return buf;
+    return "weft-test-" + std::string(tag) + "-" + std::to_string(GetCurrentProcessId()) + "-" +
+           std::to_string(++counter);
 }
 
+namespace
+{
 DWORD HandleCount()
 {
     DWORD count = 0;
     if (GetProcessHandleCount(GetCurrentProcess(), &count) && count != 0)
         return count;
-    // Some systems answer 0 (Wine does), which no living process has: count this process's
-    // entries in the system's handle list instead.
-    struct Entry
-    {
-        ULONG pid;
-        UCHAR type, flags;
-        USHORT handle;
-        PVOID object;
-        ACCESS_MASK access;
-    };
+    // Some systems answer 0 (Wine does), which no living process has: count this process's entries in
+    // the system's handle list (class 16): a count, then 24-byte entries that start with the process id.
     using Query = LONG(WINAPI*)(ULONG, PVOID, ULONG, PULONG);
-    const auto query = reinterpret_cast<Query>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation"));
-    const ULONG SystemHandleInformation = 16;
-    std::vector<char> buffer(1 << 20);
-    ULONG got = 0;
-    LONG status;
-    while ((status = query(SystemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &got)) ==
-           static_cast<LONG>(0xC0000004))  // the buffer is too small
-        buffer.resize(buffer.size() * 2);
-    if (status != 0)
-        return 0;
-    const ULONG entries = *reinterpret_cast<const ULONG*>(buffer.data());
-    const Entry* entry = reinterpret_cast<const Entry*>(buffer.data() + sizeof(void*));
-    for (ULONG i = 0; i < entries; ++i)
-        count += entry[i].pid == GetCurrentProcessId();
+    const auto query =
+        reinterpret_cast<Query>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation"));
+    std::vector<ULONG> list(1 << 18);
+    for (ULONG got = 0; query(16, list.data(), static_cast<ULONG>(list.size() * 4), &got) == LONG(0xC0000004);)
+        list.assign(list.size() * 2, 0);  // too small
+    for (ULONG i = 0; i < list[0]; ++i)
+        count += list[2 + i * 6] == GetCurrentProcessId();
     return count;
 }
+}  // namespace
 
 ::testing::AssertionResult LeaksNoHandles(const std::function<void()>& cases)
 {
@@ -69,21 +42,15 @@ DWORD HandleCount()
     const DWORD before = HandleCount();
     cases();
     const DWORD after = HandleCount();
-    if (after == before)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "handles before " << before << ", after " << after;
+    return after == before ? ::testing::AssertionSuccess()
+                           : ::testing::AssertionFailure() << "handles before " << before << ", after " << after;
 }
 
 std::string ExeDir()
 {
     char path[MAX_PATH + 1] = {};
-    DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    std::string dir(path, n);
+    const std::string dir(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
     return dir.substr(0, dir.find_last_of('\\') + 1);
-}
-
-ChildProcess::ChildProcess(const std::vector<std::string>& args) : ChildProcess(std::string(), args)
-{
 }
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& args)
@@ -105,12 +72,9 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
 
 ChildProcess::~ChildProcess()
 {
+    Kill();  // fails harmlessly for a child that has ended
     if (m_process)
-    {
-        if (WaitForSingleObject(m_process, 0) != WAIT_OBJECT_0)
-            Kill();
         CloseHandle(m_process);
-    }
 }
 
 long ChildProcess::WaitExit(DWORD timeoutMs)
@@ -131,31 +95,20 @@ void ChildProcess::Kill()
     }
 }
 
-ChildProcess& ChildGroup::Start(const std::vector<std::string>& args)
-{
-    m_children.push_back(std::make_unique<ChildProcess>(args));
-    return *m_children.back();
-}
-
-bool ChildGroup::AllStarted() const
-{
-    return std::all_of(m_children.begin(), m_children.end(), [](const auto& child) { return child->Started(); });
-}
-
 bool ChildGroup::WaitAll(DWORD timeoutMs)
 {
     std::vector<HANDLE> handles;
-    for (const auto& child : m_children)
-        handles.push_back(child->Handle());
-    return AllStarted() && !handles.empty() &&
-           WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), TRUE, timeoutMs) == WAIT_OBJECT_0;
+    for (const ChildProcess& child : *this)
+        handles.push_back(child.Handle());
+    return !empty() && std::count(handles.begin(), handles.end(), nullptr) == 0 &&
+           WaitForMultipleObjects(static_cast<DWORD>(size()), handles.data(), TRUE, timeoutMs) == WAIT_OBJECT_0;
 }
 
 std::vector<long> ChildGroup::ExitCodes()
 {
     std::vector<long> codes;
-    for (const auto& child : m_children)
-        codes.push_back(child->WaitExit(0));
+    for (ChildProcess& child : *this)
+        codes.push_back(child.WaitExit(0));
     return codes;
 }
 }  // namespace weft::test

@@ -1,5 +1,4 @@
-// Bounded waits shared by the test programs and the soak: time-outs scaled for slow machines,
-// and a poll for a condition that no event announces.
+// Bounded waits shared by the test programs and the soak: scaled time-outs, and a poll.
 #pragma once
 
 #include <windows.h>
