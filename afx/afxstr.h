@@ -62,8 +62,12 @@ public:
         size_t k = Start(n);
         return CString(m_str.substr(m_str.size() - std::min(k, m_str.size())));
     }
-    CString Mid(int nFirst) const { return CString(m_str.substr(Start(nFirst))); }
-    CString Mid(int nFirst, int nCount) const { return CString(m_str.substr(Start(nFirst), Start(nCount))); }
+    // As the framework's, a start past the end gives the empty string (substr would throw).
+    CString Mid(int nFirst) const { return Mid(nFirst, GetLength()); }
+    CString Mid(int nFirst, int nCount) const
+    {
+        return CString(m_str.substr(std::min(Start(nFirst), m_str.size()), Start(nCount)));
+    }
 
     CString& MakeUpper() { CharUpperBuffA(Raw(), static_cast<DWORD>(m_str.size())); return *this; }
     CString& MakeLower() { CharLowerBuffA(Raw(), static_cast<DWORD>(m_str.size())); return *this; }
