@@ -16,6 +16,7 @@
 
 using weft::test::MustHappenMs;
 using weft::test::MustNotHappenMs;
+using weft::test::StandIn;
 
 // The kinds of lock a scope can hold, each with the way another thread takes and gives it. Outside the
 // anonymous namespace, so that the test names carry no blanks.
@@ -197,6 +198,16 @@ TEST(MTMonitorTest, ProducersAndConsumersOnABoundedBufferLoseAndRepeatNothing)
     EXPECT_LE(highest, static_cast<size_t>(Capacity));
 }
 
+// The library's WaitForSingleObject: tells when the writer's thread comes to wait.
+static std::atomic<DWORD> g_dwWriter{0};
+static HANDLE g_hWriterWaits = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+static DWORD WINAPI NotedWait(HANDLE handle, DWORD ms)
+{
+    if (GetCurrentThreadId() == g_dwWriter)
+        SetEvent(g_hWriterWaits);
+    return WaitForSingleObject(handle, ms);
+}
+
 // Readers share: a second reader gets in while the first holds access, also past a writer that
 // waits; the writer gets in only after the last reader, released on another thread, has left.
 TEST(MultiReaderWriterTest, ReadersShareAndGoFirstAndTheLastReaderAnywhereLetsTheWriterIn)
@@ -204,8 +215,11 @@ TEST(MultiReaderWriterTest, ReadersShareAndGoFirstAndTheLastReaderAnywhereLetsTh
     MultiReaderWriter lock;
     lock.GrantReaderAccess();
     EXPECT_TRUE(Contender([&] { lock.GrantReaderAccess(); }).Finished(MustHappenMs())) << "a second reader waited";
-    Contender writer([&] { lock.GrantWriterAccess(), lock.ReleaseWriterAccess(); });
-    ASSERT_FALSE(writer.Finished(MustNotHappenMs())) << "the writer got in beside a reader";
+    ASSERT_TRUE(StandIn("WaitForSingleObject", &NotedWait, true, "weftcore.dll"));
+    Contender writer([&] { g_dwWriter = GetCurrentThreadId(), lock.GrantWriterAccess(), lock.ReleaseWriterAccess(); });
+    const bool waits = WaitForSingleObject(g_hWriterWaits, MustHappenMs()) == WAIT_OBJECT_0;
+    StandIn("WaitForSingleObject", &NotedWait, false, "weftcore.dll");
+    ASSERT_TRUE(waits && !writer.Finished(0)) << "the writer got in beside a reader, or never waited";
     EXPECT_TRUE(Contender([&] { MultiReaderWriterAccess third(lock, true); }).Finished(MustHappenMs()))
         << "a reader waited behind a writer while readers were inside";
     lock.ReleaseReaderAccess();

@@ -35,6 +35,25 @@ struct DriveListTurn
     ~DriveListTurn() { ReleaseMutex(mutex), CloseHandle(mutex); }
 };
 
+// Puts the stand-in in the place of the kernel32 function in the module's imports, or the function
+// back (on false), to stand in for a system function a library calls.
+template <class Function>
+bool StandIn(const char* function, Function* standIn, bool on = true, const char* module = "weftbase.dll")
+{
+    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA("kernel32.dll"), function));
+    const auto stand = reinterpret_cast<ULONGLONG>(standIn);
+    const ULONGLONG from = on ? kernel : stand, to = on ? stand : kernel;
+    auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA(module));
+    const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    DWORD old = 0;
+    for (auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); d->Name; ++d)
+        for (auto* t = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->FirstThunk); t->u1.Function; ++t)
+            if (t->u1.Function == from && VirtualProtect(t, sizeof to, PAGE_READWRITE, &old))
+                return (t->u1.Function = to, VirtualProtect(t, sizeof to, old, &old));
+    return false;
+}
+
 // The folder of the running program, with a trailing backslash.
 std::string ExeDir();
 
