@@ -31,6 +31,7 @@ protected:
     }
     bool Armed(unsigned long filter, unsigned long d, bool progressive, const std::string& in = "")  // then the delay d
     {
+        EXPECT_TRUE(!monitor || StopsByItself(*monitor));  // bounded, unlike the destructor
         Quiet(), monitor = std::make_unique<DirProbe>(in.empty() ? dir.Path() : in, filter, owner.Handle(), progressive);
         const bool answered = Told(dir.Path());
         return Quiet(), monitor->SetMsgDelay(d), answered;
@@ -93,9 +94,12 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
 {
     const std::string file = dir / "watched.log", sub = dir / "sub\\";
     std::atomic<bool> ended{false};
-    std::thread watchdog([&] {  // a destructor that never returns fails by name; CTest's limit then ends the process
+    std::thread watchdog([&] {  // a destructor that never returns fails by name, and the process ends there
         if (!WaitUntil([&] { return ended.load(); }, 3 * MustHappenMs()))
+        {
             ADD_FAILURE() << "a file monitor's destructor hung";
+            std::fflush(stdout), TerminateProcess(GetCurrentProcess(), 1);
+        }
     });
     EXPECT_TRUE(LeaksNoHandles([&] {
         FileMonitorThread inert((dir / "missing\\f").c_str(), WatchMsg, owner.Handle(), 0, 0, false);
