@@ -144,7 +144,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     // Past one read chunk, text is streamed through deflate, and a file whose first block is noise
     // is stored whole; one whose first block just shrinks but whose whole grows is stored after all.
     bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
-              WriteBytes(src + "empty.txt", "") && WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
+              WriteBytes(src + "empty.txt", "") && WriteBytes(src + "short.txt", text.substr(0, 99)) &&
+              WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
               WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
               WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
               WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20)) &&

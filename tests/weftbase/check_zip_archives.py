@@ -129,8 +129,9 @@ def check(folder):
     deep = "long/" + ("d" * 60 + "/") * 4 + "leaf.txt"
     if len(os.path.join(os.path.abspath(src), deep)) < 260:
         fail("%s is not beyond the narrow calls' reach" % deep)
-    for needed in ("large text.txt", "large noise.bin", "empty.txt", "empty dir/", "random.bin", "plain.txt",
-                   "with space/name with spaces.txt", "caf\u00e9 \u540d\u524d.txt", deep):
+    # short.txt: past the CRC's first 64-byte block, but not by another 64.
+    for needed in ("large text.txt", "large noise.bin", "empty.txt", "short.txt", "empty dir/", "random.bin",
+                   "plain.txt", "with space/name with spaces.txt", "caf\u00e9 \u540d\u524d.txt", deep):
         if needed not in tree:
             fail("the source tree lacks %s" % needed)
 
