@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <malloc.h>
 
@@ -14,15 +15,17 @@ namespace
 // The library's DeleteFileA in the retry case: the holder lets go once an attempt has failed.
 HANDLE g_hHolder = nullptr;
 int g_nAttempts = 0;
-BOOL WINAPI DeleteFailingOnce(const char* path)
+double g_lastGapMs = 0;
+// The library's DeleteFileA: the holder lets go before the 20th attempt; the time since the one before is kept.
+BOOL WINAPI DeleteHeldTill20(const char* path)
 {
-    ++g_nAttempts;
-    const BOOL deleted = DeleteFileA(path);
-    const DWORD code = GetLastError();
-    if (!deleted && g_hHolder)
+    static double s_last = 0;
+    using Ms = std::chrono::duration<double, std::milli>;
+    const double now = Ms(std::chrono::steady_clock::now().time_since_epoch()).count();
+    g_lastGapMs = now - std::exchange(s_last, now);
+    if (++g_nAttempts == 20 && g_hHolder)
         CloseHandle(std::exchange(g_hHolder, nullptr));
-    SetLastError(code);
-    return deleted;
+    return DeleteFileA(path);
 }
 
 // The library's GetFileInformationByHandle: a folder named "turned" reads as a junction on its
@@ -173,10 +176,11 @@ TEST(FileUtilsTest, DeleteForcedKeepsTheAttributesOnFailureAndRetriesAHeldFile)
     ASSERT_NE(INVALID_HANDLE_VALUE, g_hHolder);
     EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, true, false));
     EXPECT_EQ(kept, GetFileAttributesA(file.c_str()) & kept);
-    ASSERT_TRUE(StandIn("DeleteFileA", &DeleteFailingOnce));
+    ASSERT_TRUE(StandIn("DeleteFileA", &DeleteHeldTill20));
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, true, true)) << error.GetString();
-    StandIn("DeleteFileA", &DeleteFailingOnce, false);
-    EXPECT_EQ(2, g_nAttempts);
+    StandIn("DeleteFileA", &DeleteHeldTill20, false);
+    EXPECT_TRUE(g_nAttempts == 20 && g_lastGapMs >= 40)
+        << g_nAttempts << " attempts, the last " << g_lastGapMs << " ms after the one before";
     EXPECT_FALSE(Exists(file));
 }
 
