@@ -35,12 +35,13 @@ struct DriveListTurn
     ~DriveListTurn() { ReleaseMutex(mutex), CloseHandle(mutex); }
 };
 
-// Puts the stand-in in the place of the kernel32 function in the module's imports, or the function
-// back (on false), to stand in for a system function a library calls.
+// Puts the stand-in in the place of the system function (of kernel32 unless named) in the module's
+// imports, or the function back (on false), to stand in for a system function a library calls.
 template <class Function>
-bool StandIn(const char* function, Function* standIn, bool on = true, const char* module = "weftbase.dll")
+bool StandIn(const char* function, Function* standIn, bool on = true, const char* module = "weftbase.dll",
+             const char* system = "kernel32.dll")
 {
-    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA("kernel32.dll"), function));
+    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(LoadLibraryA(system), function));
     const auto stand = reinterpret_cast<ULONGLONG>(standIn);
     const ULONGLONG from = on ? kernel : stand, to = on ? stand : kernel;
     auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA(module));

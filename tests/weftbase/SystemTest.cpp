@@ -35,6 +35,14 @@ void WINAPI CatchDebugOutput(const char* text)
 {
     g_debugLines.emplace_back(text);
 }
+
+// The library's RegOpenKeyExA: a key named "gone" goes as it is opened, as if removed after its parent's listing.
+LSTATUS WINAPI OpenGone(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key)
+{
+    if (path != nullptr && std::string(path).ends_with("\\gone"))
+        RegDeleteKeyA(root, path);
+    return RegOpenKeyExA(root, path, options, access, key);
+}
 }  // namespace
 
 // Each type has its text; the one-pass listing gives each name with its text, expanded when asked.
@@ -51,6 +59,10 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, root.path.c_str(), keys, false));
     EXPECT_EQ(k + "A|" + k + "B|", Join(keys));
     EXPECT_FALSE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, (k + "none").c_str(), keys, true) || keys.GetCount());
+    ASSERT_TRUE(root.Set("B\\gone", "", REG_SZ, std::string("", 1)));
+    ASSERT_TRUE(StandIn("RegOpenKeyExA", &OpenGone, true, "weftbase.dll", "advapi32.dll"));
+    EXPECT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, (k + "B").c_str(), keys, true)) << "a key gone is no loss";
+    StandIn("RegOpenKeyExA", &OpenGone, false, "weftbase.dll", "advapi32.dll");
     const std::tuple<const char*, DWORD, std::string, const char*> cases[] = {
         {"", REG_SZ, std::string("default", 8), "default"}, {"noterminator", REG_SZ, "abc", "abc"},
         {"expand", REG_EXPAND_SZ, std::string("%SystemRoot%\\x", 15), "%SystemRoot%\\x"},
