@@ -88,6 +88,7 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
     unsigned long kind = 0;
     EXPECT_TRUE(root.Value("missing").IsEmpty() &&
                 !RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, root.path.c_str(), "missing", false, none, kind));
+    EXPECT_TRUE(RegistryUtils::FormatValue(REG_SZ, nullptr, 8, false).IsEmpty()) << "no data, whatever its size";
     char expanded[MAX_PATH] = {};
     ExpandEnvironmentStringsA("%SystemRoot%\\x", expanded, MAX_PATH);
     EXPECT_EQ(CString(expanded), root.Value("expand", true));
