@@ -162,6 +162,12 @@ static BOOL WINAPI SpaceAfterTheGo(const char* root, ULARGE_INTEGER* free, ULARG
     return GetDiskFreeSpaceExA(root, free, total, all);
 }
 
+// The library's SetEvent, while a run is held: the stop's event, then the run's go.
+static BOOL WINAPI SetThenGo(HANDLE event)
+{
+    return SetEvent(event) && SetEvent(g_hGo);
+}
+
 // Every file counts, hidden ones too, at every level, whatever its name, with its bytes, anew in each
 // run; the present directory named again (in other case) starts nothing; the drive's share is cut.
 // A directory named during a run makes it give way silently, then runs twice; a non-directory cancels (also
@@ -227,6 +233,13 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     EXPECT_TRUE(owner.StaysAt(5)) << "a message after the cancel or for the gone directory";
     summary.SetDir((r + "tree").c_str());
     EXPECT_TRUE(owner.Next() && owner.StaysAt(6)) << "no run after them";
+    ResetEvent(g_hAt), ResetEvent(g_hGo);  // a stop during a run ends it by itself, silently
+    ASSERT_TRUE(StandIn("GetDiskFreeSpaceExA", &SpaceAfterTheGo) && (summary.GatherInfo(), true));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(g_hAt, MustHappenMs()));
+    ASSERT_TRUE(StandIn("SetEvent", &SetThenGo, true, "weftcore.dll"));
+    EXPECT_TRUE(StopsByItself(summary));
+    StandIn("SetEvent", &SetThenGo, false, "weftcore.dll"), StandIn("GetDiskFreeSpaceExA", &SpaceAfterTheGo, false);
+    EXPECT_TRUE(owner.StaysAt(6)) << "a message after the stop";
 }
 
 // Protected items stay unless optionA is set (for a file, on its second try); the end message has
