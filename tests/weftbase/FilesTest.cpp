@@ -100,7 +100,7 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
                     .IsEmpty() &&
                 files == 1 && !Exists(dir / "kept.txt") && DirUtils::DoesDirExist(dir.Path().c_str()));
     const std::string root = dir / "tree\\";
-    for (const char* folder : {"x\\y\\", "empty\\"})
+    for (const char* folder : {"x\\y\\", "empty\\", "x\\"})  // the last one there already
         ASSERT_TRUE(DirUtils::CreateDirectoryPath((root + folder).c_str()));
     for (const char* file : {"top.txt", "x\\mid.txt", "x\\y\\leaf.txt", "x\\y\\kept.txt"})
         ASSERT_TRUE(WriteBytes(root + file, "x"));
