@@ -194,6 +194,7 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
     };
     for (const auto& [text, pattern, ignoreCase, match] : wildcards)
         EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
+    EXPECT_FALSE(FileUtils::MatchWildcard(nullptr, "*", false) || FileUtils::MatchWildcard("", nullptr, false));
     const std::tuple<const char*, bool, TextArray, TextArray, bool> cases[] = {
         {"C:\\src\\a.cpp", true, Texts({}), Texts({"*.cpp"}), false},
         {"C:\\a.h", true, Texts({}), Texts({"*.c"}), true},

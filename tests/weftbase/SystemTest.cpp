@@ -102,6 +102,7 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
     TextArray alone;  // the names without their texts
     EXPECT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, root.path.c_str(), alone, &leftOut) &&
                 Join(alone) == Join(names) && leftOut == 1);
+    EXPECT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, root.path.c_str(), alone, nullptr)) << "no count asked";
     for (unsigned long long i = 0; i < names.GetCount(); ++i)
         EXPECT_EQ(root.Value(names.GetCopyAt(i), true), texts.GetCopyAt(i)) << names.GetCopyAt(i);
 }
