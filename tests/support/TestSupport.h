@@ -41,7 +41,7 @@ template <class Function>
 bool StandIn(const char* function, Function* standIn, bool on = true, const char* module = "weftbase.dll",
              const char* system = "kernel32.dll")
 {
-    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(LoadLibraryA(system), function));
+    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA(system), function));
     const auto stand = reinterpret_cast<ULONGLONG>(standIn);
     const ULONGLONG from = on ? kernel : stand, to = on ? stand : kernel;
     auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA(module));
