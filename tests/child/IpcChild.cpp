@@ -5,9 +5,6 @@
 
 #include "weftcore.h"
 
-#include <string>
-#include <vector>
-
 // Takes a named mutex, joins the parent's named event and sets it, then exits without releasing
 // ("exit") or waits to be killed ("hang"). Exit code 0, or 1 when a step failed.
 WEFT_CHILD_COMMAND(MutexHold, "mutex-hold")

@@ -5,18 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <tuple>
-#include <vector>
 
-using weft::test::MustHappenMs;
-using weft::test::UniqueName;
+using namespace weft::test;
 
 // Results decode within their count only; WaitForTwo puts its own object at index 0. A joiner of a named
 // event gets the existing object and state. A semaphore release past the maximum leaves the count alone.
 TEST(MTKernelTest, HandlesWaitResultsEventsAndSemaphores)
 {
-    EXPECT_FALSE(MTKernel::IsValidHandle(nullptr));
-    EXPECT_FALSE(MTKernel::IsValidHandle(INVALID_HANDLE_VALUE));
-    EXPECT_TRUE(MTKernel::IsValidHandle(reinterpret_cast<void*>(1)));
+    EXPECT_TRUE(!MTKernel::IsValidHandle(nullptr) && !MTKernel::IsValidHandle(INVALID_HANDLE_VALUE) &&
+                MTKernel::IsValidHandle(reinterpret_cast<void*>(1)));
     // Result, count, succeeded, abandoned.
     const std::tuple<unsigned long, unsigned long, bool, bool> rows[] = {
         {0, 1, true, false},    {1, 1, false, false},  {63, 64, true, false},   {128, 1, false, true},
@@ -34,8 +31,7 @@ TEST(MTKernelTest, HandlesWaitResultsEventsAndSemaphores)
 
     MTEvent automatic;
     automatic.Set();
-    EXPECT_TRUE(automatic.IsSet());
-    EXPECT_FALSE(automatic.IsSet());
+    EXPECT_TRUE(automatic.IsSet() && !automatic.IsSet()) << "a test of an automatic event takes it";
 
     const std::string name = UniqueName("event");
     MTEvent created(true, false, name.c_str());
@@ -72,7 +68,7 @@ TEST(MTMutexTest, MutexOfAnExitedOrKilledProcessComesAbandonedAndOnlyTheOwnerRel
         const std::string name = UniqueName("mutex-child"), readyName = UniqueName("mutex-ready");
         MTMutex mutex(false, name.c_str());
         MTEvent ready(true, false, readyName.c_str()), unset;
-        weft::test::ChildProcess child({"mutex-hold", name, readyName, mode});
+        ChildProcess child({"mutex-hold", name, readyName, mode});
         HANDLE waits[2] = {ready.GetHandle(), child.Handle()};
         ASSERT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, waits, FALSE, MustHappenMs())) << "the child took nothing";
         if (std::string(mode) == "hang")
@@ -112,17 +108,14 @@ TEST(MTWaitableCollectionTest, HoldsSixtyFourInOrderAndAnEmptyOneFailsAtOnce)
         ten.AddObject(events[i]);
     EXPECT_FALSE(big.AddCollection(ten));
     ASSERT_EQ(64, big.GetCount());
-    EXPECT_FALSE(big.AddObject(events[64]));
-    EXPECT_FALSE(big.InsertObjectAtHead(events[64]));
+    EXPECT_FALSE(big.AddObject(events[64]) || big.InsertObjectAtHead(events[64])) << "a 65th object";
     for (unsigned long i = 0; i < 64; ++i)
         EXPECT_EQ(i, IndexOf(big, events[i]));
     EXPECT_EQ(static_cast<unsigned long>(WAIT_TIMEOUT), IndexOf(big, events[64]));
-    EXPECT_TRUE(ten.AddCollection(ten));
-    EXPECT_EQ(20, ten.GetCount());
+    EXPECT_TRUE(ten.AddCollection(ten) && ten.GetCount() == 20);
     ten.Clear();
     SetLastError(12345);
-    EXPECT_EQ(WAIT_FAILED, ten.Wait(true, INFINITE));
-    EXPECT_EQ(12345u, GetLastError());
+    EXPECT_TRUE(ten.Wait(true, INFINITE) == WAIT_FAILED && GetLastError() == 12345) << "the system was called";
     ten.AddObject(events[1]);
     EXPECT_EQ(0u, IndexOf(ten, events[1]));
 }

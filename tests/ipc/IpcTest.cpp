@@ -7,14 +7,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstring>
 #include <memory>
 #include <set>
-#include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 using namespace weft::test;
 using Words = std::vector<std::uint32_t>;

@@ -3,12 +3,9 @@
 #include "support/OwnerWindow.h"
 #include "weftbase/WeftBaseTestFiles.h"
 
-#include <algorithm>
 #include <cmath>
-#include <tuple>
 
 using namespace weft::test;
-using Lines = std::vector<std::string>;
 
 const UINT FindMsg = WM_APP + 61, SumMsg = WM_APP + 62, DelMsg = WM_APP + 63;
 

@@ -6,17 +6,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <deque>
-#include <functional>
 #include <optional>
 #include <pthread.h>
-#include <string>
 #include <thread>
-#include <vector>
 
-using weft::test::MustHappenMs;
-using weft::test::MustNotHappenMs;
-using weft::test::StandIn;
+using namespace weft::test;
 
 // The kinds of lock a scope can hold, each with the way another thread takes and gives it. Outside the
 // anonymous namespace, so that the test names carry no blanks.
@@ -96,7 +90,7 @@ TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
 // The scope releases through the mutex, so a failed release leaves its error in the mutex's status.
 TEST(MTAutoLockTest, MutexWithoutAHandleLeavesTheReleaseErrorInItsStatus)
 {
-    MTMutex missing(weft::test::UniqueName("autolock-missing").c_str(), false, SYNCHRONIZE | MUTEX_MODIFY_STATE);
+    MTMutex missing(UniqueName("autolock-missing").c_str(), false, SYNCHRONIZE | MUTEX_MODIFY_STATE);
     ASSERT_FALSE(missing.IsValidHandle());
     const unsigned long opened = missing.GetStatus();
     {

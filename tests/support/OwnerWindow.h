@@ -18,8 +18,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <thread>
-#include <vector>
 
 namespace weft::test
 {

@@ -102,14 +102,9 @@ TEST(StringUtilsTest, TextsAreCodedConvertedToldAndListedAsDocumented)
     EXPECT_TRUE(StringUtils::IsEffectivelyEmpty(" \t\r\n\v\f") && StringUtils::IsEffectivelyEmpty(nullptr));
     EXPECT_TRUE(!StringUtils::IsEffectivelyEmpty(" x ") && StringUtils::Trim(" \fx y\v\n") == "x y");
     const std::pair<const char*, bool> addresses[] = {
-        {"http://example.com/x.html", true},
-        {"mailto:x@example.com", true},
-        {"WWW.example.com/page", true},
-        {"ftp.example.com", true},
-        {"C:\\dir\\file.txt", false},
-        {"c:file.txt", false},
-        {nullptr, false},
-    };
+        {"http://example.com/x.html", true}, {"mailto:x@example.com", true}, {"WWW.example.com/page", true},
+        {"ftp.example.com", true},           {"C:\\dir\\file.txt", false},   {"c:file.txt", false},
+        {nullptr, false}};
     for (const auto& [path, internet] : addresses)
         EXPECT_EQ(internet, InternetUtils::IsInternetFile(path)) << (path ? path : "(null)");
     const std::tuple<const wchar_t*, int, std::string, bool> names[] = {

@@ -8,10 +8,8 @@
 #include <cstdio>
 #include <initializer_list>
 #include <random>
-#include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 namespace weft::test
 {
