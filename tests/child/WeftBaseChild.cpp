@@ -146,7 +146,7 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
               WriteBytes(src + "empty.txt", "") && WriteBytes(src + "short.txt", text.substr(0, 99)) &&
               WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
-              WriteBytes(src + "sub\\deeper\\leaf.txt", text.substr(0, 1000)) &&
+              WriteBytes(src + "sub\\deeper\\f.txt", text.substr(0, 1000)) &&
               WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
               WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20)) &&
               WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large) &&
@@ -172,7 +172,7 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     // The root in the archive comes out as "up/": no entry name leaves the folder it is unpacked in.
     report("tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), "..\\C:\\.\\up//"));
     const TextArray list = Texts({src + "plain.txt", src + "sub", other + "plain.txt", other + "zero head.bin",
-                                  src + "with space\\name with spaces.txt"});
+                                  src + "with space\\name with spaces.txt", src + "sub\\deeper\\f.txt"});
     report("list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
     // More entries than the classic end record can count: the count goes into the ZIP64 record.
     TextArray many;

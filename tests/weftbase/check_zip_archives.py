@@ -144,7 +144,8 @@ def check(folder):
             "plain.txt": os.path.join(src, "plain.txt"),
             "sub/": os.path.join(src, "sub"),
             "sub/deeper/": os.path.join(src, "sub", "deeper"),
-            "sub/deeper/leaf.txt": os.path.join(src, "sub", "deeper", "leaf.txt"),
+            "sub/deeper/f.txt": os.path.join(src, "sub", "deeper", "f.txt"),
+            "sub/deeper/f (2).txt": os.path.join(src, "sub", "deeper", "f.txt"),  # a base of one character
             "plain (2).txt": os.path.join(folder, "other", "plain.txt"),
             "zero head.bin": os.path.join(folder, "other", "zero head.bin"),
             "with space/name with spaces.txt": os.path.join(src, "with space", "name with spaces.txt"),
