@@ -224,6 +224,8 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     EXPECT_EQ(NumberTextConv::DoubleToString(0, digits, false, 0, "", false) + "%", summary.GetDirUsesSpacePercent());
     summary.SetDir((r + "tree\\abc").c_str());
     EXPECT_TRUE(summary.GetFileCount() == 0 && summary.GetDirUsesSpace().IsEmpty() && !summary.IsGatheringInfo());
+    summary.GatherInfo();  // with no directory: no run
+    EXPECT_FALSE(WaitUntil([&] { return summary.IsGatheringInfo(); }, MustNotHappenMs())) << "gathering nothing";
     EXPECT_EQ(static_cast<unsigned long long>(size.QuadPart), summary.GetDirUsesSpaceValue());
     summary.SetDir((r + "tree").c_str());
     ASSERT_TRUE(owner.Next().has_value());
