@@ -180,12 +180,13 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     WriteBytes(dots + L"\\a\xFF3C" L"b", "odd");
     SetFileAttributesA((r + "tree\\sub\\deep\\hidden").c_str(), FILE_ATTRIBUTE_HIDDEN);
     WrittenAt(r + "tree\\abc", {2001, 2, 0, 3, 4, 5, 6, 0});
-    // big\b is three quarters of the last decimal shown of the drive's share: a cut drops it.
+    // big\b, past 4 GiB, is whole last decimals of the drive's share and three quarters of one: a cut drops them.
     ULARGE_INTEGER total = {};
     GetDiskFreeSpaceExA(r.c_str(), nullptr, &total, nullptr);
     const unsigned digits = LocaleUtils::GetNumberFractionalDigits();
+    const double unit = total.QuadPart / 100.0 / std::pow(10.0, digits), shown = std::floor((4ull << 30) / unit) + 1;
     LARGE_INTEGER size;
-    size.QuadPart = static_cast<LONGLONG>(total.QuadPart * 0.0075 / std::pow(10.0, digits)) + 1;
+    size.QuadPart = static_cast<LONGLONG>((shown + 0.75) * unit);
     HANDLE file = CreateFileA((r + "big\\b").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
     EXPECT_TRUE(SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && SetEndOfFile(file) && CloseHandle(file));
     for (size_t length : {258, 259})  // the plain path bounds the walk: a folder of 259 characters is left out
@@ -221,7 +222,8 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     nameDuringARun(r + "big");
     EXPECT_TRUE(owner.Next() && owner.Next() && owner.StaysAt(4)) << "not the new directory's two runs alone";
     EXPECT_EQ(2u, summary.GetFileCount()) << "big\\b and the file of the shorter long folder";
-    EXPECT_EQ(NumberTextConv::DoubleToString(0, digits, false, 0, "", false) + "%", summary.GetDirUsesSpacePercent());
+    EXPECT_EQ(NumberTextConv::DoubleToString(shown / std::pow(10.0, digits), digits, false, 0, "", false) + "%",
+              summary.GetDirUsesSpacePercent());
     summary.SetDir((r + "tree\\abc").c_str());
     EXPECT_TRUE(summary.GetFileCount() == 0 && summary.GetDirUsesSpace().IsEmpty() && !summary.IsGatheringInfo());
     summary.GatherInfo();  // with no directory: no run

@@ -199,7 +199,7 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
         {"C:\\a.h", true, {}, Texts({"*.c"}), true}, {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), {}, true},
         {"C:\\src\\a.cpp", true, {}, Texts({"*.cpp"}), false}, {"C:\\x\\a.h", true, Texts({"*\\x\\*"}), {}, true},
         {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), {}, false}, {"D:\\obj", false, Texts({"obj/"}), {}, true},
-        {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*_test.*;*.bak"}), false},
+        {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*.bak", "*_test.*"}), false},
         {"D:\\obj", true, Texts({"obj\\"}), {}, false}, {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), {}, true},
         {"\\", false, Texts({"\\"}), {}, false}};  // a pattern of separators alone applies to nothing
     for (const auto& [path, isFile, include, exclude, match] : cases)

@@ -200,6 +200,9 @@ TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
     EXPECT_EQ(0, VolumeUtils::GetVolumeGUID("C:\\").Find("\\\\?\\Volume{"));
     for (const auto& [path, root] : {std::pair{"C:\\windows\\x.txt", "C:\\"}, {"c", "c:\\"}, {"C:", "C:\\"}, {"", ""}})
         EXPECT_EQ(CString(root), VolumeUtils::GetVolumeRoot(path)) << path;
+    TextArray drives;
+    EXPECT_TRUE(VolumeUtils::GetDriveLetters(drives) && Join(drives).find("C:\\|") != std::string::npos)
+        << Join(drives);
     std::string free;
     for (char c = 'Z'; c > 'C'; --c)
         if (!(GetLogicalDrives() & (1u << (c - 'A'))))

@@ -29,6 +29,7 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
     }
     for (const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
         EXPECT_FALSE(bad.IsValid()) << bad.m_nDay << " " << bad.m_nSecond;
+    EXPECT_TRUE(DateTime() == DateTime(0, -1)) << "an unset time is not the one an unset file time gives";
 }
 
 // Numbers take the user's separators and grouping (settings all programs share: put back at once).
