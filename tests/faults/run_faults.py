@@ -8,7 +8,8 @@ A fault file holds blocks:
 
     === name
     file: path/of/one/library/file.cpp
-    test: label            (a test folder: frame, locks, ipc, watchers, module, weftbase)
+    test: label            (a test folder: frame, locks, ipc, watchers, module, weftbase; frame
+                            runs the watchers' and jobs' tests too)
     cases: regex           (optional: ctest -R, to run only some of the label's tests)
     --- find
     exact text, whole lines, found exactly once
@@ -31,6 +32,8 @@ import time
 
 # Tests that take minutes: run after the rest, and only if the rest pass.
 LONG_TESTS = r"^weftbase_zip(64)?_"
+# The labels whose tests a label's faults run: the watchers and jobs run on the frame's ready threads.
+LABELS = {"frame": "frame|watchers|jobs"}
 
 
 def parse(path):
@@ -154,7 +157,8 @@ def main():
                 if run(["cmake", "--build", str(build)], log=log) != 0:
                     outcome = "broken"
                 else:
-                    select = ["-L", f"^{fault['test']}$"] + (["-R", fault["cases"]] if "cases" in fault else [])
+                    labels = f"^({LABELS.get(fault['test'], fault['test'])})$"
+                    select = ["-L", labels] + (["-R", fault["cases"]] if "cases" in fault else [])
                     listing = subprocess.run(["ctest", "--test-dir", str(build), "-N"] + select,
                                              stdout=subprocess.PIPE, text=True).stdout
                     if re.search(r"Total Tests: 0\b", listing):
@@ -167,7 +171,7 @@ def main():
                         names = re.findall(r"Test +#\d+: (\S+)", listing)
                         quick = [n for n in names if not re.match(LONG_TESTS, n) and not n.startswith("wine_server")]
                         slow = [n for n in names if re.match(LONG_TESTS, n)]
-                        parts = [["-L", f"^{fault['test']}$", "-R", "^(" + "|".join(map(re.escape, group)) + ")$"]
+                        parts = [["-L", labels, "-R", "^(" + "|".join(map(re.escape, group)) + ")$"]
                                  for group in (quick, slow) if group]
                         outcome = "missed"
                         for part in parts:
