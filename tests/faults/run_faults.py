@@ -9,7 +9,7 @@ A fault file holds blocks:
     === name
     file: path/of/one/library/file.cpp
     test: label            (a test folder: frame, locks, ipc, watchers, module, weftbase; frame
-                            and weftbase run the watchers' and jobs' tests too)
+                            and weftbase run the watchers' and jobs' tests too, jobs the weftbase ones)
     cases: regex           (optional: ctest -R, to run only some of the label's tests)
     --- find
     exact text, whole lines, found exactly once
@@ -33,8 +33,8 @@ import time
 # Tests that take minutes: run after the rest, and only if the rest pass.
 LONG_TESTS = r"^weftbase_zip(64)?_"
 # The labels whose tests a label's faults run: the watchers and jobs run on the frame's ready threads
-# and call the utility library.
-LABELS = {"frame": "frame|watchers|jobs", "weftbase": "weftbase|watchers|jobs"}
+# and call the utility library, whose archive tests run the zip job.
+LABELS = {"frame": "frame|watchers|jobs", "weftbase": "weftbase|watchers|jobs", "jobs": "jobs|weftbase"}
 
 
 def parse(path):
