@@ -142,7 +142,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     while (large.size() < (3u << 20))
         large += text;
     // Past one read chunk, text is streamed through deflate, and a file whose first block is noise
-    // is stored whole; one whose first block just shrinks but whose whole grows is stored after all.
+    // is stored whole; one whose first block just shrinks but whose whole grows is stored after all
+    // (its last read a single byte).
     bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
               WriteBytes(src + "empty.txt", "") && WriteBytes(src + "short.txt", text.substr(0, 99)) &&
               WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
@@ -152,7 +153,7 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
               WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large) &&
               WrittenAt(src + "old.txt", {1975, 1, 0, 1, 12, 0, 0, 0}) &&
               WrittenAt(src + "late.txt", {2200, 1, 0, 1, 12, 0, 0, 0}) &&  // past the years an MS-DOS time holds
-              WriteBytes(other + "zero head.bin", std::string(4800, '\0') + NoiseBytes(24u << 20));
+              WriteBytes(other + "zero head.bin", std::string(4800, '\0') + NoiseBytes((24u << 20) - 4799));
     // A name outside any single code page, and a file deeper than the narrow calls reach.
     wchar_t full[MAX_PATH] = {};
     GetFullPathNameW(std::wstring(src.begin(), src.end()).c_str(), MAX_PATH, full, nullptr);
