@@ -120,7 +120,7 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
             << path;
         EXPECT_TRUE(size == 0 || when.Format() == "2001-02-03 04:05:06") << path;
     }
-    ASSERT_TRUE(SetFileAttributesA((root + "x\\y\\kept.txt").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    ASSERT_TRUE(SetFileAttributesA((root + "x\\y\\kept.txt").c_str(), FILE_ATTRIBUTE_HIDDEN));
     const std::wstring wide = L"\\\\?\\" + std::wstring(root.begin(), root.end());
     std::wstring deep = wide + L"long";
     for (int level = 0; level < 5; ++level, deep += L"\\" + std::wstring(60, L'd'))
