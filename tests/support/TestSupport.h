@@ -41,9 +41,9 @@ template <class Function>
 bool StandIn(const char* function, Function* standIn, bool on = true, const char* module = "weftbase.dll",
              const char* system = "kernel32.dll")
 {
-    const auto kernel = reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA(system), function));
+    const auto original = reinterpret_cast<ULONGLONG>(GetProcAddress(GetModuleHandleA(system), function));
     const auto stand = reinterpret_cast<ULONGLONG>(standIn);
-    const ULONGLONG from = on ? kernel : stand, to = on ? stand : kernel;
+    const ULONGLONG from = on ? original : stand, to = on ? stand : original;
     auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA(module));
     const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
