@@ -366,12 +366,11 @@ bool DirUtils::CreateZipFile(const char* output, const char* dir, const char* ro
         return false;
     const std::wstring inside = WithoutTrailingSeparators(PathText::Extended(PathText::Wide(dir))) + L"\\";
     std::wstring prefix = WithoutTrailingSeparators(PathText::Wide(rootInArchive));
-    bool ok = true;
     if (!prefix.empty())
     {
-        ok = zip.AddDirectoryEntry(inside, prefix);
+        zip.AddDirectoryEntry(inside, prefix);
         prefix += L'/';
     }
-    ok = zip.AddTree(inside, prefix) && ok;
-    return zip.Finish() && ok;
+    zip.AddTree(inside, prefix);
+    return zip.Finish();
 }

@@ -56,16 +56,21 @@ private:
 };
 
 // Local time of a file time in the MS-DOS form, which covers 1980 to 2107 in steps of two seconds;
-// times outside are held at the nearest end.
+// times outside, and times that cannot be converted, are held at the nearer end.
 void DosTime(const FILETIME& fileTime, unsigned short& time, unsigned short& date)
 {
     SYSTEMTIME utc = {}, local = {};
-    if (!::FileTimeToSystemTime(&fileTime, &utc) || !::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
-        local = SYSTEMTIME{1980, 1, 2, 1, 0, 0, 0, 0};
-    if (local.wYear < 1980)
-        local = SYSTEMTIME{1980, 1, 2, 1, 0, 0, 0, 0};
+    if (!::FileTimeToSystemTime(&fileTime, &utc) || !::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local) ||
+        local.wYear < 1980)
+    {
+        local = {};
+        local.wYear = 1980, local.wMonth = 1, local.wDay = 1;
+    }
     else if (local.wYear > 2107)
-        local = SYSTEMTIME{2107, 12, 0, 31, 23, 59, 58, 0};
+    {
+        local.wYear = 2107, local.wMonth = 12, local.wDay = 31;
+        local.wHour = 23, local.wMinute = 59, local.wSecond = 59;  // the two-second steps give :58
+    }
     time = static_cast<unsigned short>((local.wHour << 11) | (local.wMinute << 5) | (local.wSecond / 2));
     date = static_cast<unsigned short>(((local.wYear - 1980) << 9) | (local.wMonth << 5) | local.wDay);
 }
@@ -187,10 +192,10 @@ bool ZipWriter::IsOwnFile(const std::wstring& path) const
     return same(m_strOutputFull) || same(m_strTemp);
 }
 
-bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
+void ZipWriter::AddItem(const CString& path, const CString& archiveName)
 {
     if (m_bFailed)
-        return false;
+        return;
     const std::wstring full = PathText::Extended(PathText::Wide(path));
     // One open serves both to tell a file from a directory and to read the file.
     HANDLE source = PathText::FitsLimit(path)
@@ -204,22 +209,22 @@ bool ZipWriter::AddItem(const CString& path, const CString& archiveName)
         if (source != INVALID_HANDLE_VALUE)
             ::CloseHandle(source);
         m_bLeftOut = true;
-        return false;
+        return;
     }
     const std::wstring name = PathText::Wide(archiveName);
     if (!(info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
     {
-        const bool ok = IsOwnFile(full) || AddOpenFile(source, info, name);
+        if (!IsOwnFile(full))
+            AddOpenFile(source, info, name);
         ::CloseHandle(source);
-        return ok;
+        return;
     }
     ::CloseHandle(source);
-    bool ok = AddDirectoryEntry(full, name);
-    const std::wstring dir = full.back() == L'\\' || full.back() == L'/' ? full : full + L"\\";
-    return AddTree(dir, name + L"/") && ok;
+    AddDirectoryEntry(full, name);
+    AddTree(full.back() == L'\\' || full.back() == L'/' ? full : full + L"\\", name + L"/");
 }
 
-bool ZipWriter::AddTree(const std::wstring& dir, const std::wstring& prefix)
+void ZipWriter::AddTree(const std::wstring& dir, const std::wstring& prefix)
 {
     // The open listings wait on a stack of their own, so the thread's stack bounds no depth.
     struct Listing
@@ -229,15 +234,13 @@ bool ZipWriter::AddTree(const std::wstring& dir, const std::wstring& prefix)
         WIN32_FIND_DATAW data;  // the entry to take next
     };
     std::vector<Listing> open;
-    bool ok = true;
-    const auto enter = [this, &open, &ok](const std::wstring& folder, const std::wstring& names) {
+    const auto enter = [this, &open](const std::wstring& folder, const std::wstring& names) {
         open.push_back({INVALID_HANDLE_VALUE, folder, names, {}});
         open.back().find = ::FindFirstFileW((folder + L"*").c_str(), &open.back().data);
         if (open.back().find == INVALID_HANDLE_VALUE)
         {
             open.pop_back();
             m_bLeftOut = true;
-            ok = false;
         }
     };
     enter(dir, prefix);
@@ -255,18 +258,17 @@ bool ZipWriter::AddTree(const std::wstring& dir, const std::wstring& prefix)
             continue;
         if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         {
-            ok = AddDirectoryEntry(full, inArchive) && ok;
+            AddDirectoryEntry(full, inArchive);
             // A junction or link is kept as an empty directory: following it could pack a tree
             // twice, or without end.
             if (!(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
                 enter(full + L"\\", inArchive + L"/");
         }
         else if (!IsOwnFile(full))
-            ok = AddFile(full, inArchive, data) && ok;
+            AddFile(full, inArchive, data);
     }
     for (const Listing& listing : open)
         ::FindClose(listing.find);
-    return ok && !m_bFailed;
 }
 
 bool ZipWriter::MakeName(const std::wstring& archiveName, bool directory, Entry& entry)
@@ -328,13 +330,13 @@ bool ZipWriter::MakeName(const std::wstring& archiveName, bool directory, Entry&
     return true;
 }
 
-bool ZipWriter::AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName)
+void ZipWriter::AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName)
 {
     if (m_bFailed)
-        return false;
+        return;
     Entry entry;
     if (!MakeName(archiveName, true, entry))
-        return true;
+        return;
     WIN32_FILE_ATTRIBUTE_DATA data = {};
     if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data))
         data.dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
@@ -342,22 +344,20 @@ bool ZipWriter::AddDirectoryEntry(const std::wstring& path, const std::wstring& 
     entry.method = MethodStored;
     entry.attributes = (data.dwFileAttributes & DosAttributeMask) | FILE_ATTRIBUTE_DIRECTORY;
     entry.offset = m_nOffset;
-    if (!WriteLocalHeader(entry, false))
-        return false;
-    m_entries.push_back(entry);
-    return true;
+    if (WriteLocalHeader(entry, false))
+        m_entries.push_back(entry);
 }
 
-bool ZipWriter::AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found)
+void ZipWriter::AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found)
 {
     if (m_bFailed)
-        return false;
+        return;
     HANDLE source = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                   nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
     if (source == INVALID_HANDLE_VALUE)
     {
         m_bLeftOut = true;
-        return false;
+        return;
     }
     // What the directory listing said is what a query of the open file would say.
     BY_HANDLE_FILE_INFORMATION info = {};
@@ -365,18 +365,17 @@ bool ZipWriter::AddFile(const std::wstring& path, const std::wstring& archiveNam
     info.ftLastWriteTime = found.ftLastWriteTime;
     info.nFileSizeHigh = found.nFileSizeHigh;
     info.nFileSizeLow = found.nFileSizeLow;
-    const bool ok = AddOpenFile(source, info, archiveName);
+    AddOpenFile(source, info, archiveName);
     ::CloseHandle(source);
-    return ok;
 }
 
-bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const std::wstring& archiveName)
+void ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const std::wstring& archiveName)
 {
     Entry entry;
     if (!MakeName(archiveName, false, entry))
     {
         m_bLeftOut = true;
-        return false;
+        return;
     }
     // The size at the start bounds what is read, so the header's form (ZIP64 or not) is known
     // before the data; a file that grows meanwhile is packed as it was when it was opened.
@@ -388,36 +387,31 @@ bool ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& inf
     if (limit <= ChunkSize)
         return AddSmallFile(source, limit, entry);
     entry.method = MethodDeflated;
-    bool ok = WriteLocalHeader(entry, zip64);
+    if (!WriteLocalHeader(entry, zip64))
+        return;
     const unsigned long long dataStart = m_nOffset;
-    bool readable = true;
-    if (ok && limit > 0)
+    bool readable = Pack(source, limit, entry);
+    // The first block shrank and the whole did not: store it as it is after all.
+    if (readable && !m_bFailed && entry.method == MethodDeflated && entry.compressed >= entry.size)
     {
-        readable = Pack(source, limit, entry);
-        // The first block shrank and the whole did not: store it as it is after all.
-        if (readable && !m_bFailed && entry.method == MethodDeflated && entry.compressed >= entry.size)
-        {
-            LARGE_INTEGER start = {};
-            readable = ::SetFilePointerEx(source, start, nullptr, FILE_BEGIN) && SeekTo(dataStart) &&
-                       Store(source, entry.size, entry);
-        }
+        LARGE_INTEGER start = {};
+        readable = ::SetFilePointerEx(source, start, nullptr, FILE_BEGIN) && SeekTo(dataStart) &&
+                   Store(source, entry.size, entry);
     }
     if (m_bFailed)
-        return false;
+        return;
     if (!readable)
     {
         // Take the partial entry back out of the archive.
         m_bLeftOut = true;
         SeekTo(entry.offset);
-        return false;
+        return;
     }
-    if (!PatchLocalHeader(entry, zip64))
-        return false;
-    m_entries.push_back(entry);
-    return true;
+    if (PatchLocalHeader(entry, zip64))
+        m_entries.push_back(entry);
 }
 
-bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry)
+void ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry)
 {
     // Read and compressed in memory, so the header goes out complete and nothing is patched.
     DWORD got = 0;
@@ -427,7 +421,7 @@ bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& ent
         if (!::ReadFile(source, m_pIn.get() + read, static_cast<DWORD>(limit - read), &got, nullptr))
         {
             m_bLeftOut = true;
-            return false;
+            return;
         }
         if (got == 0)
             break;
@@ -451,9 +445,8 @@ bool ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& ent
     entry.method = deflated ? MethodDeflated : MethodStored;
     entry.compressed = deflated ? packed : read;
     if (!WriteLocalHeader(entry, false) || !Write(deflated ? m_pOut.get() : m_pIn.get(), entry.compressed))
-        return false;
+        return;
     m_entries.push_back(entry);
-    return true;
 }
 
 bool ZipWriter::WriteLocalHeader(const Entry& entry, bool zip64)

@@ -32,13 +32,13 @@ public:
 
     bool IsOpen() const;
     // Packs a file, or a directory with its tree, under the name given ('\' or '/' between
-    // components). Gives false if something was left out.
-    bool AddItem(const CString& path, const CString& archiveName);
+    // components). What cannot be read is left out, and Finish tells it.
+    void AddItem(const CString& path, const CString& archiveName);
     // Packs the tree below dir (extended form, ending in a separator) with prefix in front of
     // each name.
-    bool AddTree(const std::wstring& dir, const std::wstring& prefix);
+    void AddTree(const std::wstring& dir, const std::wstring& prefix);
     // Adds a directory entry with the time and attributes of the directory at path.
-    bool AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName);
+    void AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName);
     // Writes the central directory and moves the archive into place. True if the archive is in
     // place and nothing was left out.
     bool Finish();
@@ -59,10 +59,10 @@ private:
     };
 
     // found: the file's entry of a directory listing, which saves a query.
-    bool AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found);
+    void AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found);
     // Packs the open file; the caller closes it.
-    bool AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const std::wstring& archiveName);
-    bool AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry);
+    void AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& info, const std::wstring& archiveName);
+    void AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry);
     bool IsOwnFile(const std::wstring& path) const;
     bool MakeName(const std::wstring& archiveName, bool directory, Entry& entry);
     // Whether the temporary file outlives its handle (its delete disposition cleared).
