@@ -13,10 +13,7 @@ unsigned long LoadDelay(const unsigned long& field)
 }
 
 constexpr unsigned long NoDelay = 0xFFFFFFFF;
-constexpr unsigned long StopSignalled = WAIT_OBJECT_0;
 constexpr unsigned long HandleSignalled = WAIT_OBJECT_0 + 1;
-constexpr unsigned long StopAbandoned = WAIT_ABANDONED_0;
-constexpr unsigned long HandleAbandoned = WAIT_ABANDONED_0 + 1;
 }  // namespace
 
 EventMonitorThread::EventMonitorThread(void* const event, unsigned int msg, HWND wnd, unsigned long msgDelay,
@@ -101,11 +98,7 @@ unsigned int EventMonitorThread::EventMonitorThreadFunc(void* param)
         case WAIT_TIMEOUT:
             timedOut = true;
             break;
-        case StopSignalled:
-        case StopAbandoned:
-        case HandleAbandoned:
-        case WAIT_FAILED:
-        default:
+        default:  // the stop, an abandoned or failed wait
             return 0;  // silently, and a message still owed is dropped
         }
 
