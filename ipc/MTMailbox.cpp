@@ -111,9 +111,10 @@ void MTMailbox::Attach(bool create, unsigned long slots, unsigned long messageSi
                                                         countName, attributes)
                        : new (std::nothrow) MTSemaphore(countName, false, SEMAPHORE_ALL_ACCESS);
         const unsigned long status = count == nullptr ? ERROR_NOT_ENOUGH_MEMORY : count->GetStatus();
-        if (status != 0 && status != ERROR_ALREADY_EXISTS)
+        const bool attached = status == 0 || status == ERROR_ALREADY_EXISTS;
+        if (!attached)
             m_status = status;
-        return status == 0 || status == ERROR_ALREADY_EXISTS;
+        return attached;
     };
     if (attachCount(m_pFreeCount, freeName, slots) && attachCount(m_pPendingCount, pendingName, 0))
     {
