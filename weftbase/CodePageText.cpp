@@ -26,18 +26,20 @@ bool ComesBack(const char* narrow, int bytes, const wchar_t* text, int length)
     return n == length && std::wmemcmp(back, text, static_cast<size_t>(length)) == 0;
 }
 
-// The narrow form with the flags given: into the stack buffer if it fits, else into heap.
-int Convert(const wchar_t* text, int length, DWORD flags, BOOL* usedDefault, char* stack, std::vector<char>& heap,
-            char*& narrow)
+// The narrow form with the flags given: into the stack buffer if it fits, else into heap. 0 if
+// the text has no form with these flags (the sizing call fails then too).
+int Convert(const wchar_t* text, int length, DWORD flags, char* stack, std::vector<char>& heap, char*& narrow)
 {
     narrow = stack;
-    int bytes = ::WideCharToMultiByte(CP_ACP, flags, text, length, stack, StackChars, nullptr, usedDefault);
-    if (bytes == 0 && ::GetLastError() == ERROR_INSUFFICIENT_BUFFER)
+    int bytes = ::WideCharToMultiByte(CP_ACP, flags, text, length, stack, StackChars, nullptr, nullptr);
+    if (bytes == 0)
     {
-        const int size = ::WideCharToMultiByte(CP_ACP, flags, text, length, nullptr, 0, nullptr, usedDefault);
-        heap.resize(static_cast<size_t>(size > 0 ? size : 1));
+        const int size = ::WideCharToMultiByte(CP_ACP, flags, text, length, nullptr, 0, nullptr, nullptr);
+        if (size <= 0)
+            return 0;
+        heap.resize(static_cast<size_t>(size));
         narrow = heap.data();
-        bytes = size > 0 ? ::WideCharToMultiByte(CP_ACP, flags, text, length, narrow, size, nullptr, usedDefault) : 0;
+        bytes = ::WideCharToMultiByte(CP_ACP, flags, text, length, narrow, size, nullptr, nullptr);
     }
     return bytes;
 }
@@ -62,21 +64,17 @@ bool CodePageText::ToCodePage(const wchar_t* text, int length, CString& out)
         out.ReleaseBuffer(length);
         return true;
     }
-    // The Unicode code pages take neither the best-fit flag nor the used-default pointer; they
-    // refuse a lone surrogate instead, and a second call gives the form with the replacement.
-    const UINT page = ::GetACP();
-    const bool unicode = page == CP_UTF8 || page == 54936;
-    BOOL usedDefault = FALSE;
+    // UTF-8 takes no best-fit flag; it refuses a lone surrogate instead, and a second call gives the
+    // form with the replacement. A default character never reads back as what it stands for, so
+    // the round trip alone tells an exact form.
+    const bool unicode = ::GetACP() == CP_UTF8;
     char stack[StackChars];
     std::vector<char> heap;
     char* narrow = nullptr;
-    int bytes = Convert(text, length, unicode ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS,
-                        unicode ? nullptr : &usedDefault, stack, heap, narrow);
-    bool exact = bytes > 0 && !usedDefault;
-    if (bytes <= 0 && unicode)
-        bytes = Convert(text, length, 0, nullptr, stack, heap, narrow);
-    if (bytes <= 0)
-        return false;
+    int bytes = Convert(text, length, unicode ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS, stack, heap, narrow);
+    const bool exact = bytes > 0;
+    if (!exact && unicode)
+        bytes = Convert(text, length, 0, stack, heap, narrow);
     out = CString(narrow, bytes);
     return exact && ComesBack(narrow, bytes, text, length);
 }

@@ -7,8 +7,8 @@
 //       ... // "a＼b.txt" (U+FF3C): name is "a?b.txt", which names another file or none
 //
 // A conversion is exact only if it needs neither a best-fit look-alike nor the code page's
-// default character, and the narrow form converts back to the same UTF-16 text. Under the
-// Unicode code pages (UTF-8, GB18030) every valid text is exact and a lone surrogate is not.
+// default character, and the narrow form converts back to the same UTF-16 text. Under UTF-8
+// every valid text is exact and a lone surrogate is not.
 #pragma once
 
 #include "weftbase/WeftBaseApi.h"

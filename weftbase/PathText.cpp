@@ -1,7 +1,5 @@
 #include "weftbase/PathText.h"
 
-#include <vector>
-
 int PathText::FindChar(const CString& text, const char* set, int from)
 {
     const char* begin = text.GetString();
@@ -21,11 +19,11 @@ int PathText::FindLastChar(const CString& text, const char* set)
 
 bool PathText::EndsWithSeparator(const CString& text)
 {
+    // CharPrevA steps back a whole character, and stays put at the start of an empty text.
+    const char* begin = text.GetString();
     const int n = text.GetLength();
-    if (n == 0)
-        return false;
-    const char* last = ::CharPrevA(text.GetString(), text.GetString() + n);
-    return last == text.GetString() + n - 1 && IsSeparator(*last);
+    const char* last = ::CharPrevA(begin, begin + n);
+    return last - begin == n - 1 && IsSeparator(*last);
 }
 
 CString PathText::WithoutTrailingSeparators(const char* path)
@@ -53,7 +51,7 @@ CString PathText::LastComponent(const CString& path)
 
 CString PathText::FullPath(const char* path)
 {
-    char buffer[MAX_PATH + 1] = {};
+    char buffer[MAX_PATH];
     const DWORD n = ::GetFullPathNameA(path, MAX_PATH, buffer, nullptr);
     if (n == 0 || n >= MAX_PATH)
         return CString(path);
@@ -63,9 +61,10 @@ CString PathText::FullPath(const char* path)
 std::wstring PathText::Wide(const char* text)
 {
     const int n = text && *text ? ::MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0) : 0;
-    std::wstring wide(static_cast<size_t>(n > 0 ? n : 1), L'\0');
-    if (n > 0)
-        ::MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), n);
+    if (n <= 0)
+        return {};
+    std::wstring wide(static_cast<size_t>(n), L'\0');
+    ::MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), n);
     wide.resize(wide.size() - 1);
     return wide;
 }
@@ -74,10 +73,12 @@ CString PathText::Narrow(const std::wstring& text)
 {
     const int size = static_cast<int>(text.size());
     const int n = ::WideCharToMultiByte(CP_ACP, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-    std::vector<char> narrow(static_cast<size_t>(n > 0 ? n : 0) + 1);
-    if (n > 0)
-        ::WideCharToMultiByte(CP_ACP, 0, text.data(), size, narrow.data(), n, nullptr, nullptr);
-    return CString(narrow.data(), n > 0 ? n : 0);
+    if (n <= 0)
+        return CString();
+    CString narrow;
+    ::WideCharToMultiByte(CP_ACP, 0, text.data(), size, narrow.GetBuffer(n), n, nullptr, nullptr);
+    narrow.ReleaseBuffer(n);
+    return narrow;
 }
 
 std::wstring PathText::Extended(const std::wstring& path)
@@ -87,7 +88,7 @@ std::wstring PathText::Extended(const std::wstring& path)
         return path;
     const DWORD size = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
     std::wstring full(size, L'\0');
-    const DWORD n = size ? ::GetFullPathNameW(path.c_str(), size, full.data(), nullptr) : 0;
+    const DWORD n = ::GetFullPathNameW(path.c_str(), size, full.data(), nullptr);
     if (n == 0 || n >= size)
         return path;
     full.resize(n);

@@ -85,7 +85,7 @@ bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive,
         CString narrow;
         for (DWORD i = 0;; ++i)
         {
-            DWORD length = 256;
+            DWORD length = static_cast<DWORD>(std::size(name));
             const LONG code = ::RegEnumKeyExW(open.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr);
             if (code == ERROR_NO_MORE_ITEMS)
                 break;
@@ -147,7 +147,7 @@ bool ListValues(HKEY root, const char* key, bool withData, bool expand, unsigned
     OpenKey open(root, key);
     if (!open.Get())
         return false;
-    DWORD longestName = 0, longestData = 0;
+    DWORD longestName, longestData;
     if (::RegQueryInfoKeyW(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName,
                            &longestData, nullptr, nullptr) != ERROR_SUCCESS)
         longestName = 16383, longestData = 256;
@@ -228,7 +228,7 @@ bool RegistryUtils::GetKeyValueTexts(HKEY root, const char* key, TextArray& name
 CString RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bool expand)
 {
     CString text;
-    unsigned long type = 0;
+    unsigned long type;
     GetKeyValue(root, key, name, expand, text, type);
     return text;
 }
@@ -242,15 +242,7 @@ bool RegistryUtils::GetKeyValue(HKEY root, const char* key, const char* name, bo
     if (!open.Get())
         return false;
     // Read wide, so that a text comes in the code page as the one-pass listing gives it.
-    std::wstring wide;
-    if (name != nullptr && *name != '\0')
-    {
-        const int n = ::MultiByteToWideChar(CP_ACP, 0, name, -1, nullptr, 0);
-        if (n <= 0)
-            return false;
-        wide.resize(static_cast<size_t>(n));
-        ::MultiByteToWideChar(CP_ACP, 0, name, -1, wide.data(), n);
-    }
+    const std::wstring wide = CodePageText::ToWide(name);
     std::vector<unsigned char> data(256);
     for (int attempt = 0; attempt < 8; ++attempt)
     {
@@ -287,14 +279,15 @@ CString RegistryUtils::FormatValue(unsigned long type, const unsigned char* data
         text = TextOf(data, size);
         if (!expand || text.IsEmpty())
             return text;
+        // A size of 0 (the first call failed) makes the second call fail or ask for more: the text stays.
         const DWORD n = ::ExpandEnvironmentStringsA(text, nullptr, 0);
-        if (n == 0)
-            return text;
         CString expanded;
         char* out = expanded.GetBufferSetLength(static_cast<int>(n));
         const DWORD written = ::ExpandEnvironmentStringsA(text, out, n);
-        expanded.ReleaseBuffer(written > 0 && written <= n ? static_cast<int>(written) - 1 : 0);
-        return written > 0 && written <= n ? expanded : text;
+        if (written == 0 || written > n)
+            return text;
+        expanded.ReleaseBuffer(static_cast<int>(written) - 1);
+        return expanded;
     }
     case REG_MULTI_SZ:
     {
@@ -330,9 +323,8 @@ CString RegistryUtils::FormatValue(unsigned long type, const unsigned char* data
     {
         if (size != 8)
             return Hex(data, size);
-        unsigned long long value = 0;
-        for (int i = 7; i >= 0; --i)
-            value = (value << 8) | data[i];
+        unsigned long long value;
+        std::memcpy(&value, data, sizeof value);  // little-endian, as Windows is
         text.Format("%llu", value);
         return text;
     }
