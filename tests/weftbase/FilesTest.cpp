@@ -12,7 +12,6 @@ using namespace weft::test;
 
 namespace
 {
-// The library's DeleteFileA in the retry case: the holder lets go once an attempt has failed.
 HANDLE g_hHolder = nullptr;
 int g_nAttempts = 0;
 double g_lastGapMs = 0;
@@ -53,18 +52,16 @@ TEST(DirUtilsTest, PathPartsFollowTheirForms)
         {"C:\\a\\b\\//", "C:\\a\\", "C:\\a\\b\\//", "", "", "", "C:\\a\\b\\"},
         {"C:x.tar.GZ", "C:", "C:", "x.tar.GZ", "x.tar", "GZ", "C:x.tar.GZ\\"},
         {"C:\\a.d\\b", "C:\\a.d\\", "C:\\a.d\\", "b", "b", "", "C:\\a.d\\b\\"},
-        {"C:\\", "", "C:\\", "", "", "", "C:\\"},
+        {"C:\\", "", "C:\\", "", "", "", "C:\\"}, {"\\", "", "\\", "", "", "", "\\"},
         {"", "", "", "", "", "", ""},
     };
     for (const auto& c : cases)
     {
         CString withBackslash(c[0]);
         DirUtils::EnsureTrailingBackslash(withBackslash);
-        const std::array<CString, 6> got = {DirUtils::ParseParentDir(c[0]),
-                                            DirUtils::ParsePathFromFile(c[0]),
+        const std::array<CString, 6> got = {DirUtils::ParseParentDir(c[0]), DirUtils::ParsePathFromFile(c[0]),
                                             FileUtils::ParseFileNameFromPath(c[0], true),
-                                            FileUtils::ParseFileNameFromPath(c[0], false),
-                                            FileUtils::GetFileExt(c[0]),
+                                            FileUtils::ParseFileNameFromPath(c[0], false), FileUtils::GetFileExt(c[0]),
                                             withBackslash};
         for (size_t i = 0; i < got.size(); ++i)
             EXPECT_EQ(CString(c[i + 1]), got[i]) << c[0] << " part " << i;
@@ -105,10 +102,9 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
     for (const char* file : {"top.txt", "x\\mid.txt", "x\\y\\leaf.txt", "x\\y\\kept.txt"})
         ASSERT_TRUE(WriteBytes(root + file, "x"));
     ASSERT_TRUE(WrittenAt(root + "top.txt", {2001, 2, 0, 3, 4, 5, 6, 0}));
-    const std::tuple<std::string, bool, bool, unsigned long long> cases[] = {{root + "top.txt", true, false, 1},
-                                                                             {root, true, true, 0},
-                                                                             {root + "none", false, false, 0},
-                                                                             {"", false, false, 0}};
+    const std::tuple<std::string, bool, bool, unsigned long long> cases[] = {
+        {root + "top.txt", true, false, 1}, {root, true, true, 0}, {root + "none", false, false, 0},
+        {"", false, false, 0}};
     for (const auto& [path, exists, isDir, size] : cases)
     {
         unsigned long long got = 9;
@@ -127,8 +123,7 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
         ASSERT_TRUE(CreateDirectoryW(deep.c_str(), nullptr));
     ASSERT_TRUE(WriteBytes(deep + L"f.txt", "") && WriteBytes(wide + L"\u540d", ""));
     const CString error = DirUtils::DeleteDirectory((dir / "tree").c_str(), DirUtils::DeleteSafe, 0, &files, &dirs);
-    EXPECT_NE(-1, error.Find("kept.txt")) << error.GetString();
-    EXPECT_EQ(std::make_pair(5ull, 6ull), std::make_pair(files, dirs));
+    EXPECT_TRUE(error.Find("x\\y\\kept.txt") >= 0 && files == 5 && dirs == 6) << error.GetString() << files << dirs;
     EXPECT_TRUE(Exists(root + "x\\y\\kept.txt") && !Exists(root + "top.txt") && !Exists(root + "long"));
     const std::string tree = dir / "j\\";
     ASSERT_TRUE(DirUtils::CreateDirectoryPath((tree + "turned").c_str()) && WriteBytes(tree + "turned\\kept.txt", ""));
@@ -179,9 +174,8 @@ TEST(FileUtilsTest, DeleteForcedKeepsTheAttributesOnFailureAndRetriesAHeldFile)
     ASSERT_TRUE(StandIn("DeleteFileA", &DeleteHeldTill20));
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, true, true)) << error.GetString();
     StandIn("DeleteFileA", &DeleteHeldTill20, false);
-    EXPECT_TRUE(g_nAttempts == 20 && g_lastGapMs >= 40)
+    EXPECT_TRUE(g_nAttempts == 20 && g_lastGapMs >= 40 && !Exists(file))
         << g_nAttempts << " attempts, the last " << g_lastGapMs << " ms after the one before";
-    EXPECT_FALSE(Exists(file));
 }
 
 // Wildcards fold case when asked (also beyond ASCII) and take '/' for '\'; lists include, then exclude.
@@ -198,7 +192,7 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
     const std::tuple<const char*, bool, TextArray, TextArray, bool> cases[] = {
         {"C:\\a.h", true, {}, Texts({"*.c"}), true}, {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), {}, true},
         {"C:\\src\\a.cpp", true, {}, Texts({"*.cpp"}), false}, {"C:\\x\\a.h", true, Texts({"*\\x\\*"}), {}, true},
-        {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), {}, false}, {"D:\\obj", false, Texts({"obj/"}), {}, true},
+        {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), {}, false}, {"D:\\o", false, Texts({"o/"}), {}, true},
         {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*.bak", "*_test.*"}), false},
         {"D:\\obj", true, Texts({"obj\\"}), {}, false}, {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), {}, true},
         {"\\", false, Texts({"\\"}), {}, false}};  // a pattern of separators alone applies to nothing
@@ -224,8 +218,7 @@ TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndAnArchiveCutShortLeavesNoTempor
     EXPECT_FALSE(FileUtils::CreateZipFile(output.c_str(), items, ""));
     const std::string bytes = ReadBytes(output);
     EXPECT_TRUE(bytes.find("good.txt") != std::string::npos && bytes.find("locked.txt") == std::string::npos);
-    CloseHandle(lock);
-    ASSERT_TRUE(WriteBytes(output, "precious"));
+    ASSERT_TRUE(CloseHandle(lock) && WriteBytes(output, "precious"));
     EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), (dir / "no such dir").c_str(), ""));
     EXPECT_EQ("precious", ReadBytes(output));
     const auto entries = [&dir] { return std::distance(std::filesystem::directory_iterator(dir.Path()), {}); };
@@ -235,4 +228,5 @@ TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndAnArchiveCutShortLeavesNoTempor
     // The child ends itself once the archive has had its first write; its reads stall after that.
     EXPECT_EQ(0, ChildProcess({"zip-stopped", dir / "stopped.zip", dir / "src"}).WaitExit(MustHappenMs()));
     EXPECT_TRUE(WaitUntil([&] { return entries() == 4; }, MustHappenMs()));  // with src
+    EXPECT_TRUE(DirUtils::CreateZipFile((dir / "src\\.\\self.zip").c_str(), (dir / "src").c_str(), ""));
 }

@@ -52,13 +52,16 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
     const TestKey root;
     for (const char* sub : {"A\\A1\\A1x", "A\\A2", "B"})
         ASSERT_TRUE(root.Set(sub, "", REG_SZ, std::string("", 1)));
+    ASSERT_FALSE(RegSetKeyValueW(root.key, L"\u4e00", nullptr, REG_SZ, L"", 2));  // as "?": left out and counted
     TextArray keys = Texts({"stale"});
-    ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, root.path.c_str(), keys, true));
-    const std::string k = root.path + "\\";
-    EXPECT_EQ(k + "A|" + k + "A\\A1|" + k + "A\\A1\\A1x|" + k + "A\\A2|" + k + "B|", Join(keys));
+    unsigned long leftOut = 9;
+    const std::string k = root.path + "\\";  // the trailing '\' is no part of the paths listed
+    ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, k.c_str(), keys, true, &leftOut));
+    EXPECT_EQ(k + "A|" + k + "A\\A1|" + k + "A\\A1\\A1x|" + k + "A\\A2|" + k + "B|1",
+              Join(keys) + std::to_string(leftOut));
     ASSERT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, root.path.c_str(), keys, false));
     EXPECT_EQ(k + "A|" + k + "B|", Join(keys));
-    EXPECT_FALSE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, (k + "none").c_str(), keys, true) || keys.GetCount());
+    EXPECT_FALSE(RegistryUtils::GetSubKeys(root.key, "none", keys, true, &leftOut) || keys.GetCount() || leftOut);
     ASSERT_TRUE(root.Set("B\\gone", "", REG_SZ, std::string("", 1)));
     ASSERT_TRUE(StandIn("RegOpenKeyExA", &OpenGone, true, "weftbase.dll", "advapi32.dll"));
     EXPECT_TRUE(RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, (k + "B").c_str(), keys, true)) << "a key gone is no loss";
@@ -68,26 +71,24 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
         {"expand", REG_EXPAND_SZ, std::string("%SystemRoot%\\x", 15), "%SystemRoot%\\x"},
         {"multi", REG_MULTI_SZ, std::string("one\0two\0\0three\0", 16), "one\ntwo"},  // "" ends the list
         {"dword", REG_DWORD, std::string(4, '\xff'), "4294967295"}, {"long", REG_SZ, std::string(100000, 'v'), nullptr},
-        {"bigendian", REG_DWORD_BIG_ENDIAN, std::string("\0\0\1\2", 4), "258"},
+        {"bigendian", REG_DWORD_BIG_ENDIAN, "\1\2\3\4", "16909060"}, {"empty", REG_SZ, std::string("", 1), ""},
         {"qword", REG_QWORD, std::string(8, '\xff'), "18446744073709551615"},
         {"binary", REG_BINARY, std::string("\0\n\xff\x10", 4), "00 0a ff 10"},
         {"caf\xe9", REG_SZ, "\xe4\xf6\xfc", "\xe4\xf6\xfc"},  // read wide, as the code page has them
         {"short", REG_DWORD, "\x01\x02\x03", "01 02 03"}, {"inner", REG_SZ, std::string("ab\0cd", 6), "ab"},
     };
-    for (const auto& [name, type, data, text] : cases)
-        ASSERT_TRUE(root.Set("", name, type, data)) << name;
+    CString typed("stale");  // each read replaces it
+    unsigned long kind = 0;
     for (const auto& [name, type, data, text] : cases)
     {
-        CString typed;
-        unsigned long kind = 0;
+        ASSERT_TRUE(root.Set("", name, type, data)) << name;
         EXPECT_TRUE(RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, root.path.c_str(), name, false, typed, kind) &&
                     kind == type && typed == root.Value(name));
         EXPECT_EQ(CString(text ? text : data.c_str()), root.Value(name)) << name;
     }
-    CString none("stale");
-    unsigned long kind = 0;
     EXPECT_TRUE(root.Value("missing").IsEmpty() &&
-                !RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, root.path.c_str(), "missing", false, none, kind));
+                !RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, root.path.c_str(), "missing", false, typed, kind) &&
+                !RegistryUtils::GetKeyValue(HKEY_CURRENT_USER, (k + "none").c_str(), "x", false, typed, kind));
     EXPECT_TRUE(RegistryUtils::FormatValue(REG_SZ, nullptr, 8, false).IsEmpty()) << "no data, whatever its size";
     char expanded[MAX_PATH] = {};
     ExpandEnvironmentStringsA("%SystemRoot%\\x", expanded, MAX_PATH);
@@ -95,16 +96,16 @@ TEST(RegistryUtilsTest, EveryValueTypeComesAsTextAndEveryNameIsListed)
     // U+4E00 reads as "?", the name of another value: it is left out and counted.
     ASSERT_TRUE(!RegSetKeyValueW(root.key, nullptr, L"\u4e00", REG_SZ, L"x", 4) &&
                 !RegSetKeyValueW(root.key, nullptr, L"?", REG_SZ, L"q", 4));
-    TextArray names, texts;
-    unsigned long leftOut = 0;
+    TextArray names, texts, alone;  // alone: the names without their texts
     ASSERT_TRUE(RegistryUtils::GetKeyValueTexts(HKEY_CURRENT_USER, root.path.c_str(), names, texts, true, &leftOut));
     ASSERT_EQ(std::size(cases) + 1, names.GetCount());
-    TextArray alone;  // the names without their texts
     EXPECT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, root.path.c_str(), alone, &leftOut) &&
                 Join(alone) == Join(names) && leftOut == 1);
-    EXPECT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, root.path.c_str(), alone, nullptr)) << "no count asked";
+    EXPECT_TRUE(RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, root.path.c_str(), alone, nullptr) &&
+                !RegistryUtils::GetKeyValues(HKEY_CURRENT_USER, (k + "none").c_str(), alone)) << "no count; no key";
     for (unsigned long long i = 0; i < names.GetCount(); ++i)
         EXPECT_EQ(root.Value(names.GetCopyAt(i), true), texts.GetCopyAt(i)) << names.GetCopyAt(i);
+    EXPECT_TRUE(RegistryUtils::GetKeyValueTexts(root.key, "A", names, texts, false) && !names.GetCount());  // no values
 }
 
 // A line is its (stamped) text and CR LF, appended and readable at once; a file that cannot open takes none.
@@ -169,8 +170,7 @@ TEST(CodePageTest, DoubleByteNamesAreSplitByCharacterAndLongKeyNamesAreWalked)
         "type=\"win32\" name=\"weft.child\" version=\"1.0.0.0\"/><application xmlns=\"urn:schemas-microsoft-com:"
         "asm.v3\"><windowsSettings><activeCodePage xmlns=\"http://schemas.microsoft.com/SMI/2019/WindowsSettings\">"
         "ja-JP</activeCodePage></windowsSettings></application></assembly>"));
-    ChildProcess child(exe, {"double-byte-checks", key});
-    const long result = child.WaitExit(MustHappenMs());
+    const long result = ChildProcess(exe, {"double-byte-checks", key}).WaitExit(MustHappenMs());
     RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
     if (result == 77)
         GTEST_SKIP() << "this system does not run a program under the code page its manifest asks for";
@@ -182,10 +182,8 @@ TEST(DebugUtilsTest, EachFormWritesItsPlaceAndItsTail)
 {
     ASSERT_TRUE(StandIn("OutputDebugStringA", &CatchDebugOutput));
     const std::source_location here = std::source_location::current();
-    DebugUtils::Trace(here);
-    DebugUtils::Trace("WAIT_ABANDONED_0", here);
-    DebugUtils::Trace(4294967295ull, "dwSignaled", here);
-    DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
+    DebugUtils::Trace(here), DebugUtils::Trace("WAIT_ABANDONED_0", here);
+    DebugUtils::Trace(4294967295ull, "dwSignaled", here), DebugUtils::Trace("C:\\", "MSG_DCT_DRIVEADDED", here);
     StandIn("OutputDebugStringA", &CatchDebugOutput, false);
     const std::string at = here.file_name() + ("(" + std::to_string(here.line()) + "): ") + here.function_name();
     const std::vector<std::string> expected = {at + "\n", at + ": WAIT_ABANDONED_0\n",
@@ -217,6 +215,6 @@ TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
     const CString firstText = VolumeUtils::GetVolumeGUID(first), secondText = VolumeUtils::GetVolumeGUID(second);
     DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, first, dir.Path().c_str());
     DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, second, "C:\\windows");
-    EXPECT_TRUE(firstText[0] == first[0] && secondText[0] == second[0]) << firstText.GetString() << secondText;
-    EXPECT_NE(firstText, secondText);
+    EXPECT_TRUE(firstText[0] == first[0] && secondText[0] == second[0] && firstText != secondText)
+        << firstText.GetString() << secondText;
 }
