@@ -36,8 +36,7 @@ TEST_F(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
     {
         TimerThread timer(WatchMsg, owner.Handle(), LongPeriod, i % 2 == 0, WatchWParam + i, WatchLParam);
         EXPECT_EQ((timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL), timer.GetPriority()), THREAD_PRIORITY_BELOW_NORMAL);
-        timer.Stop(MustHappenMs());
-        const auto m = owner.Next();
+        const auto m = (timer.Stop(MustHappenMs()), owner.Next());
         ASSERT_TRUE(m && m->msg == WatchMsg && m->wParam == WatchWParam + i && m->lParam == WatchLParam) << i;
     }
     EXPECT_TRUE(owner.Flush() && owner.Count() == 20) << "a stopped timer sent more than one message";
