@@ -40,7 +40,7 @@ DirMonitorThread::DirMonitorThread(const CString& dir, bool subtree, unsigned lo
                                    HWND wnd, unsigned long msgDelay, __int64 lParam, bool progressive, HeldBack)
     : m_bSubtree(subtree), m_nMsgDelay(msgDelay), m_nProgDelay(progressive ? 1 : 0), m_nFilter(filter),
       m_nNotificationsReceived(0), m_hChange{}, m_nMsg(msg), m_hWnd(wnd), m_lParam(lParam), m_pWorker(nullptr),
-      m_pMutex(nullptr), m_strDir(dir), m_evReady(true, false, nullptr, nullptr)
+      m_pMutex(nullptr), m_strDir(dir)
 {
     if (!DirUtils::IsDir(m_strDir, true) || !DirUtils::DoesDirExist(m_strDir))
     {
@@ -59,7 +59,7 @@ DirMonitorThread::~DirMonitorThread()
     StopThread();
     for (void*& handle : m_hChange)
     {
-        if (handle != nullptr && MTKernel::IsValidHandle(handle))
+        if (MTKernel::IsValidHandle(handle))
             ::FindCloseChangeNotification(handle);
         handle = nullptr;
     }
@@ -152,7 +152,7 @@ void* DirMonitorThread::GetNotificationHandle(int index) const
 {
     int seen = 0;
     for (void* handle : m_hChange)
-        if (handle != nullptr && MTKernel::IsValidHandle(handle) && ++seen == index)
+        if (MTKernel::IsValidHandle(handle) && ++seen == index)
             return handle;
     return nullptr;
 }
@@ -161,7 +161,7 @@ unsigned long DirMonitorThread::GetNotificationParam(int index) const
 {
     int seen = 0;
     for (int i = 0; i < HandleCount; ++i)
-        if (m_hChange[i] != nullptr && MTKernel::IsValidHandle(m_hChange[i]) && ++seen == index)
+        if (MTKernel::IsValidHandle(m_hChange[i]) && ++seen == index)
             return FilterBits[i];
     return 0;
 }

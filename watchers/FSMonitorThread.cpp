@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <new>
 #include <string>
 
@@ -214,23 +213,21 @@ bool FSMonitorThread::Read(void* buffer, bool subtree, unsigned long filter, OVE
 
 void FSMonitorThread::DoWork()
 {
-    OVERLAPPED overlapped;
-    std::memset(&overlapped, 0, sizeof overlapped);
+    OVERLAPPED overlapped{};
     overlapped.hEvent = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (overlapped.hEvent == nullptr)
     {
         LogWithError(LogEventFailed);
         return;
     }
-    const bool subtree = m_bSubtree && !m_bSingleFile;
-    const unsigned long filter = subtree ? TreeFilter : FileFilter;
+    const unsigned long filter = m_bSubtree ? TreeFilter : FileFilter;
     alignas(DWORD) char changes[ChangeBufferSize];
     const CString wanted = m_bSingleFile ? FileUtils::ParseFileNameFromPath(m_strPath, true) : CString();
     const std::wstring dir =
         CodePageText::ToWide(m_bSingleFile ? DirUtils::ParsePathFromFile(m_strPath).GetString() : m_strPath.GetString());
 
     // Whether a read is out whose end the thread has not taken yet.
-    bool pending = Read(changes, subtree, filter, overlapped);
+    bool pending = Read(changes, m_bSubtree, filter, overlapped);
     while (pending && !ReadyThreadSupport::StopRequested(m_pWorker))
     {
         DWORD bytes = 0;
@@ -255,7 +252,7 @@ void FSMonitorThread::DoWork()
         }
         if (ReadyThreadSupport::StopRequested(m_pWorker))
             break;
-        pending = Read(changes, subtree, filter, overlapped);
+        pending = Read(changes, m_bSubtree, filter, overlapped);
     }
     // A read still out refers to the event and to the buffer on this stack: it is cancelled and
     // its end waited for before either goes.

@@ -93,7 +93,7 @@ private:
     bool EndThread(unsigned long timeout);
 
     bool m_bSingleFile;
-    bool m_bSubtree;
+    bool m_bSubtree;  // false for a single file
     unsigned short m_wParam;
     unsigned int m_nMsg;
     HWND m_hWnd;

@@ -15,11 +15,9 @@ FileMonitorThread::FileMonitorThread(const CString& file, unsigned int msg, HWND
                                      __int64 lParam, bool subtree)
     : DirMonitorThread(DirUtils::ParsePathFromFile(file), subtree, FileFilter, msg, wnd, msgDelay, lParam, false,
                        HeldBack()),
-      m_nFileSize(0), m_strFile(file)
+      m_strFile(file)
 {
-    unsigned long long size = 0;
-    FileUtils::GetFileInfoCore(m_strFile, size, m_fileDate);
-    m_nFileSize = size;
+    FileUtils::GetFileInfoCore(m_strFile, m_nFileSize, m_fileDate);
     ReleaseThread();
 }
 

@@ -210,10 +210,10 @@ void RegMonitorThread::GetKeySnapshot(RegKeySnapshot& snapshot) const
 {
     snapshot.clear();
     TextArray keys;
-    unsigned long leftOut = 0, valuesLeftOut = 0;
+    unsigned long leftOut = 0, valuesLeftOut;
     if (m_bSubtree)
         RegistryUtils::GetSubKeys(m_hRoot, m_strKey, keys, true, &leftOut);
-    keys.Insert(0, m_strKey);
+    keys.Add(m_strKey);
     TextArray names, texts;
     for (unsigned long long k = 0; k < keys.GetCount(); ++k)
     {

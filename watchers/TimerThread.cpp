@@ -33,7 +33,7 @@ enum TimerWait : unsigned long
 TimerThread::TimerThread(unsigned int msg, HWND wnd, unsigned int timeout, bool oneShot, unsigned __int64 wParam,
                          __int64 lParam)
     : m_bOneShot(oneShot), m_nTimeout(timeout), m_nDecayRate(0), m_nMsg(msg), m_hWnd(wnd), m_wParam(wParam),
-      m_lParam(lParam), m_pWorker(nullptr), m_evReset(false, false, nullptr, nullptr)
+      m_lParam(lParam), m_pWorker(nullptr)
 {
     ReadyThreadSupport::StartWorker(m_pWorker, TimerThreadFunc, this);
 }

@@ -112,8 +112,23 @@ template <class Watcher, class Work> bool WhilePaused(Watcher& watcher, Work wor
     return watcher.Resume(), worker.join(), inPause;
 }
 
+// Stop on a watcher whose thread (the one new since the probe) is held suspended, as a debugger might: Stop waits
+// out its time-out of 100 ms (scaled), then ends the thread.
+template <class Watcher>::testing::AssertionResult StopEndsAHeldThread(const ThreadProbe& probe, Watcher& watcher)
+{
+    const HANDLE thread = probe.OpenNewThread();
+    if (!thread || SuspendThread(thread) == DWORD(-1))
+        return ::testing::AssertionFailure() << "cannot hold the watcher's thread as a debugger might";
+    const double stopAt = OwnerWindow::NowMs();
+    const bool waited = (watcher.Stop(Scaled(100)), NotBefore(OwnerWindow::NowMs(), stopAt, Scaled(100)));
+    // A thread still held is let go for the destructor's stop.
+    const bool ended = WaitForSingleObject(thread, MustHappenMs()) == WAIT_OBJECT_0 || (ResumeThread(thread), false);
+    return CloseHandle(thread), ::testing::AssertionResult(waited && ended)
+                                    << (waited ? "the thread was not ended" : "Stop did not wait for its time-out");
+}
+
 // Records order by time and every field: at one time none is below or above another, and a copy is equal;
-// one made later is not equal, and with every field greater it is above. fill(record, high) sets the fields.
+// one made later is not equal, and it is above only with every field greater. fill(record, high) sets the fields.
 template <class Record, class Fill>::testing::AssertionResult OrderByTimeAndFields(Fill fill)
 {
     Record low, high, later;
@@ -122,7 +137,9 @@ template <class Record, class Fill>::testing::AssertionResult OrderByTimeAndFiel
         return ::testing::AssertionFailure() << "records of one time ordered, or a copy unequal";
     if (!WaitUntil([&] { return later = Record(), fill(later, false), !(later == low); }, Scaled(3000)))
         return ::testing::AssertionFailure() << "records differing in time alone are equal";
+    const bool timeAlone = low < later || later > low;
     fill(later, true);
-    return ::testing::AssertionResult(low < later && later > low) << "a later record with greater fields is not above";
+    return ::testing::AssertionResult(!timeAlone && low < later && later > low)
+           << "a later record is above with equal fields, or not above with greater ones";
 }
 }  // namespace weft::test

@@ -12,12 +12,10 @@ protected:
     {
         DirProbe(const std::string& dir, unsigned long filter, HWND wnd, bool progressive)
             : DirMonitorThread(dir.c_str(), false, filter, WatchMsg, wnd, NoDelay, WatchLParam, progressive, HeldBack())
-        {
-            ReleaseThread();
-        }
+        { ReleaseThread(); }
         ~DirProbe() override { StopThread(); }
         unsigned long DoTimeout() override { const auto next = DirMonitorThread::DoTimeout(); return ++timeouts, next; }
-        using DirMonitorThread::GetNotificationsReceived;
+        using DirMonitorThread::GetNotificationsReceived, DirMonitorThread::ResetNotificationsReceived, DirMonitorThread::DoInit;
         std::atomic<int> timeouts{0};
     };
     struct FileProbe : FileMonitorThread { using FileMonitorThread::FileMonitorThread, FileMonitorThread::BroadcastMsg; };
@@ -33,14 +31,12 @@ protected:
     {
         EXPECT_TRUE(!monitor || StopsByItself(*monitor));  // bounded, unlike the destructor
         Quiet(), monitor = std::make_unique<DirProbe>(in.empty() ? dir.Path() : in, filter, owner.Handle(), progressive);
+        EXPECT_TRUE(monitor->GetNotificationsReceived() == 0 && monitor->DoInit(nullptr) == 0) << "bits before a change";
         const bool answered = Told(dir.Path());
-        return Quiet(), monitor->SetMsgDelay(d), answered;
+        Quiet(), monitor->ResetNotificationsReceived();  // none to clear without a delay
+        return monitor->GetNotificationsReceived() == 0 && (monitor->SetMsgDelay(d), answered);
     }
-    void Quiet()  // takes the messages till none comes for a while: a file written while one was on its way is told too
-    {
-        for (int i = 0; i < 10 && owner.Next(Scaled(100)); ++i)
-            ;
-    }
+    void Quiet() { for (int i = 0; i < 10 && owner.Next(Scaled(100));) ++i; }  // takes the messages till none comes for a while
 
     OwnerWindow owner;
     TempDir dir{"dirmon"};
@@ -59,7 +55,7 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
         last = OwnerWindow::NowMs(), WriteBytes(dir / "burst", std::string(i, 'x'));
     const auto m = owner.Next();
     ASSERT_TRUE(m && m->wParam == (FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE) && m->lParam == WatchLParam);
-    EXPECT_TRUE(NotBefore(m->atMs, last, d) && m->atMs - last < 1.75 * d) << m->atMs - last;
+    EXPECT_TRUE(NotBefore(m->atMs, last, d) && m->atMs - last < 1.75 * d && !owner.Next(2 * d)) << m->atMs - last;
     const size_t sent = owner.Count();
     NewFile();
     ASSERT_TRUE(WaitUntil([&] { return monitor->GetNotificationsReceived() != 0; }, MustHappenMs()));
@@ -67,7 +63,7 @@ TEST_F(DirMonitorThreadTest, BurstGivesOneMessageADelayAfterItsLastChangeWithThe
     EXPECT_TRUE(owner.Flush() && sent == owner.Count()) << "a stop while settling sent the collected bits";
 }
 
-// Progressive messages come at d, 2d, 3d, 5d, 8d; a change (also in the wait of 2d) or a reset makes the next d.
+// Progressive messages come at d, 2d, 3d, 5d; a change, or a reset in the wait with the multiplier 2, makes the next d.
 TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange)
 {
     const unsigned long d = Scaled(400);
@@ -75,10 +71,10 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange
     double start = OwnerWindow::NowMs(), previous = start;  // before the change: its notification comes during it
     NewFile();
     // Each message within a step's fraction after its due time: one step more shows.
-    for (unsigned long last = 0; unsigned long step : {1, 2, 1, 2, 3, 5, 8, 9, 11})
+    for (unsigned long last = 0; unsigned long step : {1, 2, 1, 2, 3, 4, 6, 9})
     {
-        ASSERT_TRUE(step != 8 || WaitUntil([&] { return monitor->timeouts == 6 && (monitor->ResetProgDelay(), true); },
-                                           MustHappenMs())) << "no wait of 3d to reset";
+        ASSERT_TRUE(step != 3 || WaitUntil([&] { return monitor->timeouts == 4 && (monitor->ResetProgDelay(), true); },
+                                           MustHappenMs())) << "no wait with the multiplier 2 to reset";
         if (step < last)  // during the wait of d that has the multiplier 2
             start = previous = OwnerWindow::NowMs(), NewFile(), last = 0;
         const auto m = owner.Next();
@@ -96,34 +92,24 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     std::atomic<bool> ended{false};
     std::thread watchdog([&] {  // a destructor that never returns fails by name, and the process ends there
         if (!WaitUntil([&] { return ended.load(); }, 3 * MustHappenMs()))
-        {
-            ADD_FAILURE() << "a file monitor's destructor hung";
-            std::fflush(stdout), TerminateProcess(GetCurrentProcess(), 1);
-        }
+            ADD_FAILURE() << "a file monitor's destructor hung", std::fflush(stdout), TerminateProcess(GetCurrentProcess(), 1);
     });
     EXPECT_TRUE(LeaksNoHandles([&] {
         FileMonitorThread inert((dir / "missing\\f").c_str(), WatchMsg, owner.Handle(), 0, 0, false);
         EXPECT_TRUE(inert.GetDir().IsEmpty() && inert.GetPriority() == 0 && !(inert.Pause(), inert.IsPaused()) &&
                     !inert.DoesFileExist() && inert.GetFile() == (dir / "missing\\f").c_str());
         std::atomic<bool> done{false};
-        std::thread churn([&] {
-            for (int n = 0; !done; ++n)
-                WriteBytes(dir / ("n" + std::to_string(n % 3)), std::string(n % 7 + 1, 'x'));
-        });
+        std::thread churn([&] { for (int n = 0; !done; ++n) WriteBytes(dir / ("n" + std::to_string(n % 3)), std::string(n % 7 + 1, 'x')); });
         for (int i = 0; i < 100; ++i)  // lifetimes spread over 0 to 20 ms
-        {
-            FileMonitorThread monitor(file.c_str(), WatchMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false);
-            Sleep(i * 7 % 21);
-        }
-        done = true;
-        churn.join();
+            FileMonitorThread(file.c_str(), WatchMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false), Sleep(i * 7 % 21);
+        done = true, churn.join();
     }));
     ended = true, watchdog.join();
     EXPECT_TRUE(owner.Flush() && owner.Count() == 0) << "a neighbour's change was told";
     WriteBytes(file, "x");
     FileProbe probe(file.c_str(), WatchMsg, owner.Handle(), NoDelay - 1, 0, false);  // its thread never sends
     WIN32_FILE_ATTRIBUTE_DATA before = {};
-    GetFileAttributesExA(file.c_str(), GetFileExInfoStandard, &before);
+    EXPECT_TRUE(probe.DoesFileExist() && GetFileAttributesExA(file.c_str(), GetFileExInfoStandard, &before)) << "1 byte";
     WriteBytes(file, "grown");
     HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     SetFileTime(h, nullptr, nullptr, &before.ftLastWriteTime), CloseHandle(h);
@@ -132,6 +118,8 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     CreateDirectoryA(sub.c_str(), nullptr);
     ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, NoDelay, false) && (WriteBytes(sub + "f", "x"), owner.NothingWithin()))
         << "a folder watched alone told a change below it";
+    const size_t n = owner.Count();
+    EXPECT_TRUE((monitor->Stop(MustHappenMs()), owner.Flush()) && owner.Count() == n) << "the stop was told";
     HANDLE tree = FindFirstChangeNotificationA(dir.Path().c_str(), TRUE, FILE_NOTIFY_CHANGE_FILE_NAME);
     const bool below = (WriteBytes(sub + "g", "x"), WaitForSingleObject(tree, Scaled(1000)) == WAIT_OBJECT_0);
     if (FindCloseChangeNotification(tree); !below)

@@ -32,6 +32,7 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
     ASSERT_TRUE(baseline.contains(key));
     const auto first = baseline.at(key);
     const std::string l(1, first.m_strDrive[0]);  // Q: below is no drive
+    const auto last = std::ranges::max_element(baseline, std::less<CString>(), [](const auto& e) { return e.second.m_strDrive; })->first;
     // A name changed in case only is a change; Wine's volumes have no names, and take none.
     const CString upper = CString(first.m_strName).MakeUpper(), lower = CString(first.m_strName).MakeLower();
     auto with = [&](auto change) { Table t = baseline; change(t); return t; };
@@ -42,16 +43,15 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
         {with([&](Table& t) { t[key].m_strName = upper == first.m_strName ? lower : upper; }), upper == lower ? Lines() : Lines{"changed " + l}},
         {with([&](Table& t) { t.emplace("another", t[key]), t.erase(key); }), {"changed " + l}},
         {with([&](Table& t) { t.erase(key); }), {"added " + l}},
+        {with([&](Table& t) { t.erase(last); }), {"added " + std::string(1, baseline.at(last).m_strDrive[0])}},
         {with([&](Table& t) { t[key].m_strDrive = "Q:\\"; }), {"added " + l, "removed Q", "changed Q"}},
     };
     for (auto* watcher : {&probe, &quiet})
         for (const auto& [before, expected] : rows)
         {
-            watcher->m_drives = before;
-            watcher->DoWork();
+            watcher->m_drives = before, watcher->DoWork();
             EXPECT_EQ(watcher == &probe ? expected : Lines{}, told());
-            EXPECT_EQ(baseline.size(), watcher->m_drives.size());
-            EXPECT_EQ(first.m_strDrive, watcher->m_drives[key].m_strDrive);
+            EXPECT_TRUE(baseline.size() == watcher->m_drives.size() && first.m_strDrive == watcher->m_drives[key].m_strDrive);
         }
     // An alias of C: has its GUID text: C: keeps the record, the alias is told as added at every pass.
     char alias[3] = "Z:", device[MAX_PATH] = {};

@@ -13,14 +13,11 @@ protected:
     }
     HANDLE Add(HANDLE h) { return handles.emplace_back(h, &CloseHandle).get(); }  // closed after the monitors
     EventMonitorThread& Watch(HANDLE h, unsigned long delay, UINT msg = WatchMsg)
-    {
-        return monitors.emplace_back(h, msg, owner.Handle(), delay, WatchWParam, WatchLParam);
-    }
+    { return monitors.emplace_back(h, msg, owner.Handle(), delay, WatchWParam, WatchLParam); }
     bool NextMessage(double fromMs, double ms)  // with the test's parameters, ms after fromMs or later
     {
         const auto m = owner.Next();
-        return m && m->msg == WatchMsg && m->wParam == WatchWParam && m->lParam == WatchLParam &&
-               NotBefore(m->atMs, fromMs, ms);
+        return m && m->msg == WatchMsg && m->wParam == WatchWParam && m->lParam == WatchLParam && NotBefore(m->atMs, fromMs, ms);
     }
 
     OwnerWindow owner;
@@ -41,10 +38,8 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
     {
         double lastSignal = 0;
         for (int i = 0; i < 10; ++i)
-        {
-            lastSignal = OwnerWindow::NowMs(), ReleaseSemaphore(semaphore, 1, nullptr);
-            ASSERT_TRUE(owner.StaysAt(burst, Scaled(40))) << "a message came within burst " << burst << ", signal " << i;
-        }
+            ASSERT_TRUE((lastSignal = OwnerWindow::NowMs(), ReleaseSemaphore(semaphore, 1, nullptr), owner.StaysAt(burst, Scaled(40))))
+                << "a message came within burst " << burst << ", signal " << i;
         ASSERT_TRUE(NextMessage(lastSignal, delay));
         EXPECT_TRUE(owner.StaysAt(burst + 1, MustNotHappenMs() + delay)) << "one burst gave more than one message";
     }
@@ -78,8 +73,7 @@ TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceAsABadHandleDoesAndDropsA
     Watch(event, NoDelay);
     Watch(event, NoDelay, 0);  // the owner records WM_NULL
     ASSERT_TRUE(owner.WaitForCount(50)) << "the event left set was not told on every pass";
-    for (auto& monitor : monitors)
-        EXPECT_TRUE(StopsByItself(monitor));
+    std::ranges::for_each(monitors, [](auto& m) { EXPECT_TRUE(StopsByItself(m)); });
     for (const auto& m : (owner.Flush(), owner.Messages()))
         ASSERT_EQ(m.msg, WatchMsg) << "message 0 was sent, or the owed message at the stop";
 }

@@ -59,8 +59,7 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     const std::string a = std::string(150, 'a') + std::string(50, '\xE9');
     const std::string ab = a + "\\" + std::string(150, 'b') + std::string(50, '\xE8');
     auto mkdir = [&](const std::string& name) {  // beyond MAX_PATH
-        CreateDirectoryW((L"\\\\?\\" + CodePageText::ToWide((dir.Path() + name).c_str())).c_str(), nullptr);
-    };
+        CreateDirectoryW((L"\\\\?\\" + CodePageText::ToWide((dir.Path() + name).c_str())).c_str(), nullptr); };
     const std::tuple<bool, std::function<void()>, Lines> rows[] = {
         {false, [&] { Write("a"); }, {"1 a", "3 a"}},
         {false, [&] { MoveFileA((dir / "a").c_str(), (dir / "b.txt").c_str()); }, {"4 a", "5 b.txt"}},
@@ -78,6 +77,7 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     TempDir logs("fsmonlog");
     AppLogger log((logs / "log").c_str());
     AppLogger::m_pInstance = &log;
+    FSMonitorThread("C:\\", WatchMsg, nullptr, false, 1), FSMonitorThread("C:a", WatchMsg, nullptr, 1);  // not too short
     const std::string missing = dir / "missing\\";  // refusals: too short, no folder, as a folder and as a file
     FSMonitorThread("C:", WatchMsg, owner.Handle(), true, 1), FSMonitorThread(missing.c_str(), WatchMsg, owner.Handle(), true, 1);
     FSMonitorThread("C:", WatchMsg, owner.Handle(), 1), FSMonitorThread((missing + "f").c_str(), WatchMsg, owner.Handle(), 1);
@@ -94,8 +94,8 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     EXPECT_TRUE(ReadBytes(logs / "log").starts_with("{34F67251-9B1F-4110-AF4E-E1E9EEB02231}\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n"
                                                     "{15FAC0C8-60A5-4BA7-98CC-FD0405879D51}\r\n{87512771-E8B7-4CF6-8292-42E9654F14EA}\r\n"
                                                     "{BAA649D5-3A65-4AC0-931C-DFF609ACBA49}"));
-    for (int i = 0; i < 5 && !owner.StaysAt(owner.Count(), Scaled(200)); ++i)
-        ;  // the marker's last records in, the read waits on a quiet folder: only a cancel ends it
+    for (int i = 0; i < 5 && !owner.StaysAt(owner.Count(), Scaled(200));)
+        ++i;  // the marker's last records in, the read waits on a quiet folder: only a cancel ends it
     EXPECT_TRUE(StopsByItself(*monitor));
     const size_t told = (owner.Flush(), owner.Count());
     Write("late");
@@ -107,7 +107,7 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
 TEST_F(FSMonitorThreadTest, ABurstOrASingleFileIsToldByItsRecordsAndBadArgumentsLeakNothing)
 {
     EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), WatchMsg, nullptr, true, 1); }));
-    EXPECT_TRUE(OrderByTimeAndFields<FSChangeNotification>([](FSChangeNotification& r, bool high) {
+    EXPECT_TRUE(FSChangeNotification().GetAction() == 0 && OrderByTimeAndFields<FSChangeNotification>([](FSChangeNotification& r, bool high) {
         r.SetAction(high ? 2 : 1), r.SetPath(high ? "b" : "a");
     }));
     const std::string file = dir / "Target.txt";
@@ -128,4 +128,6 @@ TEST_F(FSMonitorThreadTest, ABurstOrASingleFileIsToldByItsRecordsAndBadArguments
     const auto named = std::ranges::count_if(all, [](const auto& m) { return m.text.starts_with("1 b"); });
     const auto overflows = std::ranges::count(all, std::string("3 "), &OwnerWindow::Message::text);
     EXPECT_TRUE(named == 300 || overflows > 0) << named << " named, no overflow";
+    ThreadProbe probe;
+    EXPECT_TRUE(StopEndsAHeldThread(probe, *(monitor = std::make_unique<FSMonitorThread>(folder.c_str(), WatchMsg, nullptr, false, 1))));
 }

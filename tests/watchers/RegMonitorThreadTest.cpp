@@ -8,7 +8,8 @@ class RegMonitorThreadTest : public ::testing::Test
 {
 protected:
     static constexpr unsigned short RegWParam = 0xBEEF;
-    struct Probe : RegMonitorThread { using RegMonitorThread::RegMonitorThread, RegMonitorThread::DoComparisons; };
+    struct Probe : RegMonitorThread
+    { using RegMonitorThread::RegMonitorThread, RegMonitorThread::DoComparisons, RegMonitorThread::GetKeySnapshot; };
     void SetUp() override { RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr); }
     void TearDown() override
     {
@@ -16,9 +17,7 @@ protected:
         monitor.reset(), RegCloseKey(hKey), RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());
     }
     void Set(const char* sub, const char* name, const std::string& data, DWORD type = REG_SZ)
-    {
-        RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size()));
-    }
+    { RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size())); }
     Lines Watch(bool subtree)
     {
         monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, WatchMsg, owner.Handle(), RegWParam);
@@ -102,6 +101,11 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
         EXPECT_EQ(text, RegMonitorThread(root, path, true, WatchMsg, owner.Handle(), 1).GetErrorMsg()) << path;
         lines += std::string(line) + "\r\n";
     }
+    Set("sub\\deep", "e", "%WINDIR%", REG_EXPAND_SZ);  // a picture holds the tree, texts unexpanded; no line, no leak
+    RegKeySnapshot s;
+    EXPECT_TRUE(LeaksNoHandles([&] {  // the last picture, of the tree, stays in s
+        for (bool tree : {false, true}) Probe(HKEY_CURRENT_USER, key.c_str(), tree, WatchMsg, owner.Handle(), 1).GetKeySnapshot(s); }));
+    EXPECT_TRUE((s[(key + "\\sub\\deep").c_str()] == RegKeySnapshot::mapped_type{{"e", "%WINDIR%"}}));
     AppLogger::m_pInstance = nullptr;
     EXPECT_EQ(lines, ReadBytes(dir / "log"));
 }

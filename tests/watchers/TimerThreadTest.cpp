@@ -7,9 +7,7 @@ class TimerThreadTest : public ::testing::Test
 protected:
     static constexpr unsigned int LongPeriod = 60000;  // never ends within a test
     TimerThread& Start(unsigned int period, bool oneShot, unsigned __int64 wParam = WatchWParam)
-    {
-        return timers.emplace_back(WatchMsg, owner.Handle(), period, oneShot, wParam, WatchLParam);
-    }
+    { return timers.emplace_back(WatchMsg, owner.Handle(), period, oneShot, wParam, WatchLParam); }
     OwnerWindow owner;
     const double startMs = OwnerWindow::NowMs();
     std::list<TimerThread> timers;
@@ -23,7 +21,7 @@ TEST_F(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
     TimerThread &plain = Start(period, false, 0), &decaying = Start(period, false, 1);
     decaying.SetAsDecaying(true);
     ASSERT_TRUE(owner.WaitForCount(8));  // few ticks each, so that a message at the stop shows
-    EXPECT_TRUE(decaying.GetAsDecaying()) << "a wake cleared the decay";
+    EXPECT_TRUE(decaying.GetAsDecaying() && !plain.GetAsDecaying()) << "a wake cleared the decay, or a timer decays unasked";
     plain.Stop(MustHappenMs()), decaying.Stop(MustHappenMs());
     EXPECT_TRUE(owner.Flush() && owner.NothingWithin()) << "a message came after Stop had returned";
     std::size_t seen[2] = {};  // per timer; a period starts when the last one ends: the k-th comes k periods in
@@ -38,8 +36,7 @@ TEST_F(TimerThreadTest, TimerStoppedBeforeItsFirstTickSendsExactlyOneMessage)
     {
         TimerThread timer(WatchMsg, owner.Handle(), LongPeriod, i % 2 == 0, WatchWParam + i, WatchLParam);
         EXPECT_EQ((timer.SetPriority(THREAD_PRIORITY_BELOW_NORMAL), timer.GetPriority()), THREAD_PRIORITY_BELOW_NORMAL);
-        timer.Stop(MustHappenMs());
-        const auto m = owner.Next();
+        const auto m = (timer.Stop(MustHappenMs()), owner.Next());
         ASSERT_TRUE(m && m->msg == WatchMsg && m->wParam == WatchWParam + i && m->lParam == WatchLParam) << i;
     }
     EXPECT_TRUE(owner.Flush() && owner.Count() == 20) << "a stopped timer sent more than one message";
@@ -81,13 +78,5 @@ TEST_F(TimerThreadTest, StopEndsAPausedTimerByItselfAndTerminatesOneThatCannotRu
     timer.Pause();
     EXPECT_TRUE(StopsByItself(timer)) << "Stop waited out its time-out on a paused timer";
     ThreadProbe probe;
-    TimerThread& held = Start(LongPeriod, false);
-    HANDLE thread = probe.OpenNewThread();
-    ASSERT_TRUE(thread && SuspendThread(thread) != DWORD(-1)) << "cannot hold the timer thread as a debugger might";
-    const double stopAt = OwnerWindow::NowMs();
-    held.Stop(Scaled(100));
-    EXPECT_TRUE(NotBefore(OwnerWindow::NowMs(), stopAt, Scaled(100))) << "Stop did not wait for its time-out";
-    if (WaitForSingleObject(thread, MustHappenMs()) != WAIT_OBJECT_0)
-        ADD_FAILURE() << "the thread was not ended", ResumeThread(thread);  // for the destructor's stop
-    CloseHandle(thread);
+    EXPECT_TRUE(StopEndsAHeldThread(probe, Start(LongPeriod, false)));
 }
