@@ -89,7 +89,6 @@ std::string Utf8(const std::wstring& wide)
 bool ReadChunk(HANDLE source, unsigned char* buffer, unsigned long long left, DWORD& got)
 {
     const DWORD want = static_cast<DWORD>(std::min<unsigned long long>(left, ChunkSize));
-    got = 0;
     return ::ReadFile(source, buffer, want, &got, nullptr) != FALSE;
 }
 }  // namespace
@@ -101,14 +100,14 @@ ZipWriter::ZipWriter(const char* output)
         return;
     m_strOutputFull = PathText::Extended(PathText::Wide(output));
     const std::wstring dir = m_strOutputFull.substr(0, m_strOutputFull.find_last_of(L"\\/") + 1);
-    static std::atomic<unsigned long> s_nTemps{0};
+    static std::atomic<unsigned long> s_nTemps;
     for (int attempt = 0; attempt < 16 && m_hFile == INVALID_HANDLE_VALUE; ++attempt)
     {
         m_strTemp = dir + L"wzp" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++s_nTemps) +
                     L".tmp";
         m_hFile = ::CreateFileW(m_strTemp.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
                                 FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (m_hFile == INVALID_HANDLE_VALUE && ::GetLastError() != ERROR_FILE_EXISTS)
+        if (::GetLastError() != ERROR_FILE_EXISTS)
             break;
     }
     if (m_hFile == INVALID_HANDLE_VALUE)
@@ -311,9 +310,7 @@ bool ZipWriter::MakeName(const std::wstring& archiveName, bool directory, Entry&
                                ? dot
                                : entry.name.size();
         const size_t keyCut = key.size() - (entry.name.size() - cut);
-        int& next = m_nextSuffix[key];
-        if (next < 2)
-            next = 2;
+        int& next = m_nextSuffix.try_emplace(key, 2).first->second;
         std::string candidate, candidateKey;
         do
         {
@@ -344,8 +341,8 @@ void ZipWriter::AddDirectoryEntry(const std::wstring& path, const std::wstring& 
     entry.method = MethodStored;
     entry.attributes = (data.dwFileAttributes & DosAttributeMask) | FILE_ATTRIBUTE_DIRECTORY;
     entry.offset = m_nOffset;
-    if (WriteLocalHeader(entry, false))
-        m_entries.push_back(entry);
+    WriteLocalHeader(entry, false);
+    m_entries.push_back(entry);
 }
 
 void ZipWriter::AddFile(const std::wstring& path, const std::wstring& archiveName, const WIN32_FIND_DATAW& found)
@@ -387,16 +384,15 @@ void ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& inf
     if (limit <= ChunkSize)
         return AddSmallFile(source, limit, entry);
     entry.method = MethodDeflated;
-    if (!WriteLocalHeader(entry, zip64))
-        return;
+    WriteLocalHeader(entry, zip64);
     const unsigned long long dataStart = m_nOffset;
     bool readable = Pack(source, limit, entry);
     // The first block shrank and the whole did not: store it as it is after all.
     if (readable && !m_bFailed && entry.method == MethodDeflated && entry.compressed >= entry.size)
     {
         LARGE_INTEGER start = {};
-        readable = ::SetFilePointerEx(source, start, nullptr, FILE_BEGIN) && SeekTo(dataStart) &&
-                   Store(source, entry.size, entry);
+        SeekTo(dataStart);
+        readable = ::SetFilePointerEx(source, start, nullptr, FILE_BEGIN) && Store(source, entry.size, entry);
     }
     if (m_bFailed)
         return;
@@ -407,14 +403,14 @@ void ZipWriter::AddOpenFile(HANDLE source, const BY_HANDLE_FILE_INFORMATION& inf
         SeekTo(entry.offset);
         return;
     }
-    if (PatchLocalHeader(entry, zip64))
-        m_entries.push_back(entry);
+    PatchLocalHeader(entry, zip64);
+    m_entries.push_back(entry);
 }
 
 void ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& entry)
 {
     // Read and compressed in memory, so the header goes out complete and nothing is patched.
-    DWORD got = 0;
+    DWORD got;
     size_t read = 0;
     while (read < limit)
     {
@@ -429,7 +425,7 @@ void ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& ent
     }
     entry.size = read;
     entry.crc = Crc32::Update(0, m_pIn.get(), read);
-    size_t packed = 0;
+    size_t packed = read;
     // Without a stream the data is stored.
     z_stream* stream = read > 0 ? Deflater() : nullptr;
     if (stream && deflateBound(stream, static_cast<uLong>(read)) <= OutSize)
@@ -441,15 +437,15 @@ void ZipWriter::AddSmallFile(HANDLE source, unsigned long long limit, Entry& ent
         if (deflate(stream, Z_FINISH) == Z_STREAM_END)
             packed = OutSize - stream->avail_out;
     }
-    const bool deflated = packed > 0 && packed < read;
+    const bool deflated = packed < read;
     entry.method = deflated ? MethodDeflated : MethodStored;
     entry.compressed = deflated ? packed : read;
-    if (!WriteLocalHeader(entry, false) || !Write(deflated ? m_pOut.get() : m_pIn.get(), entry.compressed))
-        return;
+    WriteLocalHeader(entry, false);
+    Write(deflated ? m_pOut.get() : m_pIn.get(), entry.compressed);
     m_entries.push_back(entry);
 }
 
-bool ZipWriter::WriteLocalHeader(const Entry& entry, bool zip64)
+void ZipWriter::WriteLocalHeader(const Entry& entry, bool zip64)
 {
     Bytes header;
     header.Put32(LocalHeaderSignature);
@@ -471,15 +467,15 @@ bool ZipWriter::WriteLocalHeader(const Entry& entry, bool zip64)
         header.Put64(entry.size);
         header.Put64(entry.compressed);
     }
-    return Write(header.Data(), header.Size());
+    Write(header.Data(), header.Size());
 }
 
-bool ZipWriter::PatchLocalHeader(const Entry& entry, bool zip64)
+void ZipWriter::PatchLocalHeader(const Entry& entry, bool zip64)
 {
     const unsigned long long end = m_nOffset;
-    if (!SeekTo(entry.offset) || !WriteLocalHeader(entry, zip64) || !Flush())
-        return false;
-    return SeekTo(end);
+    SeekTo(entry.offset);
+    WriteLocalHeader(entry, zip64);
+    SeekTo(end);
 }
 
 bool ZipWriter::Pack(HANDLE source, unsigned long long limit, Entry& entry)
@@ -487,11 +483,12 @@ bool ZipWriter::Pack(HANDLE source, unsigned long long limit, Entry& entry)
     // Without a stream the data is stored.
     z_stream* stream = Deflater();
     unsigned long crc = 0;
-    unsigned long long read = 0, written = 0;
+    unsigned long long read = 0;
+    const unsigned long long start = m_nOffset;
     bool deflating = stream != nullptr, first = true, last = false;
     while (!last && !m_bFailed)
     {
-        DWORD got = 0;
+        DWORD got;
         if (!ReadChunk(source, m_pIn.get(), limit - read, got))
             return false;
         read += got;
@@ -519,15 +516,12 @@ bool ZipWriter::Pack(HANDLE source, unsigned long long limit, Entry& entry)
                     break;
             }
             deflating = done > 0 && produced <= done - done / 16;
-            if (!deflating)
-                done = 0;
-            else if (Write(m_pOut.get(), produced))
-                written += produced;
+            if (deflating)
+                Write(m_pOut.get(), produced);
         }
         first = false;
         if (!deflating)
         {
-            written += got;
             Write(m_pIn.get(), got);
             continue;
         }
@@ -539,16 +533,13 @@ bool ZipWriter::Pack(HANDLE source, unsigned long long limit, Entry& entry)
             stream->next_out = m_pOut.get();
             stream->avail_out = static_cast<uInt>(OutSize);
             deflate(stream, flush);
-            const size_t produced = OutSize - stream->avail_out;
-            written += produced;
-            if (!Write(m_pOut.get(), produced))
-                break;
-        } while (stream->avail_out == 0);
+            Write(m_pOut.get(), OutSize - stream->avail_out);
+        } while (stream->avail_out == 0 && !m_bFailed);
     }
     entry.method = deflating ? MethodDeflated : MethodStored;
     entry.crc = crc;
     entry.size = read;
-    entry.compressed = written;
+    entry.compressed = m_nOffset - start;
     return true;
 }
 
@@ -558,7 +549,7 @@ bool ZipWriter::Store(HANDLE source, unsigned long long limit, Entry& entry)
     unsigned long long read = 0;
     while (read < limit && !m_bFailed)
     {
-        DWORD got = 0;
+        DWORD got;
         if (!ReadChunk(source, m_pIn.get(), limit - read, got))
             return false;
         if (got == 0)
@@ -574,7 +565,7 @@ bool ZipWriter::Store(HANDLE source, unsigned long long limit, Entry& entry)
     return true;
 }
 
-bool ZipWriter::WriteCentralDirectory()
+void ZipWriter::WriteCentralDirectory()
 {
     const unsigned long long start = m_nOffset;
     for (const Entry& entry : m_entries)
@@ -583,7 +574,8 @@ bool ZipWriter::WriteCentralDirectory()
         const bool bigSize = entry.size >= Max32;
         const bool bigCompressed = entry.compressed >= Max32;
         const bool bigOffset = entry.offset >= Max32;
-        if (bigSize || bigCompressed || bigOffset)
+        const bool zip64 = bigSize || bigCompressed || bigOffset;
+        if (zip64)
         {
             Bytes values;
             if (bigSize)
@@ -596,7 +588,6 @@ bool ZipWriter::WriteCentralDirectory()
             extra.Put16(values.Size());
             extra.Put(values);
         }
-        const bool zip64 = extra.Size() > 0;
         Bytes header;
         header.Put32(CentralHeaderSignature);
         header.Put16(VersionZip64);  // made by: MS-DOS attributes, format 4.5
@@ -617,8 +608,7 @@ bool ZipWriter::WriteCentralDirectory()
         header.Put32(bigOffset ? Max32 : entry.offset);
         header.Put(entry.name);
         header.Put(extra);
-        if (!Write(header.Data(), header.Size()))
-            return false;
+        Write(header.Data(), header.Size());
     }
     const unsigned long long size = m_nOffset - start;
     const unsigned long long count = m_entries.size();
@@ -650,83 +640,58 @@ bool ZipWriter::WriteCentralDirectory()
     end.Put32(std::min(size, Max32));
     end.Put32(std::min(start, Max32));
     end.Put16(0);  // comment
-    return Write(end.Data(), end.Size());
+    Write(end.Data(), end.Size());
 }
 
 bool ZipWriter::Finish()
 {
-    if (m_hFile == INVALID_HANDLE_VALUE)
-        return false;
     // Kept only once complete, and moved into place while still open: a move that fails leaves
     // it marked for deletion again.
-    const bool complete = !m_bFailed && WriteCentralDirectory() && Flush() && ::SetEndOfFile(m_hFile);
-    const bool placed = complete && KeepTemp(true) && (MoveIntoPlace() || (KeepTemp(false), false));
+    WriteCentralDirectory();
+    Flush();
+    const bool placed = !m_bFailed && ::SetEndOfFile(m_hFile) && KeepTemp(true) &&
+                        (MoveIntoPlace() || (KeepTemp(false), false));
     ::CloseHandle(m_hFile);
     m_hFile = INVALID_HANDLE_VALUE;
     return placed && !m_bLeftOut;
 }
 
-bool ZipWriter::Write(const void* data, size_t size)
+void ZipWriter::Write(const void* data, size_t size)
 {
     if (m_bFailed)
-        return false;
+        return;
     const unsigned char* bytes = static_cast<const unsigned char*>(data);
+    m_nOffset += size;
+    if (size < ChunkSize)
+    {
+        m_buffer.insert(m_buffer.end(), bytes, bytes + size);
+        if (m_buffer.size() >= ChunkSize)
+            Flush();
+        return;
+    }
     // A whole chunk, as stored data comes, goes out without a copy into the buffer.
-    if (size >= ChunkSize)
-    {
-        DWORD written = 0;
-        if (!Flush())
-            return false;
-        if (!::WriteFile(m_hFile, bytes, static_cast<DWORD>(size), &written, nullptr) || written != size)
-        {
-            m_bFailed = true;
-            return false;
-        }
-        m_nOffset += size;
-        return true;
-    }
-    while (size > 0)
-    {
-        const size_t room = ChunkSize - m_buffer.size();
-        const size_t n = std::min(room, size);
-        m_buffer.insert(m_buffer.end(), bytes, bytes + n);
-        bytes += n;
-        size -= n;
-        m_nOffset += n;
-        if (m_buffer.size() == ChunkSize && !Flush())
-            return false;
-    }
-    return true;
-}
-
-bool ZipWriter::Flush()
-{
-    if (m_bFailed)
-        return false;
-    if (m_buffer.empty())
-        return true;
-    DWORD written = 0;
-    if (!::WriteFile(m_hFile, m_buffer.data(), static_cast<DWORD>(m_buffer.size()), &written, nullptr) ||
-        written != m_buffer.size())
-    {
+    Flush();
+    DWORD written;
+    if (!m_bFailed && (!::WriteFile(m_hFile, bytes, static_cast<DWORD>(size), &written, nullptr) || written != size))
         m_bFailed = true;
-        return false;
-    }
-    m_buffer.clear();
-    return true;
 }
 
-bool ZipWriter::SeekTo(unsigned long long offset)
+void ZipWriter::Flush()
 {
-    if (!Flush())
-        return false;
+    DWORD written;
+    if (!m_bFailed && !m_buffer.empty() &&
+        (!::WriteFile(m_hFile, m_buffer.data(), static_cast<DWORD>(m_buffer.size()), &written, nullptr) ||
+         written != m_buffer.size()))
+        m_bFailed = true;
+    m_buffer.clear();
+}
+
+void ZipWriter::SeekTo(unsigned long long offset)
+{
+    Flush();
     LARGE_INTEGER to;
     to.QuadPart = static_cast<LONGLONG>(offset);
-    if (!::SetFilePointerEx(m_hFile, to, nullptr, FILE_BEGIN))
-    {
+    if (!m_bFailed && !::SetFilePointerEx(m_hFile, to, nullptr, FILE_BEGIN))
         m_bFailed = true;
-        return false;
-    }
     m_nOffset = offset;
-    return true;
 }

@@ -39,8 +39,8 @@ public:
     void AddTree(const std::wstring& dir, const std::wstring& prefix);
     // Adds a directory entry with the time and attributes of the directory at path.
     void AddDirectoryEntry(const std::wstring& path, const std::wstring& archiveName);
-    // Writes the central directory and moves the archive into place. True if the archive is in
-    // place and nothing was left out.
+    // Writes the central directory and moves the archive into place; for an open writer only. True
+    // if the archive is in place and nothing was left out.
     bool Finish();
 
 private:
@@ -69,20 +69,21 @@ private:
     bool KeepTemp(bool keep);
     // Renames the open temporary file to the output, replacing what is there.
     bool MoveIntoPlace();
-    bool WriteLocalHeader(const Entry& entry, bool zip64);
+    void WriteLocalHeader(const Entry& entry, bool zip64);
     // Deflates or stores the data, as its first block shrinks or not; false if the source could
     // not be read.
     bool Pack(HANDLE source, unsigned long long limit, Entry& entry);
     bool Store(HANDLE source, unsigned long long limit, Entry& entry);
-    bool PatchLocalHeader(const Entry& entry, bool zip64);
-    bool WriteCentralDirectory();
+    void PatchLocalHeader(const Entry& entry, bool zip64);
+    void WriteCentralDirectory();
 
     // The deflate stream, made once and reset for each entry; null if zlib has no memory.
     z_stream_s* Deflater();
 
-    bool Write(const void* data, size_t size);
-    bool Flush();
-    bool SeekTo(unsigned long long offset);
+    // These do nothing once the archive has failed, and a failure to write or seek makes it fail.
+    void Write(const void* data, size_t size);
+    void Flush();
+    void SeekTo(unsigned long long offset);
 
     HANDLE m_hFile;
     z_stream_s* m_pStream;

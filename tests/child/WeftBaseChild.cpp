@@ -141,18 +141,20 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
         text += "Line " + std::to_string(i) + ": the quick brown fox jumps over the lazy dog.\r\n";
     while (large.size() < (3u << 20))
         large += text;
-    // Past one read chunk, text is streamed through deflate, and a file whose first block is noise
-    // is stored whole; one whose first block just shrinks but whose whole grows is stored after all
-    // (its last read a single byte).
-    bool ok = WriteBytes(src + "plain.txt", text) && WriteBytes(src + "random.bin", NoiseBytes(65536)) &&
-              WriteBytes(src + "empty.txt", "") && WriteBytes(src + "short.txt", text.substr(0, 99)) &&
+    // One chunk exactly of text is deflated and of noise stored, in memory. Past one read chunk, text
+    // is streamed through deflate, and a file whose first few KiB are noise is stored whole; one whose
+    // first block just shrinks but whose whole grows is stored after all (its last read a single byte).
+    bool ok = WriteBytes(src + "plain.txt", large.substr(0, 1 << 20)) && WriteBytes(src + "x", "x") &&
+              WriteBytes(src + "random.bin", NoiseBytes(1 << 20)) && WriteBytes(src + "empty.txt", "") &&
+              WriteBytes(src + "short.txt", text.substr(0, 99)) && WriteBytes(other + "plain (2).txt", "2\r\n") &&
               WriteBytes(src + "with space\\name with spaces.txt", "spaces\r\n") &&
               WriteBytes(src + "sub\\deeper\\f.txt", text.substr(0, 1000)) &&
-              WriteBytes(other + "plain.txt", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
+              WriteBytes(other + "PLAIN.TXT", "the other plain.txt\r\n") && WriteBytes(src + "large text.txt", large) &&
               WriteBytes(src + "large noise.bin", NoiseBytes(3u << 20)) &&
-              WriteBytes(src + "noise head.bin", NoiseBytes(65536) + large) &&
+              WriteBytes(src + "noise head.bin", NoiseBytes(4096) + large.substr(0, 1 << 20)) &&
               WrittenAt(src + "old.txt", {1975, 1, 0, 1, 12, 0, 0, 0}) &&
-              WrittenAt(src + "late.txt", {2200, 1, 0, 1, 12, 0, 0, 0}) &&  // past the years an MS-DOS time holds
+              WrittenAt(src + "short.txt", {1980, 6, 0, 1, 12, 34, 57, 0}) &&  // the first year, an odd second
+              WrittenAt(src + "late.txt", {2108, 1, 0, 1, 12, 0, 0, 0}) &&  // past the years an MS-DOS time holds
               WriteBytes(other + "zero head.bin", std::string(4800, '\0') + NoiseBytes((24u << 20) - 4799));
     // A name outside any single code page, and a file deeper than the narrow calls reach.
     wchar_t full[MAX_PATH] = {};
@@ -172,7 +174,8 @@ WEFT_CHILD_COMMAND(ZipSamples, "zip-samples")
     };
     // The root in the archive comes out as "up/": no entry name leaves the folder it is unpacked in.
     report("tree.zip", DirUtils::CreateZipFile((dir + "tree.zip").c_str(), src.c_str(), "..\\C:\\.\\up//"));
-    const TextArray list = Texts({src + "plain.txt", src + "sub", other + "plain.txt", other + "zero head.bin",
+    const TextArray list = Texts({src + "plain.txt", src + "sub", other + "plain (2).txt", other + "PLAIN.TXT",
+                                  other + "zero head.bin", src + "x", src + "x", src + "empty dir", src + "empty dir",
                                   src + "with space\\name with spaces.txt", src + "sub\\deeper\\f.txt"});
     report("list.zip", FileUtils::CreateZipFile((dir + "list.zip").c_str(), list, src.c_str()));
     // More entries than the classic end record can count: the count goes into the ZIP64 record.

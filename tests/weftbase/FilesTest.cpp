@@ -204,9 +204,9 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
     }
 }
 
-// An unreadable item is left out: the archive of the rest replaces the output and the call answers
-// false. A call that writes no archive leaves the output and no temporary. The temporary goes with
-// its writer's process; a ZipThread job stopped short keeps and posts nothing.
+// An item unreadable or named past 64 KiB is left out: the archive of the rest replaces the output
+// and the call answers false. A call that writes no archive leaves the output and no temporary. The
+// temporary goes with its writer's process; a ZipThread job stopped short keeps and posts nothing.
 TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndAnArchiveCutShortLeavesNoTemporaryFile)
 {
     TempDir dir("zip");
@@ -215,12 +215,20 @@ TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndAnArchiveCutShortLeavesNoTempor
     ASSERT_NE(INVALID_HANDLE_VALUE, lock);
     const std::string output = dir / "out.zip";
     const TextArray items = Texts({dir / "missing.txt", dir / "locked.txt", dir / "good.txt"});
+    EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), dir.Path().c_str(), ""));
     EXPECT_FALSE(FileUtils::CreateZipFile(output.c_str(), items, ""));
     const std::string bytes = ReadBytes(output);
     EXPECT_TRUE(bytes.find("good.txt") != std::string::npos && bytes.find("locked.txt") == std::string::npos);
-    ASSERT_TRUE(CloseHandle(lock) && WriteBytes(output, "precious"));
-    EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), (dir / "no such dir").c_str(), ""));
-    EXPECT_EQ("precious", ReadBytes(output));
+    CloseHandle(lock);
+    EXPECT_FALSE(DirUtils::CreateZipFile(output.c_str(), dir.Path().c_str(), std::string(70000, 'r').c_str()));
+    EXPECT_TRUE(WriteBytes(output, "precious") &&
+                !DirUtils::CreateZipFile(output.c_str(), (dir / "no such dir").c_str(), "") &&
+                ReadBytes(output) == "precious");
+    EXPECT_TRUE(DirUtils::CreateZipFile(output.c_str(), dir.Path().c_str(), "") &&
+                ReadBytes(output).find("precious") == std::string::npos);  // not packed into itself
+    EXPECT_TRUE(CreateDirectoryA((dir / "taken").c_str(), nullptr) &&  // a folder in the output's place stays
+                !FileUtils::CreateZipFile((dir / "taken").c_str(), Texts({dir / "good.txt"}), "") &&
+                RemoveDirectoryA((dir / "taken").c_str()));
     const auto entries = [&dir] { return std::distance(std::filesystem::directory_iterator(dir.Path()), {}); };
     EXPECT_EQ(3, entries());  // no temporary file stays
     ASSERT_TRUE(CreateDirectoryA((dir / "src").c_str(), nullptr) &&

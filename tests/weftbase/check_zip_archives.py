@@ -88,15 +88,25 @@ def check_entry(archive, z, info, disk_path):
 
 
 def check_local_headers(archive, z):
-    """Each entry's local header says what its central entry says (sizes in the ZIP64 field)."""
+    """Each entry's local header says what its central entry says (sizes in the ZIP64 field). The local
+    header takes the ZIP64 form, and version 4.5, exactly when the sizes need it; the central entry is
+    made by 4.5 on MS-DOS, needs 4.5 when any of its values needs ZIP64 and 2.0 otherwise, and has disk
+    and internal attributes 0."""
     with open(archive, "rb") as f:
         for info in z.infolist():
             f.seek(info.header_offset)
             fields = struct.unpack("<IHHHHHIIIHH", f.read(30))
             name, extra = f.read(fields[9]), f.read(fields[10])
             sizes = fields[7:9]
-            if sizes == (0xFFFFFFFF, 0xFFFFFFFF) and extra[:2] == b"\x01\x00":
+            zip64 = sizes == (0xFFFFFFFF, 0xFFFFFFFF) and extra[:2] == b"\x01\x00"
+            if zip64:
                 sizes = struct.unpack("<QQ", extra[4:20])[::-1]
+            big = info.file_size >= 0xFFFFFFFF
+            wide = max(info.file_size, info.compress_size, info.header_offset) >= 0xFFFFFFFF
+            versions = (fields[1], zip64, info.create_system, info.create_version, info.extract_version,
+                        info.volume, info.internal_attr)
+            if versions != (45 if big else 20, big, 0, 45, 45 if wide else 20, 0, 0):
+                fail("%s: %s has versions, ZIP64 form, disk and attributes %r" % (archive, info.filename, versions))
             y, mo, d, h, mi, sec = info.date_time
             central = (0x04034B50, info.flag_bits, info.compress_type, (h << 11) | (mi << 5) | (sec // 2),
                        ((y - 1980) << 9) | (mo << 5) | d, info.CRC, info.compress_size, info.file_size,
@@ -111,6 +121,7 @@ def check_archive(archive, expected):
     """expected maps each archive name to its path on disk."""
     unzip_test(archive)
     try:
+        check_end(archive, False)
         with zipfile.ZipFile(archive) as z:
             check_local_headers(archive, z)
             names = [i.filename for i in z.infolist()]
@@ -146,7 +157,10 @@ def check(folder):
             "sub/deeper/": os.path.join(src, "sub", "deeper"),
             "sub/deeper/f.txt": os.path.join(src, "sub", "deeper", "f.txt"),
             "sub/deeper/f (2).txt": os.path.join(src, "sub", "deeper", "f.txt"),  # a base of one character
-            "plain (2).txt": os.path.join(folder, "other", "plain.txt"),
+            "plain (2).txt": os.path.join(folder, "other", "plain (2).txt"),  # a name free, then taken
+            "PLAIN (3).TXT": os.path.join(folder, "other", "PLAIN.TXT"),  # names differ in case only
+            "x": os.path.join(src, "x"), "x (2)": os.path.join(src, "x"),  # without an extension
+            "empty dir/": os.path.join(src, "empty dir"),  # listed twice, one entry
             "zero head.bin": os.path.join(folder, "other", "zero head.bin"),
             "with space/name with spaces.txt": os.path.join(src, "with space", "name with spaces.txt"),
         })
@@ -170,19 +184,21 @@ def check(folder):
         if sorted(i.filename for i in z.infolist() if i.file_size == 0) != sorted(
                 ["empty.txt"] + ["empty (%d).txt" % n for n in range(2, 65541)]):
             fail("many.zip: the entries are not 65,540 empty ones with the numbered names")
-    check_zip64_end(many)
+    check_end(many, True)
 
 
-def check_zip64_end(archive):
-    """The classic end record defers to a ZIP64 end record, found through its locator."""
+def check_end(archive, zip64):
+    """The end record names one disk and no comment. A ZIP64 end record (44 bytes after its size field),
+    found through its locator, is there exactly when the archive needs one, and then the classic record
+    defers to it."""
     with open(archive, "rb") as f:
-        f.seek(-22, os.SEEK_END)
-        eocd = f.read(22)
         f.seek(-22 - 20 - 56, os.SEEK_END)
-        zip64 = f.read(4)
-    if 0xFFFF not in struct.unpack("<HH", eocd[8:12]) and 0xFFFFFFFF not in struct.unpack("<II", eocd[12:20]) \
-            or zip64 != b"PK\x06\x06":
-        fail("%s: the end record does not defer to a ZIP64 end record" % archive)
+        tail = f.read()
+    record, locator, eocd = tail[:12], tail[56:60], struct.unpack("<IHHHHIIH", tail[76:])
+    defers = 0xFFFF in eocd[3:5] or 0xFFFFFFFF in eocd[5:7]
+    if eocd[0] != 0x06054B50 or eocd[1:3] != (0, 0) or eocd[7] != 0 or (locator == b"PK\x06\x07") != zip64 \
+            or zip64 and (record != b"PK\x06\x06" + struct.pack("<Q", 44) or not defers):
+        fail("%s: the end records are not as expected for ZIP64 %s" % (archive, zip64))
 
 
 def check_big(folder):
@@ -205,7 +221,7 @@ def check_big(folder):
         for name in ("noise.bin", "small.txt"):  # small.txt lies past 4 GiB of data
             if not same_bytes(z, z.getinfo(name), os.path.join(folder, name)):
                 fail("big.zip: %s differs from its file" % name)
-    check_zip64_end(archive)
+    check_end(archive, True)
     return 0
 
 
