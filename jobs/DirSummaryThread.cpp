@@ -35,9 +35,9 @@ bool IsUsableDir(const char* dir)
 
 DirSummaryThread::DirSummaryThread(const CString& dir, unsigned int msg, HWND wnd, unsigned __int64 wParam,
                                    __int64 lParam)
-    : m_bRestart(false), m_bGathering(false), m_nFractionDigits(LocaleUtils::GetNumberFractionalDigits()),
-      m_nMsg(msg), m_nFileCount(0), m_nDirBytes(0), m_hWnd(wnd), m_wParam(wParam), m_lParam(lParam),
-      m_pWorker(nullptr), m_pMutex(nullptr), m_evWork(false, false, nullptr, nullptr), m_strDir(dir)
+    : m_bGathering(false), m_nFractionDigits(LocaleUtils::GetNumberFractionalDigits()), m_nMsg(msg),
+      m_nFileCount(0), m_nDirBytes(0), m_hWnd(wnd), m_wParam(wParam), m_lParam(lParam), m_pWorker(nullptr),
+      m_pMutex(nullptr), m_strDir(dir)
 {
     if (!IsUsableDir(m_strDir))
     {
@@ -117,11 +117,12 @@ unsigned int DirSummaryThread::DirSummaryThreadFunc(void* self)
         return 0;
     ReadyThreadSupport::ServeRequests(ReadyThreadSupport::AwaitWorker(summary->m_pWorker),
                                       summary->m_evWork.GetHandle(),
-                                      [](void* p) { return static_cast<DirSummaryThread*>(p)->DoWork(); }, summary);
+                                      [](void* p) { static_cast<DirSummaryThread*>(p)->DoWork(); return true; },
+                                      summary);
     return 0;
 }
 
-bool DirSummaryThread::DoWork()
+void DirSummaryThread::DoWork()
 {
     for (;;)
     {
@@ -132,14 +133,13 @@ bool DirSummaryThread::DoWork()
             if (m_strDir.IsEmpty())
             {
                 m_bGathering = false;
-                return true;
+                return;
             }
             m_strRunDir = m_strDir;  // the run's own copy: SetDir may replace m_strDir meanwhile
         }
-        if (!DoAnalysis())
-            return false;
-        if (!LoadWhole(m_bRestart))
-            return true;
+        // After a stop the thread's next wait ends it.
+        if (!DoAnalysis() || !LoadWhole(m_bRestart))
+            return;
     }
 }
 
@@ -148,15 +148,13 @@ bool DirSummaryThread::MustLeave() const
     return ReadyThreadSupport::StopRequested(m_pWorker) || LoadWhole(m_bRestart);
 }
 
-int DirSummaryThread::Checkpoint()
+DirSummaryThread::Step DirSummaryThread::Checkpoint()
 {
     MTAutoLock hold(m_pMutex);
-    if (ReadyThreadSupport::StopRequested(m_pWorker) || LoadWhole(m_bRestart))
-    {
-        m_bGathering = false;
-        return ReadyThreadSupport::StopRequested(m_pWorker) ? 0 : -1;
-    }
-    return 1;
+    if (!MustLeave())
+        return Step::Go;
+    m_bGathering = false;
+    return ReadyThreadSupport::StopRequested(m_pWorker) ? Step::Stop : Step::GiveWay;
 }
 
 bool DirSummaryThread::DoAnalysis()
@@ -172,13 +170,13 @@ bool DirSummaryThread::DoAnalysis()
     StoreWhole(m_nFileCount, 0ULL);
     StoreWhole(m_nDirBytes, 0ULL);
     DoDirAnalysisImpl(m_strRunDir);
-    if (const int go = Checkpoint(); go <= 0)
-        return go < 0;
-    unsigned long long total = 0, free = 0;
-    double freePercent = 0;
+    if (const Step step = Checkpoint(); step != Step::Go)
+        return step == Step::GiveWay;
+    unsigned long long total, free;
+    double freePercent;
     VolumeUtils::GetDriveSpaceInfo(m_strRunDir, total, free, freePercent);
-    if (const int go = Checkpoint(); go <= 0)
-        return go < 0;
+    if (const Step step = Checkpoint(); step != Step::Go)
+        return step == Step::GiveWay;
 
     const CString driveTotal = NumberTextConv::ConvertBytesToString(total);
     const CString driveFree = NumberTextConv::ConvertBytesToString(free);

@@ -69,8 +69,8 @@ public:
 protected:
     // Back to no results, and gathering. The caller holds the mutex.
     void ResetResults();
-    // One wake of the thread: runs until no new request came during the run. False ends the thread.
-    bool DoWork();
+    // One wake of the thread: runs until no new request came during the run.
+    void DoWork();
     // One run; false means stopped.
     bool DoAnalysis();
     // The walk of one directory, path with its trailing backslash.
@@ -82,13 +82,14 @@ private:
     void WalkDir(const std::wstring& path);
     // A stop or a new request: the walk leaves.
     bool MustLeave() const;
-    // A checkpoint of a run: gives 1 to go on, 0 for a stop, -1 for a new request.
-    int Checkpoint();
+    // A checkpoint of a run: it goes on, or leaves for a stop or for a new request.
+    enum class Step { Go, Stop, GiveWay };
+    Step Checkpoint();
     CString PercentText(double value) const;
     // A copy of one of the texts, made under the mutex.
     CString Locked(const CString& text) const;
 
-    bool m_bRestart;
+    bool m_bRestart = false;
     bool m_bGathering;
     unsigned int m_nFractionDigits;
     unsigned int m_nMsg;

@@ -48,9 +48,8 @@ bool OpeningName(const WIN32_FIND_DATAW& entry, CString& name)
 }  // namespace
 
 FindFileThread::FindFileThread(unsigned int msg, HWND wnd, __int64 lParam, int entriesPerPause)
-    : m_bRecurse(true), m_bStopDirAtMatch(false), m_bMatchOption(true), m_bRestart(false), m_nEntriesSincePause(0),
-      m_nEntriesPerPause(entriesPerPause), m_nMsg(msg), m_hWnd(wnd), m_lParam(lParam), m_pWorker(nullptr),
-      m_pMutex(nullptr), m_evWork(false, false, nullptr, nullptr)
+    : m_nEntriesSincePause(0), m_nEntriesPerPause(entriesPerPause), m_nMsg(msg), m_hWnd(wnd), m_lParam(lParam),
+      m_pWorker(nullptr), m_pMutex(nullptr)
 {
     m_pMutex = new MTMutex(false, "wl_fft_mutex", nullptr);
     ReadyThreadSupport::StartWorker(m_pWorker, FindFileThreadFunc, this);
@@ -123,11 +122,11 @@ unsigned int FindFileThread::FindFileThreadFunc(void* self)
     if (finder == nullptr)
         return 0;
     ReadyThreadSupport::ServeRequests(ReadyThreadSupport::AwaitWorker(finder->m_pWorker), finder->m_evWork.GetHandle(),
-                                      [](void* p) { return static_cast<FindFileThread*>(p)->DoWork(); }, finder);
+                                      [](void* p) { static_cast<FindFileThread*>(p)->DoWork(); return true; }, finder);
     return 0;
 }
 
-bool FindFileThread::DoWork()
+void FindFileThread::DoWork()
 {
     for (;;)
     {
@@ -136,7 +135,7 @@ bool FindFileThread::DoWork()
             StoreFlag(m_bRestart, false);
             m_results.RemoveAll();
             if (m_strDir.IsEmpty())
-                return true;
+                return;
             // The search's own copy: DoFind may replace the request meanwhile.
             m_run.dir = m_strDir;
             m_run.matcher = FilePatternMatcher(m_specsA, m_specsB, m_bMatchOption);
@@ -145,18 +144,16 @@ bool FindFileThread::DoWork()
             m_run.stopDirAtMatch = m_bStopDirAtMatch;
             m_run.plainRoot = !StringUtils::IsSpace(m_run.dir[0]);
         }
-        if (m_pWorker == nullptr || m_pWorker->IsStopped())
-            return false;
-        if (!ThreadDoSearch())
-            return false;
-        if (!LoadFlag(m_bRestart))
-            return true;
+        // After a stop the thread's next wait ends it.
+        if (!ThreadDoSearch() || !LoadFlag(m_bRestart))
+            return;
     }
 }
 
 bool FindFileThread::ThreadDoSearch()
 {
-    if (!DirUtils::IsDir(m_run.dir, true) || !DirUtils::DoesDirExist(m_run.dir))
+    // DoFind checked the form; the directory may have gone since.
+    if (!DirUtils::DoesDirExist(m_run.dir))
         return true;
     ThreadDoSearchImpl(m_run.dir);
     MTAutoLock hold(m_pMutex);
@@ -262,7 +259,7 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
                 continue;
             CString sub = path + name;
             DirUtils::EnsureTrailingBackslash(sub);
-            bool skipped = false;
+            bool skipped;
             m_run.skipDirs.Find(sub, false, skipped);
             if (skipped)
                 continue;
@@ -278,7 +275,7 @@ void FindFileThread::SearchDir(const CString& path, const std::wstring& widePath
         // A file's path is trimmed. With no blank at the root's front or the name's end the trim
         // takes nothing: the name is matched as it is and the path joined for a match alone.
         CString full;
-        if (m_run.plainRoot && !name.IsEmpty() && !StringUtils::IsSpace(name[name.GetLength() - 1]))
+        if (m_run.plainRoot && !StringUtils::IsSpace(name[name.GetLength() - 1]))
         {
             if (!m_run.matcher.Matches(path, name, true))
                 continue;

@@ -67,8 +67,8 @@ public:
     CString GetFileAtIndex(unsigned __int64 index) const;
 
 protected:
-    // One wake of the thread; false ends it.
-    bool DoWork();
+    // One wake of the thread: searches until no new request came during the search.
+    void DoWork();
     // One search with its last message; false means stopped.
     bool ThreadDoSearch();
     // The scan of one directory, path with its trailing backslash.
@@ -90,10 +90,11 @@ private:
     bool NewRequestCame() const;
     bool MustLeave() const;
 
-    bool m_bRecurse;
-    bool m_bStopDirAtMatch;
-    bool m_bMatchOption;
-    bool m_bRestart;
+    // Written by DoFind, under the mutex, before any run reads them.
+    bool m_bRecurse = false;
+    bool m_bStopDirAtMatch = false;
+    bool m_bMatchOption = false;
+    bool m_bRestart = false;
     int m_nEntriesSincePause;
     int m_nEntriesPerPause;
     unsigned int m_nMsg;

@@ -20,14 +20,10 @@ const unsigned long LaunchLimitMs = 3000;
 // How long a stop waits for a terminated thread to be gone. A thread held in synchronous I/O
 // (a file on a dead network share) goes only when the I/O ends; it never runs our code again.
 const unsigned long TerminatedWaitMs = 100;
-// Who writes the error text: the launching thread with its outcome, or Stop with the time-out.
-constexpr long TextFree = 0;
-constexpr long TextByLaunch = 1;
-constexpr long TextByStop = 2;
 }  // namespace
 
 ShellExecuteThread::ShellExecuteThread(const CString& file, const CString& argument)
-    : m_pWorker(nullptr), m_strFile(file), m_nTextOwner(TextFree), m_bTerminated(false)
+    : m_pWorker(nullptr), m_strFile(file), m_nTextClaimed(0), m_bTerminated(false)
 {
     if (StringUtils::IsEffectivelyEmpty(file))
     {
@@ -66,7 +62,7 @@ void ShellExecuteThread::Stop(unsigned long timeout)
     // Termination is asynchronous; the wait for it is bounded, and the claim keeps the thread's
     // own text and the time-out text apart whether or not it is gone by then.
     ::WaitForSingleObject(m_pWorker->GetHandle(), TerminatedWaitMs);
-    if (::InterlockedCompareExchange(&m_nTextOwner, TextByStop, TextFree) == TextFree)
+    if (::InterlockedExchange(&m_nTextClaimed, 1) == 0)
         m_strErrorMsg = StringUtils::DecryptText(CodedTexts::ShellTimeoutLeadText) + m_strFile;
 }
 
@@ -98,6 +94,6 @@ void ShellExecuteThread::DoWork()
     CString error;
     ExeUtils::ShellLaunchApp(m_strFile, m_strDir, m_strArgument, true, ExeUtils::Default, SW_SHOWNORMAL, error,
                              nullptr);
-    if (::InterlockedCompareExchange(&m_nTextOwner, TextByLaunch, TextFree) == TextFree)
+    if (::InterlockedExchange(&m_nTextClaimed, 1) == 0)
         m_strErrorMsg = error;
 }

@@ -53,7 +53,7 @@ private:
     CString m_strArgument;
     CString m_strDir;
     CString m_strErrorMsg;
-    // Which side writes m_strErrorMsg, claimed once by an interlocked exchange.
-    volatile long m_nTextOwner;
+    // Set by the side that writes m_strErrorMsg, claimed once by an interlocked exchange.
+    volatile long m_nTextClaimed;
     bool m_bTerminated;
 };

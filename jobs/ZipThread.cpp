@@ -8,7 +8,7 @@
 const unsigned int ZipThread::MSG_ZIPTHREAD_DONE = ::RegisterWindowMessageA("5F2D9B0E-3A42-46f4-9B58-DACF5E5CA5A0");
 
 ZipThread::ZipThread()
-    : m_bIsDir(false), m_bZipResult(false), m_nWParam(0), m_lParam(0), m_hWnd(nullptr), m_pWorker(nullptr)
+    : m_bIsDir(false), m_bZipResult(false), m_hWnd(nullptr), m_pWorker(nullptr)
 {
 }
 

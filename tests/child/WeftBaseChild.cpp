@@ -26,11 +26,13 @@ std::string FreshDir(const std::vector<std::string>& args)
     return DirUtils::CreateDirectoryPath(dir.c_str()) ? dir : std::string();
 }
 
-// A ZipThread job's outcome (1 or 0) if it posted its end with wParam -7 sign-extended and lParam 2^40, else -1.
+// A ZipThread job's outcome (1 or 0) if it posted its end with wParam -7 sign-extended and lParam 2^40 (and told
+// no kind of job before Start), else -1.
 int ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, const TextArray& files)
 {
     HWND wnd = CreateWindowExA(0, "STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     ZipThread zip;
+    const bool unset = !zip.GetIsDir();
     zip.Start(isDir, out.c_str(), dir.c_str(), "", files, -7, wnd, 1ll << 40);
     zip.Stop(60000);
     MSG m = {};
@@ -38,7 +40,7 @@ int ZipThreadJob(bool isDir, const std::string& out, const std::string& dir, con
         MsgWaitForMultipleObjects(0, nullptr, FALSE, 600, QS_POSTMESSAGE);
     DestroyWindow(wnd);
     const bool told = m.message == ZipThread::MSG_ZIPTHREAD_DONE && m.wParam == WPARAM(-7) && m.lParam == 1ll << 40;
-    return told ? zip.GetZipResult() : -1;
+    return told && unset ? zip.GetZipResult() : -1;
 }
 
 // The utility library's ReadFile in a child that ends itself part-way: the first read past 2 MiB of a
