@@ -6,8 +6,13 @@ namespace
 constexpr long long FileTimeFirstDay = 584389;
 constexpr unsigned long long TicksPerSecond = 10000000ull;
 
+struct CivilDate
+{
+    int year, month, day;
+};
+
 // Civil date of a day number (day 1 = 0001-01-01), by whole 400-year cycles of 146097 days.
-void CivilFromDay(int day, int& year, int& month, int& dayOfMonth)
+CivilDate CivilFromDay(int day)
 {
     // Days since 0000-03-01, so that the leap day falls at the end of the counted year.
     long long z = static_cast<long long>(day) + 305;
@@ -16,9 +21,9 @@ void CivilFromDay(int day, int& year, int& month, int& dayOfMonth)
     const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
     const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
     const long long mp = (5 * doy + 2) / 153;
-    dayOfMonth = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-    month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-    year = static_cast<int>(yoe + era * 400 + (month <= 2 ? 1 : 0));
+    const int month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+    return {static_cast<int>(yoe + era * 400 + (month <= 2 ? 1 : 0)), month,
+            static_cast<int>(doy - (153 * mp + 2) / 5 + 1)};
 }
 }  // namespace
 
@@ -80,21 +85,8 @@ CString DateTime::Format() const
     CString text;
     if (!IsValid())
         return text;
-    int year = 0, month = 0, day = 0;
-    CivilFromDay(m_nDay, year, month, day);
+    const auto [year, month, day] = CivilFromDay(m_nDay);
     text.Format("%04d-%02d-%02d %02d:%02d:%02d", year, month, day, m_nSecond / 3600, m_nSecond / 60 % 60,
                 m_nSecond % 60);
     return text;
-}
-
-std::strong_ordering DateTime::operator<=>(const DateTime& other) const
-{
-    if (const auto order = m_nDay <=> other.m_nDay; order != 0)
-        return order;
-    return m_nSecond <=> other.m_nSecond;
-}
-
-bool DateTime::operator==(const DateTime& other) const
-{
-    return m_nDay == other.m_nDay && m_nSecond == other.m_nSecond;
 }

@@ -43,8 +43,9 @@ public:
     // "YYYY-MM-DD hh:mm:ss" (UTC), or the empty text when unset.
     CString Format() const;
 
-    std::strong_ordering operator<=>(const DateTime& other) const;
-    bool operator==(const DateTime& other) const;
+    // By day, then second: the order of the members.
+    std::strong_ordering operator<=>(const DateTime& other) const = default;
+    bool operator==(const DateTime& other) const = default;
 
     int m_nDay;
     int m_nSecond;

@@ -289,7 +289,7 @@ CString DirUtils::ParseParentDir(const char* path)
     if (parent.GetLength() >= 2 && PathText::IsSeparator(parent[0]) && PathText::IsSeparator(parent[1]))
     {
         const int next = PathText::FindChar(parent, "\\/", 2);
-        if (next < 0 || next == parent.GetLength() - 1)
+        if (next == -1 || next == parent.GetLength() - 1)
             return CString();
     }
     return parent;

@@ -57,7 +57,7 @@ bool FileUtils::DeleteFileA(const char* path, CString& error, bool force, bool r
     }
     // Up to about a second of retries, for a file held open for a moment by another program.
     const int attempts = retry ? 20 : 1;
-    DWORD code = 0;
+    DWORD code;
     for (int i = 0; i < attempts; ++i)
     {
         if (::DeleteFileA(path))

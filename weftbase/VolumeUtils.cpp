@@ -51,11 +51,11 @@ CString VolumeUtils::GetVolumeRoot(const char* path)
         CString root(text[0]);
         return root + ":\\";
     }
-    char root[MAX_PATH + 1] = {};
-    if (!::GetVolumePathNameA(path, root, MAX_PATH))
+    char root[MAX_PATH] = {};
+    if (!::GetVolumePathNameA(path, root, ARRAYSIZE(root)))
         return CString();
     CString result(root);
-    if (!result.IsEmpty() && !PathText::EndsWithSeparator(result))
+    if (!PathText::EndsWithSeparator(result))
         result += '\\';
     return result;
 }
@@ -66,8 +66,8 @@ CString VolumeUtils::GetVolumeName(const char* drive)
     if (root.IsEmpty())
         return CString();
     QuietErrors quiet;
-    char label[MAX_PATH + 1] = {};
-    if (!::GetVolumeInformationA(root, label, MAX_PATH, nullptr, nullptr, nullptr, nullptr, 0))
+    char label[MAX_PATH] = {};
+    if (!::GetVolumeInformationA(root, label, ARRAYSIZE(label), nullptr, nullptr, nullptr, nullptr, 0))
         return CString();
     return CString(label);
 }
@@ -76,8 +76,8 @@ CString VolumeUtils::GetVolumeGUID(const char* drive)
 {
     const CString root = GetVolumeRoot(drive);
     QuietErrors quiet;
-    char guid[MAX_PATH + 1] = {};
-    if (!root.IsEmpty() && ::GetVolumeNameForVolumeMountPointA(root, guid, MAX_PATH))
+    char guid[MAX_PATH] = {};
+    if (!root.IsEmpty() && ::GetVolumeNameForVolumeMountPointA(root, guid, ARRAYSIZE(guid)))
         return CString(guid);
     // No volume GUID (a substituted or network drive, an empty removable one): the drive and
     // the device it stands for, "S:\|\??\C:\data", so each such drive has a text of its own.
