@@ -53,21 +53,20 @@ TEST(DirUtilsTest, PathPartsFollowTheirForms)
         {"C:x.tar.GZ", "C:", "C:", "x.tar.GZ", "x.tar", "GZ", "C:x.tar.GZ\\"},
         {"C:\\a.d\\b", "C:\\a.d\\", "C:\\a.d\\", "b", "b", "", "C:\\a.d\\b\\"},
         {"C:\\", "", "C:\\", "", "", "", "C:\\"}, {"\\", "", "\\", "", "", "", "\\"},
-        {"", "", "", "", "", "", ""},
-    };
+        {"\\.a", "\\", "\\", ".a", "", "a", "\\.a\\"}, {"a\\b", "a\\", "a\\", "b", "b", "", "a\\b\\"},
+        {"\\\\srv", "", "\\\\", "srv", "srv", "", "\\\\srv\\"}, {"", "", "", "", "", "", ""}};
     for (const auto& c : cases)
     {
-        CString withBackslash(c[0]);
-        DirUtils::EnsureTrailingBackslash(withBackslash);
         const std::array<CString, 6> got = {DirUtils::ParseParentDir(c[0]), DirUtils::ParsePathFromFile(c[0]),
                                             FileUtils::ParseFileNameFromPath(c[0], true),
                                             FileUtils::ParseFileNameFromPath(c[0], false), FileUtils::GetFileExt(c[0]),
-                                            withBackslash};
+                                            [&] { CString s(c[0]); DirUtils::EnsureTrailingBackslash(s); return s; }()};
         for (size_t i = 0; i < got.size(); ++i)
             EXPECT_EQ(CString(c[i + 1]), got[i]) << c[0] << " part " << i;
     }
-    EXPECT_TRUE(DirUtils::IsDir(std::string(259, 'a').c_str(), true) && !DirUtils::IsDir("C:\\a|b", true));
-    EXPECT_FALSE(DirUtils::IsDir(std::string(260, 'a').c_str(), true));
+    EXPECT_TRUE(DirUtils::IsDir(std::string(259, 'a').c_str(), true) && !DirUtils::IsDir("C:\\a|b", true) &&
+                !DirUtils::IsDir(" ", true) && !DirUtils::IsDir("C:\\a:b", true));
+    EXPECT_FALSE(DirUtils::IsDir(std::string(260, 'a').c_str(), true) || DirUtils::CreateDirectoryPath("C:\\a|b"));
 }
 
 // Roots, local or shared, are refused whatever their form; with the stop set, a deletion takes nothing; the
@@ -87,6 +86,8 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
         EXPECT_EQ(CString(root) + ": " + denied,
                   DirUtils::DeleteDirectory(root, DirUtils::DeleteContentsOnly, stop.GetHandle(), nullptr, nullptr))
             << root;
+    for (const char* path : {"C:\\no such dir", "\\\\srv\\share\\dir"})  // no roots: refused for what they are
+        EXPECT_EQ(-1, DirUtils::DeleteDirectory(path, 0, nullptr, nullptr, nullptr).Find(denied)) << path;
     TempDir dir("du");
     unsigned long long files = 9, dirs = 0;
     ASSERT_TRUE(WriteBytes(dir / "kept.txt", ""));
@@ -97,11 +98,12 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
                     .IsEmpty() &&
                 files == 1 && !Exists(dir / "kept.txt") && DirUtils::DoesDirExist(dir.Path().c_str()));
     const std::string root = dir / "tree\\";
-    for (const char* folder : {"x\\y\\", "empty\\", "x\\"})  // the last one there already
+    for (const char* folder : {"x\\y\\.", "empty\\", "x\\"})  // the last one there already
         ASSERT_TRUE(DirUtils::CreateDirectoryPath((root + folder).c_str()));
     for (const char* file : {"top.txt", "x\\mid.txt", "x\\y\\leaf.txt", "x\\y\\kept.txt"})
         ASSERT_TRUE(WriteBytes(root + file, "x"));
     ASSERT_TRUE(WrittenAt(root + "top.txt", {2001, 2, 0, 3, 4, 5, 6, 0}));
+    EXPECT_FALSE(DirUtils::CreateDirectoryPath((root + "top.txt\\a").c_str()));
     const std::tuple<std::string, bool, bool, unsigned long long> cases[] = {
         {root + "top.txt", true, false, 1}, {root, true, true, 0}, {root + "none", false, false, 0},
         {"", false, false, 0}};
@@ -125,13 +127,16 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
     const CString error = DirUtils::DeleteDirectory((dir / "tree").c_str(), DirUtils::DeleteSafe, 0, &files, &dirs);
     EXPECT_TRUE(error.Find("x\\y\\kept.txt") >= 0 && files == 5 && dirs == 6) << error.GetString() << files << dirs;
     EXPECT_TRUE(Exists(root + "x\\y\\kept.txt") && !Exists(root + "top.txt") && !Exists(root + "long"));
-    const std::string tree = dir / "j\\";
-    ASSERT_TRUE(DirUtils::CreateDirectoryPath((tree + "turned").c_str()) && WriteBytes(tree + "turned\\kept.txt", ""));
+    const std::string tree = dir / "j\\", in = tree + "in";  // both hidden, and so left by the failed deletion
+    ASSERT_TRUE(DirUtils::CreateDirectoryPath((in + "\\turned").c_str()) && WriteBytes(in + "\\turned\\kept.txt", ""));
+    ASSERT_TRUE(SetFileAttributesA(tree.c_str(), FILE_ATTRIBUTE_HIDDEN) &&
+                SetFileAttributesA(in.c_str(), FILE_ATTRIBUTE_HIDDEN));
     ASSERT_TRUE(StandIn("GetFileInformationByHandle", &InfoOfTurnedJunction));
     const CString turned = DirUtils::DeleteDirectory(tree.c_str(), 0, nullptr, nullptr, nullptr);
     StandIn("GetFileInformationByHandle", &InfoOfTurnedJunction, false);
-    EXPECT_EQ(CString((tree + "turned: ").c_str()) + SystemUtils::GetLastError(ERROR_DIR_NOT_EMPTY), turned);
-    EXPECT_TRUE(Exists(tree + "turned\\kept.txt"));
+    EXPECT_EQ(CString((in + "\\turned: ").c_str()) + SystemUtils::GetLastError(ERROR_DIR_NOT_EMPTY), turned);
+    EXPECT_TRUE(Exists(in + "\\turned\\kept.txt") &&
+                (GetFileAttributesA(tree.c_str()) & GetFileAttributesA(in.c_str()) & FILE_ATTRIBUTE_HIDDEN));
     // A tree of 250 levels is packed and deleted with 64 KB of stack, which a walk of one call per level
     // overflows past 260 bytes a level (the recursive walks took 800); deeper ones cost Wine too much time.
     const std::string deepTree = dir / "deep";
@@ -158,7 +163,7 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
     EXPECT_TRUE(ReadBytes(deepTree + ".zip").find(deepest) != std::string::npos && !Exists(deepTree));
 }
 
-// A forced delete that fails puts the attributes back; with retry, a held file goes once let go.
+// A failed forced delete puts the attributes back; retries wait out a holder, not a missing file; "" is refused.
 TEST(FileUtilsTest, DeleteForcedKeepsTheAttributesOnFailureAndRetriesAHeldFile)
 {
     TempDir dir("fu");
@@ -169,13 +174,16 @@ TEST(FileUtilsTest, DeleteForcedKeepsTheAttributesOnFailureAndRetriesAHeldFile)
     g_hHolder = CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                             nullptr);
     ASSERT_NE(INVALID_HANDLE_VALUE, g_hHolder);
-    EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, true, false));
-    EXPECT_EQ(kept, GetFileAttributesA(file.c_str()) & kept);
     ASSERT_TRUE(StandIn("DeleteFileA", &DeleteHeldTill20));
+    EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, true, false));
+    EXPECT_TRUE(kept == (GetFileAttributesA(file.c_str()) & kept) && std::exchange(g_nAttempts, 0) == 1);
     EXPECT_TRUE(FileUtils::DeleteFileA(file.c_str(), error, true, true)) << error.GetString();
-    StandIn("DeleteFileA", &DeleteHeldTill20, false);
-    EXPECT_TRUE(g_nAttempts == 20 && g_lastGapMs >= 40 && !Exists(file))
+    EXPECT_TRUE(g_nAttempts == 20 && g_lastGapMs >= 40)
         << g_nAttempts << " attempts, the last " << g_lastGapMs << " ms after the one before";
+    EXPECT_FALSE(FileUtils::DeleteFileA(file.c_str(), error, false, true) || g_nAttempts != 21);  // gone: one try
+    StandIn("DeleteFileA", &DeleteHeldTill20, false);
+    EXPECT_FALSE(Exists(file) || FileUtils::DeleteFileA("", error, false, false));
+    EXPECT_EQ(SystemUtils::GetLastError(ERROR_INVALID_PARAMETER), error);
 }
 
 // Wildcards fold case when asked (also beyond ASCII) and take '/' for '\'; lists include, then exclude.
@@ -184,8 +192,8 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
     const std::tuple<const char*, const char*, bool, bool> wildcards[] = {
         {"abc", "ABC", false, false}, {"abc", "ABC", true, true},   {"ac", "a?c", false, false},
         {"abxbc", "a*bc", false, true}, {"x\\y/z", "x/y\\z", false, true}, {"\xe9t\xe9", "\xc9T?", true, true},
-        {"\xe9t\xe9", "\xc9T?", false, false}, {"abc", "abc**", false, true},
-    };
+        {"\xe9t\xe9", "\xc9T?", false, false}, {"abc", "abc**", false, true}, {"ab", "a*b", false, true},
+        {"a.h", "*c", false, false}, {"\xe9", "\xc9", true, true}, {"a\xe9", "A\xc9", true, true}};
     for (const auto& [text, pattern, ignoreCase, match] : wildcards)
         EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
     EXPECT_FALSE(FileUtils::MatchWildcard(nullptr, "*", false) || FileUtils::MatchWildcard("", nullptr, false));
@@ -237,4 +245,6 @@ TEST(ZipArchiveTest, AnUnreadableItemIsLeftOutAndAnArchiveCutShortLeavesNoTempor
     EXPECT_EQ(0, ChildProcess({"zip-stopped", dir / "stopped.zip", dir / "src"}).WaitExit(MustHappenMs()));
     EXPECT_TRUE(WaitUntil([&] { return entries() == 4; }, MustHappenMs()));  // with src
     EXPECT_TRUE(DirUtils::CreateZipFile((dir / "src\\.\\self.zip").c_str(), (dir / "src").c_str(), ""));
+    EXPECT_FALSE(DirUtils::CreateZipFile((dir / "none\\o.zip").c_str(), dir.Path().c_str(), "") ||
+                 FileUtils::CreateZipFile((dir / "none\\o.zip").c_str(), items, ""));  // no folder for the output
 }

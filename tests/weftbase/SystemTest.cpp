@@ -198,6 +198,11 @@ TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
     EXPECT_EQ(0, VolumeUtils::GetVolumeGUID("C:\\").Find("\\\\?\\Volume{"));
     for (const auto& [path, root] : {std::pair{"C:\\windows\\x.txt", "C:\\"}, {"c", "c:\\"}, {"C:", "C:\\"}, {"", ""}})
         EXPECT_EQ(CString(root), VolumeUtils::GetVolumeRoot(path)) << path;
+    EXPECT_EQ(VolumeUtils::GetVolumeRoot("."), VolumeUtils::GetVolumeRoot("x\\y"));  // relative: no letter
+    unsigned long long total = 0, space = 0;
+    double percent = 0;  // C: has room; a free letter has none
+    EXPECT_TRUE(VolumeUtils::GetDriveSpaceInfo("C:\\windows", total, space, percent) && space <= total && percent > 0 &&
+                percent <= 100);
     TextArray drives;
     EXPECT_TRUE(VolumeUtils::GetDriveLetters(drives) && Join(drives).find("C:\\|") != std::string::npos)
         << Join(drives);
@@ -209,12 +214,14 @@ TEST(VolumeUtilsTest, EachDriveHasItsOwnVolumeGuidOrText)
         GTEST_SKIP() << "fewer than two drive letters are free";
     const char first[3] = {free[0], ':', 0}, second[3] = {free[1], ':', 0};
     EXPECT_EQ(CString(), VolumeUtils::GetVolumeGUID(first));
+    EXPECT_FALSE(VolumeUtils::GetDriveSpaceInfo(first, total, space, percent) || total || space || percent);
     TempDir dir("vol");
     ASSERT_TRUE(DefineDosDeviceA(0, first, dir.Path().c_str()));
-    EXPECT_TRUE(DefineDosDeviceA(0, second, "C:\\windows"));
+    const std::string target = "C:\\windows\\" + std::string(300, 'x');  // a target past MAX_PATH
+    EXPECT_TRUE(DefineDosDeviceA(0, second, target.c_str()));
     const CString firstText = VolumeUtils::GetVolumeGUID(first), secondText = VolumeUtils::GetVolumeGUID(second);
     DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, first, dir.Path().c_str());
-    DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, second, "C:\\windows");
+    DefineDosDeviceA(DDD_REMOVE_DEFINITION | DDD_EXACT_MATCH_ON_REMOVE, second, target.c_str());
     EXPECT_TRUE(firstText[0] == first[0] && secondText[0] == second[0] && firstText != secondText)
         << firstText.GetString() << secondText;
 }

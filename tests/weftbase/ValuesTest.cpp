@@ -12,23 +12,24 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
         {{1601, 1, 0, 1, 0, 0, 1, 0}, 584389, 1, "1601-01-01 00:00:01"},
         {{1970, 1, 0, 1, 0, 0, 0, 0}, 719163, 0, "1970-01-01 00:00:00"},
         {{2000, 2, 0, 29, 12, 34, 56, 999}, 730179, 45296, "2000-02-29 12:34:56"},
+        {{2000, 1, 0, 31, 0, 0, 0, 0}, 730150, 0, "2000-01-31 00:00:00"},
+        {{1601, 1, 0, 1, 0, 0, 0, 0}, 0, -1, ""}, {{2000, 3, 0, 1, 0, 0, 0, 0}, 730180, 0, "2000-03-01 00:00:00"},
+        {{10000, 1, 0, 1, 0, 0, 0, 0}, 0, -1, ""}, {{1900, 3, 0, 1, 0, 0, 0, 0}, 693655, 0, "1900-03-01 00:00:00"},
         {{9999, 12, 0, 31, 23, 59, 59, 0}, 3652059, 86399, "9999-12-31 23:59:59"},
-        {{10000, 1, 0, 1, 0, 0, 0, 0}, 0, -1, ""},
     };
     for (const auto& [st, day, second, text] : cases)
     {
-        FILETIME ft = {};
+        FILETIME ft = {}, back = {7, 7};  // back: the file time again, cut to the second; untouched when unset
         SystemTimeToFileTime(&st, &ft);
         DateTime d;
         d.Set(ft);
         EXPECT_EQ(std::make_tuple(day, second, CString(text)), std::make_tuple(d.m_nDay, d.m_nSecond, d.Format()));
-        FILETIME back = {7, 7};  // the file time again, cut to the second; untouched when unset
         const ULONGLONG ticks = (ULONGLONG(ft.dwHighDateTime) << 32 | ft.dwLowDateTime) / 10000000 * 10000000;
-        EXPECT_EQ(day ? ticks : 0x700000007ull,
-                  (d.GetFileTime(back), ULONGLONG(back.dwHighDateTime) << 32 | back.dwLowDateTime));
+        EXPECT_EQ(day != 0, d.GetFileTime(back));
+        EXPECT_EQ(day ? ticks : 0x700000007ull, ULONGLONG(back.dwHighDateTime) << 32 | back.dwLowDateTime);
     }
-    for (const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
-        EXPECT_FALSE(bad.IsValid()) << bad.m_nDay << " " << bad.m_nSecond;
+    for (FILETIME ft; const DateTime& bad : {DateTime(3652060, 0), DateTime(1, 86400), DateTime(1, -1), DateTime(0, 0)})
+        EXPECT_FALSE(bad.IsValid() || bad.GetFileTime(ft)) << bad.m_nDay << " " << bad.m_nSecond;
     EXPECT_TRUE(DateTime() == DateTime(0, -1)) << "an unset time is not the one an unset file time gives";
 }
 
