@@ -45,8 +45,7 @@ protected:
         EXPECT_EQ(LaterInstanceExit, Start(args, false).process->WaitExit(MustHappenMs()));
     }
 
-    // Ends a first instance, whose destructor waits for the monitor.
-    void Quit(const First& first)
+    void Quit(const First& first)  // Ends a first instance, whose destructor waits for the monitor.
     {
         EXPECT_TRUE(PostThreadMessageA(first.thread, OrderQuit, 0, 0));
         EXPECT_EQ(FirstInstanceExit, first.process->WaitExit(MustHappenMs()));

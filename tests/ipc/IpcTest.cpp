@@ -24,8 +24,7 @@ struct Text
 };
 constexpr unsigned long Size = sizeof(Text);
 
-// Gets one message with time-out 0 and gives its text, or "<none>".
-std::string Take(MTMailbox& box)
+std::string Take(MTMailbox& box)  // Gets one message with time-out 0 and gives its text, or "<none>".
 {
     Text t;
     return box.Get(&t, 0) ? std::string(t.text) : std::string("<none>");

@@ -191,8 +191,6 @@ TEST(DirSummaryThreadTest, TotalsOfATreeInEachRunAndACancel)
     DWORD none = 0;  // sparse where the file system allows: only its size counts
     DeviceIoControl(file, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &none, nullptr);
     EXPECT_TRUE(SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && SetEndOfFile(file) && CloseHandle(file));
-    EXPECT_EQ(ULONGLONG(size.QuadPart), [&](ULONGLONG got, DateTime at) {  // the file's own size, past 4 GiB
-        return FileUtils::GetFileInfoCore((r + "big\\b").c_str(), got, at) ? got : 0; }(0, {}));
     for (size_t length : {258, 259})  // the plain path bounds the walk: a folder of 259 characters is left out
     {
         const std::string folder = r + "big\\" + std::string(length - r.size() - 5, 'n');

@@ -13,8 +13,7 @@
 
 namespace
 {
-// The framework links of a module, counted in the chain of extension modules.
-int LinksOf(HMODULE module)
+int LinksOf(HMODULE module)  // The framework links of a module, counted in the chain of extension modules.
 {
     AFX_MODULE_STATE* state = AfxGetModuleState();
     EnterCriticalSection(&state->m_lockLibraries);

@@ -20,10 +20,7 @@ MessageWindow::MessageWindow(Handler handler)
     }();
     HANDLE evReady = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (registered && m_evQuit != nullptr && evReady != nullptr)
-    {
-        m_pump = std::thread([this, evReady] { Pump(evReady); });
-        WaitForSingleObject(evReady, INFINITE);
-    }
+        m_pump = std::thread([this, evReady] { Pump(evReady); }), WaitForSingleObject(evReady, INFINITE);
     if (evReady != nullptr)
         CloseHandle(evReady);
 }
@@ -31,10 +28,7 @@ MessageWindow::MessageWindow(Handler handler)
 MessageWindow::~MessageWindow()
 {
     if (m_pump.joinable())
-    {
-        SetEvent(m_evQuit);
-        m_pump.join();
-    }
+        SetEvent(m_evQuit), m_pump.join();
     if (m_evQuit != nullptr)
         CloseHandle(m_evQuit);
 }
@@ -65,10 +59,8 @@ void MessageWindow::Pump(HANDLE evReady)
 LRESULT CALLBACK MessageWindow::WindowProc(HWND wnd, UINT msg, WPARAM wParam, LPARAM lParam)
 {
     if (msg == WM_NCCREATE)
-    {
-        auto* create = reinterpret_cast<CREATESTRUCTA*>(lParam);
-        SetWindowLongPtrA(wnd, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(create->lpCreateParams));
-    }
+        SetWindowLongPtrA(wnd, GWLP_USERDATA,
+                          reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTA*>(lParam)->lpCreateParams));
     auto* self = reinterpret_cast<MessageWindow*>(GetWindowLongPtrA(wnd, GWLP_USERDATA));
     if (self != nullptr && (msg == WM_NULL || msg >= WM_USER))
     {

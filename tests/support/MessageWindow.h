@@ -16,8 +16,7 @@ class MessageWindow
 public:
     using Handler = std::function<void(UINT msg, WPARAM wParam, LPARAM lParam)>;
 
-    // Returns once the window exists, or could not be created.
-    explicit MessageWindow(Handler handler);
+    explicit MessageWindow(Handler handler);  // Returns once the window exists, or could not be created.
     ~MessageWindow();
     MessageWindow(const MessageWindow&) = delete;
     MessageWindow& operator=(const MessageWindow&) = delete;

@@ -55,8 +55,7 @@ bool StandIn(const char* function, Function* standIn, bool on = true, const char
     return false;
 }
 
-// The folder of the running program, with a trailing backslash.
-std::string ExeDir();
+std::string ExeDir();  // The folder of the running program, with a trailing backslash.
 
 // A child running weft_testchild.exe with a command and its arguments; ended at destruction if still running.
 class ChildProcess
@@ -70,8 +69,7 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     HANDLE Handle() const { return m_process; }
-    // Waits for the end; gives the exit code, or -1 if it did not end in time.
-    long WaitExit(DWORD timeoutMs);
+    long WaitExit(DWORD timeoutMs);  // Waits for the end; gives the exit code, or -1 if it did not end in time.
     void Kill();
 
 private:
@@ -84,7 +82,6 @@ struct ChildGroup : std::deque<ChildProcess>
     ChildProcess& Start(const std::vector<std::string>& args) { return emplace_back(args); }
     // Waits until every child has ended, within one time limit for all; false if one did not start or end.
     bool WaitAll(DWORD timeoutMs);
-    // Exit codes in the order of starting; -1 for a child still running.
-    std::vector<long> ExitCodes();
+    std::vector<long> ExitCodes();  // Exit codes in the order of starting; -1 for a child still running.
 };
 }  // namespace weft::test
