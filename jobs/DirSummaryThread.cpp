@@ -117,12 +117,12 @@ unsigned int DirSummaryThread::DirSummaryThreadFunc(void* self)
         return 0;
     ReadyThreadSupport::ServeRequests(ReadyThreadSupport::AwaitWorker(summary->m_pWorker),
                                       summary->m_evWork.GetHandle(),
-                                      [](void* p) { static_cast<DirSummaryThread*>(p)->DoWork(); return true; },
+                                      [](void* p) { return static_cast<DirSummaryThread*>(p)->DoWork(); },
                                       summary);
     return 0;
 }
 
-void DirSummaryThread::DoWork()
+bool DirSummaryThread::DoWork()
 {
     for (;;)
     {
@@ -133,13 +133,14 @@ void DirSummaryThread::DoWork()
             if (m_strDir.IsEmpty())
             {
                 m_bGathering = false;
-                return;
+                return true;
             }
             m_strRunDir = m_strDir;  // the run's own copy: SetDir may replace m_strDir meanwhile
         }
-        // After a stop the thread's next wait ends it.
-        if (!DoAnalysis() || !LoadWhole(m_bRestart))
-            return;
+        if (!DoAnalysis())
+            return false;
+        if (!LoadWhole(m_bRestart))
+            return true;
     }
 }
 

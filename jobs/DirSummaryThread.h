@@ -69,8 +69,9 @@ public:
 protected:
     // Back to no results, and gathering. The caller holds the mutex.
     void ResetResults();
-    // One wake of the thread: runs until no new request came during the run.
-    void DoWork();
+    // One wake of the thread: runs until no new request came during the run. False when stopped,
+    // which ends the thread.
+    bool DoWork();
     // One run; false means stopped.
     bool DoAnalysis();
     // The walk of one directory, path with its trailing backslash.

@@ -122,11 +122,11 @@ unsigned int FindFileThread::FindFileThreadFunc(void* self)
     if (finder == nullptr)
         return 0;
     ReadyThreadSupport::ServeRequests(ReadyThreadSupport::AwaitWorker(finder->m_pWorker), finder->m_evWork.GetHandle(),
-                                      [](void* p) { static_cast<FindFileThread*>(p)->DoWork(); return true; }, finder);
+                                      [](void* p) { return static_cast<FindFileThread*>(p)->DoWork(); }, finder);
     return 0;
 }
 
-void FindFileThread::DoWork()
+bool FindFileThread::DoWork()
 {
     for (;;)
     {
@@ -135,7 +135,7 @@ void FindFileThread::DoWork()
             StoreFlag(m_bRestart, false);
             m_results.RemoveAll();
             if (m_strDir.IsEmpty())
-                return;
+                return true;
             // The search's own copy: DoFind may replace the request meanwhile.
             m_run.dir = m_strDir;
             m_run.matcher = FilePatternMatcher(m_specsA, m_specsB, m_bMatchOption);
@@ -144,9 +144,10 @@ void FindFileThread::DoWork()
             m_run.stopDirAtMatch = m_bStopDirAtMatch;
             m_run.plainRoot = !StringUtils::IsSpace(m_run.dir[0]);
         }
-        // After a stop the thread's next wait ends it.
-        if (!ThreadDoSearch() || !LoadFlag(m_bRestart))
-            return;
+        if (!ThreadDoSearch())
+            return false;
+        if (!LoadFlag(m_bRestart))
+            return true;
     }
 }
 

@@ -67,8 +67,9 @@ public:
     CString GetFileAtIndex(unsigned __int64 index) const;
 
 protected:
-    // One wake of the thread: searches until no new request came during the search.
-    void DoWork();
+    // One wake of the thread: searches until no new request came during the search. False when
+    // stopped, which ends the thread.
+    bool DoWork();
     // One search with its last message; false means stopped.
     bool ThreadDoSearch();
     // The scan of one directory, path with its trailing backslash.
