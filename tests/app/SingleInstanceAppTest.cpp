@@ -50,7 +50,7 @@ protected:
         EXPECT_TRUE(PostThreadMessageA(first.thread, OrderQuit, 0, 0));
         EXPECT_EQ(FirstInstanceExit, first.process->WaitExit(MustHappenMs()));
         const auto ended = Await(ReportEnded);
-        EXPECT_TRUE(ended && ended->wParam == 0) << "a thread outlived the application object";
+        EXPECT_TRUE(ended && ended->wParam == 0 && ended->lParam == 0) << "a thread or the name outlived the object";
     }
 
     // The next report of the kind, leaving the others to their own calls; nothing if none came in time.

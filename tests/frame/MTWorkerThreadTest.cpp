@@ -13,16 +13,14 @@ namespace
 // A worker whose thread suspends itself, as a self-pausing worker does.
 struct SelfSuspending : MTWorkerThread
 {
-    using MTWorkerThread::DoSuspend;
-    using MTWorkerThread::MTWorkerThread;
+    using MTWorkerThread::DoSuspend, MTWorkerThread::MTWorkerThread;
 };
 
 // What a test's thread function shares with the test.
 struct Body
 {
     std::atomic<MTWorkerThread*> worker{nullptr};
-    MTEvent started{true, false};
-    MTEvent ping{false, false}, pong{false, false};
+    MTEvent started{true, false}, ping{false, false}, pong{false, false};
     MTEvent sawPause{true, false};  // the thread has seen the pause event
     MTEvent mayPause{true, true};   // the thread waits here between seeing the pause event and DoPause
     MTEvent resumed{true, false};   // the thread came back from DoPause

@@ -252,6 +252,7 @@ TEST(MTMailboxTest, NullMessagesMoveNothingAndAGuardHeldOrAbandonedKeepsTheCount
         EXPECT_STREQ(isGet ? "survivor" : "untouched", out.text);
         for (int i = isGet ? 0 : 2; i > 0; --i)
             EXPECT_EQ("survivor", Take(box)) << "the message moved";
+        EXPECT_EQ("<none>", Take(box)) << "a failed transfer left a count too many";
         ExpectTwoFreeSlots(box);  // the guard is free again, and the counts are whole
     }
 }

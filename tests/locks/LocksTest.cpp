@@ -87,20 +87,6 @@ TYPED_TEST(ScopedLockTest, HoldsForTheScopeAndNestsOnOneThread)
     EXPECT_TRUE(Contender([this] { this->kind.TakeAndGive(); }).Finished(MustHappenMs())) << "the other's hold stayed";
 }
 
-// The scope releases through the mutex, so a failed release leaves its error in the mutex's status.
-TEST(MTAutoLockTest, MutexWithoutAHandleLeavesTheReleaseErrorInItsStatus)
-{
-    MTMutex missing(UniqueName("autolock-missing").c_str(), false, SYNCHRONIZE | MUTEX_MODIFY_STATE);
-    ASSERT_FALSE(missing.IsValidHandle());
-    const unsigned long opened = missing.GetStatus();
-    {
-        MTAutoLock hold(&missing);  // the failed wait goes unnoticed
-    }
-    const DWORD released = GetLastError();
-    ASSERT_NE(released, opened) << "the release's error cannot be told from the open's";
-    EXPECT_EQ(missing.GetStatus(), released);
-}
-
 // A condition already true returns at once and keeps the monitor, also one that turns true only at
 // the scan of the waiter's own leave; a null one gives false. The test is the first virtual slot.
 TEST(MTMonitorTest, ATrueConditionKeepsTheMonitorAndANullOneFails)

@@ -1,6 +1,5 @@
 // The module frame: registered messages, the module's entry and static texts, the coded text tables.
-#include "support/TestSupport.h"
-#include "weftcore.h"
+#include "weftbase/WeftBaseTestFiles.h"
 
 #include "module/CodedTexts.h"
 
@@ -9,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
 namespace
 {
@@ -24,18 +22,13 @@ int LinksOf(HMODULE module)  // The framework links of a module, counted in the 
     return n;
 }
 
-// A copy of weftcore.dll under another name in the temporary folder, unloaded and deleted at the end.
+// A copy of weftcore.dll under another name in a folder of its own, unloaded before the folder goes.
 struct ModuleCopy
 {
-    const std::string path =
-        (std::filesystem::temp_directory_path() / (weft::test::UniqueName("module") + ".dll")).string();
+    weft::test::TempDir dir{"module"};
+    const std::string path = dir / "copy.dll";
     HMODULE module = nullptr;
-    ~ModuleCopy()
-    {
-        if (module)
-            FreeLibrary(module);
-        DeleteFileA(path.c_str());
-    }
+    ~ModuleCopy() { if (module) FreeLibrary(module); }
 };
 }  // namespace
 
@@ -88,11 +81,9 @@ TEST(CodedTextsTest, EveryTableDecodesToAPrintableTextThatFitsItsRole)
     EXPECT_EQ(CString(": "), StringUtils::DecryptText(ShellTimeoutLeadText).Right(2));
 
     const CString prefix = StringUtils::DecryptText(RegLocalMachinePrefix);
-    HKEY key = nullptr;
-    EXPECT_EQ(ERROR_SUCCESS, RegOpenKeyExA(HKEY_LOCAL_MACHINE, prefix + "Microsoft", 0, KEY_READ, &key))
-        << prefix.GetString();
-    if (key)
-        RegCloseKey(key);
+    HKEY key = nullptr;  // the prefix leads to a key that every system has
+    EXPECT_EQ(ERROR_SUCCESS, RegOpenKeyExA(HKEY_LOCAL_MACHINE, prefix + "Microsoft", 0, KEY_READ, &key));
+    RegCloseKey(key);
     const CString ext = StringUtils::DecryptText(ShellArgumentExtension);
     EXPECT_EQ(0, FileUtils::GetFileExt("C:\\Tools\\APP.EXE").CompareNoCase(ext)) << ext.GetString();
     CString name("C__Tools_My_App.exe");

@@ -15,10 +15,10 @@ protected:
         { ReleaseThread(); }
         ~DirProbe() override { StopThread(); }
         unsigned long DoTimeout() override { const auto next = DirMonitorThread::DoTimeout(); return ++timeouts, next; }
-        using DirMonitorThread::GetNotificationsReceived, DirMonitorThread::ResetNotificationsReceived, DirMonitorThread::DoInit;
+        using DirMonitorThread::GetNotificationsReceived, DirMonitorThread::ResetNotificationsReceived;
+        using DirMonitorThread::DoInit;
         std::atomic<int> timeouts{0};
     };
-    struct FileProbe : FileMonitorThread { using FileMonitorThread::FileMonitorThread, FileMonitorThread::BroadcastMsg; };
     void NewFile() { WriteBytes(dir / ("f" + std::to_string(k++)), "x"); }
     bool Told(const std::string& in)  // new files in the folder until a message comes, with one bit, at once
     {
@@ -30,13 +30,14 @@ protected:
     bool Armed(unsigned long filter, unsigned long d, bool progressive, const std::string& in = "")  // then the delay d
     {
         EXPECT_TRUE(!monitor || StopsByItself(*monitor));  // bounded, unlike the destructor
-        Quiet(), monitor = std::make_unique<DirProbe>(in.empty() ? dir.Path() : in, filter, owner.Handle(), progressive);
-        EXPECT_TRUE(monitor->GetNotificationsReceived() == 0 && monitor->DoInit(nullptr) == 0) << "bits before a change";
+        Quiet();
+        monitor = std::make_unique<DirProbe>(in.empty() ? dir.Path() : in, filter, owner.Handle(), progressive);
+        EXPECT_TRUE(monitor->GetNotificationsReceived() == 0 && monitor->DoInit(nullptr) == 0) << "early bits";
         const bool answered = Told(dir.Path());
         Quiet(), monitor->ResetNotificationsReceived();  // none to clear without a delay
         return monitor->GetNotificationsReceived() == 0 && (monitor->SetMsgDelay(d), answered);
     }
-    void Quiet() { for (int i = 0; i < 10 && owner.Next(Scaled(100));) ++i; }  // takes the messages till none comes for a while
+    void Quiet() { for (int i = 0; i < 10 && owner.Next(Scaled(100));) ++i; }  // drains till none comes for a while
 
     OwnerWindow owner;
     TempDir dir{"dirmon"};
@@ -84,6 +85,8 @@ TEST_F(DirMonitorThreadTest, ProgressiveDelayStretchesUntilAResetOrTheNextChange
     }
 }
 
+struct FileProbe : FileMonitorThread { using FileMonitorThread::FileMonitorThread, FileMonitorThread::BroadcastMsg; };
+
 // A missing folder gives an inert monitor; file monitors ignore neighbours, leak no handle, tell their file's
 // new size. A drive root is watched with its subtree, a folder below it only if asked.
 TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHandle)
@@ -92,14 +95,17 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     std::atomic<bool> ended{false};
     std::thread watchdog([&] {  // a destructor that never returns fails by name, and the process ends there
         if (!WaitUntil([&] { return ended.load(); }, 3 * MustHappenMs()))
-            ADD_FAILURE() << "a file monitor's destructor hung", std::fflush(stdout), TerminateProcess(GetCurrentProcess(), 1);
+            ADD_FAILURE() << "a destructor hung", std::fflush(stdout), TerminateProcess(GetCurrentProcess(), 1);
     });
     EXPECT_TRUE(LeaksNoHandles([&] {
         FileMonitorThread inert((dir / "missing\\f").c_str(), WatchMsg, owner.Handle(), 0, 0, false);
         EXPECT_TRUE(inert.GetDir().IsEmpty() && inert.GetPriority() == 0 && !(inert.Pause(), inert.IsPaused()) &&
                     !inert.DoesFileExist() && inert.GetFile() == (dir / "missing\\f").c_str());
         std::atomic<bool> done{false};
-        std::thread churn([&] { for (int n = 0; !done; ++n) WriteBytes(dir / ("n" + std::to_string(n % 3)), std::string(n % 7 + 1, 'x')); });
+        std::thread churn([&] {
+            for (int n = 0; !done; ++n)
+                WriteBytes(dir / ("n" + std::to_string(n % 3)), std::string(n % 7 + 1, 'x'));
+        });
         for (int i = 0; i < 100; ++i)  // lifetimes spread over 0 to 20 ms
             FileMonitorThread(file.c_str(), WatchMsg, owner.Handle(), i % 2 ? NoDelay : 0, 0, false), Sleep(i * 7 % 21);
         done = true, churn.join();
@@ -109,14 +115,15 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     WriteBytes(file, "x");
     FileProbe probe(file.c_str(), WatchMsg, owner.Handle(), NoDelay - 1, 0, false);  // its thread never sends
     WIN32_FILE_ATTRIBUTE_DATA before = {};
-    EXPECT_TRUE(probe.DoesFileExist() && GetFileAttributesExA(file.c_str(), GetFileExInfoStandard, &before)) << "1 byte";
+    EXPECT_TRUE(probe.DoesFileExist() && GetFileAttributesExA(file.c_str(), GetFileExInfoStandard, &before));
     WriteBytes(file, "grown");
     HANDLE h = CreateFileA(file.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     SetFileTime(h, nullptr, nullptr, &before.ftLastWriteTime), CloseHandle(h);
     probe.BroadcastMsg(1, 0), probe.BroadcastMsg(1, 0);  // the new size, then no change
     EXPECT_TRUE(owner.Flush() && owner.Count() == 1 && probe.DoesFileExist());
     CreateDirectoryA(sub.c_str(), nullptr);
-    ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, NoDelay, false) && (WriteBytes(sub + "f", "x"), owner.NothingWithin()))
+    ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, NoDelay, false) &&
+                (WriteBytes(sub + "f", "x"), owner.NothingWithin()))
         << "a folder watched alone told a change below it";
     const size_t n = owner.Count();
     EXPECT_TRUE((monitor->Stop(MustHappenMs()), owner.Flush()) && owner.Count() == n) << "the stop was told";
@@ -124,5 +131,5 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     const bool below = (WriteBytes(sub + "g", "x"), WaitForSingleObject(tree, Scaled(1000)) == WAIT_OBJECT_0);
     if (FindCloseChangeNotification(tree); !below)
         GTEST_SKIP() << "the system tells no change below a folder watched with its subtree (Wine does not)";
-    EXPECT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, NoDelay, false, dir.Path().substr(0, 3))) << "a drive root watched alone";
+    EXPECT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, NoDelay, false, dir.Path().substr(0, 3))) << "a root watched alone";
 }

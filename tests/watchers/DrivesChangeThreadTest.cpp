@@ -32,7 +32,8 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
     ASSERT_TRUE(baseline.contains(key));
     const auto first = baseline.at(key);
     const std::string l(1, first.m_strDrive[0]);  // Q: below is no drive
-    const auto last = std::ranges::max_element(baseline, std::less<CString>(), [](const auto& e) { return e.second.m_strDrive; })->first;
+    const auto drive = [](const auto& e) { return e.second.m_strDrive; };
+    const auto last = std::ranges::max_element(baseline, std::less<CString>(), drive)->first;
     // A name changed in case only is a change; Wine's volumes have no names, and take none.
     const CString upper = CString(first.m_strName).MakeUpper(), lower = CString(first.m_strName).MakeLower();
     auto with = [&](auto change) { Table t = baseline; change(t); return t; };
@@ -40,7 +41,8 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
         {baseline, {}}, {Table(), {}},
         {with([](Table& t) { t.emplace("unknown", DrivesChangeThread::DriveRecord{"", "Q:\\"}); }), {"removed Q"}},
         {with([&](Table& t) { t[key].m_strName += "old"; }), {"changed " + l}},
-        {with([&](Table& t) { t[key].m_strName = upper == first.m_strName ? lower : upper; }), upper == lower ? Lines() : Lines{"changed " + l}},
+        {with([&](Table& t) { t[key].m_strName = upper == first.m_strName ? lower : upper; }),
+         upper == lower ? Lines() : Lines{"changed " + l}},
         {with([&](Table& t) { t.emplace("another", t[key]), t.erase(key); }), {"changed " + l}},
         {with([&](Table& t) { t.erase(key); }), {"added " + l}},
         {with([&](Table& t) { t.erase(last); }), {"added " + std::string(1, baseline.at(last).m_strDrive[0])}},
@@ -51,13 +53,15 @@ TEST(DrivesChangeThreadTest, EachPassTellsTheDifferencesInOrderAndKeepsTheFreshT
         {
             watcher->m_drives = before, watcher->DoWork();
             EXPECT_EQ(watcher == &probe ? expected : Lines{}, told());
-            EXPECT_TRUE(baseline.size() == watcher->m_drives.size() && first.m_strDrive == watcher->m_drives[key].m_strDrive);
+            const auto& kept = watcher->m_drives;
+            EXPECT_TRUE(baseline.size() == kept.size() && first.m_strDrive == kept.at(key).m_strDrive);
         }
     // An alias of C: has its GUID text: C: keeps the record, the alias is told as added at every pass.
     char alias[3] = "Z:", device[MAX_PATH] = {};
     while (alias[0] > 'C' && (GetLogicalDrives() & (1u << (alias[0] - 'A'))))
         --alias[0];
-    const bool defined = alias[0] > 'C' && QueryDosDeviceA("C:", device, MAX_PATH) && DefineDosDeviceA(DDD_RAW_TARGET_PATH, alias, device);
+    const bool defined = alias[0] > 'C' && QueryDosDeviceA("C:", device, MAX_PATH) &&
+                         DefineDosDeviceA(DDD_RAW_TARGET_PATH, alias, device);
     const bool shared = defined && GetDriveTypeA((alias + std::string("\\")).c_str()) == GetDriveTypeA("C:\\") &&
                         VolumeUtils::GetVolumeGUID(alias) == key;  // a drive the system lists, of C:'s volume
     for (int pass = 0; shared && pass < 2; ++pass)

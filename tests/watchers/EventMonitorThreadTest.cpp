@@ -8,8 +8,8 @@ protected:
     static constexpr unsigned long NoDelay = 0xFFFFFFFF, LongDelay = 60000;  // the latter never passes in a test
     static bool SignalUntilSeen(HANDLE s)  // until the monitor's wait took a unit: we find the count 0
     {
-        return WaitUntil([&] { return ReleaseSemaphore(s, 1, nullptr), SwitchToThread(), WaitForSingleObject(s, 0) == WAIT_TIMEOUT; },
-                         MustHappenMs());
+        const auto ours = [&] { return ReleaseSemaphore(s, 1, nullptr), SwitchToThread(), WaitForSingleObject(s, 0); };
+        return WaitUntil([&] { return ours() == WAIT_TIMEOUT; }, MustHappenMs());
     }
     HANDLE Add(HANDLE h) { return handles.emplace_back(h, &CloseHandle).get(); }  // closed after the monitors
     EventMonitorThread& Watch(HANDLE h, unsigned long delay, UINT msg = WatchMsg)
@@ -17,7 +17,8 @@ protected:
     bool NextMessage(double fromMs, double ms)  // with the test's parameters, ms after fromMs or later
     {
         const auto m = owner.Next();
-        return m && m->msg == WatchMsg && m->wParam == WatchWParam && m->lParam == WatchLParam && NotBefore(m->atMs, fromMs, ms);
+        return m && m->msg == WatchMsg && m->wParam == WatchWParam && m->lParam == WatchLParam &&
+               NotBefore(m->atMs, fromMs, ms);
     }
 
     OwnerWindow owner;
@@ -38,7 +39,8 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
     {
         double lastSignal = 0;
         for (int i = 0; i < 10; ++i)
-            ASSERT_TRUE((lastSignal = OwnerWindow::NowMs(), ReleaseSemaphore(semaphore, 1, nullptr), owner.StaysAt(burst, Scaled(40))))
+            ASSERT_TRUE((lastSignal = OwnerWindow::NowMs(), ReleaseSemaphore(semaphore, 1, nullptr),
+                         owner.StaysAt(burst, Scaled(40))))
                 << "a message came within burst " << burst << ", signal " << i;
         ASSERT_TRUE(NextMessage(lastSignal, delay));
         EXPECT_TRUE(owner.StaysAt(burst + 1, MustNotHappenMs() + delay)) << "one burst gave more than one message";
@@ -63,11 +65,12 @@ TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceAsABadHandleDoesAndDropsA
         Watch(watched, NoDelay);
         ASSERT_LE(probe.NewThreads().size(), 1u) << "cannot tell the monitor thread from other new threads";
         HANDLE thread = probe.OpenNewThread();  // none if already gone; if still listed, it must end
-        EXPECT_TRUE(!thread || WaitForSingleObject(Add(thread), MustHappenMs()) == WAIT_OBJECT_0) << "the thread ran on";
+        EXPECT_TRUE(!thread || WaitForSingleObject(Add(thread), MustHappenMs()) == WAIT_OBJECT_0) << "it ran on";
     }
     EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_ABANDONED_0);  // the monitor ended holding it
     EXPECT_TRUE(owner.Flush() && owner.Count() == 0) << "a message was sent";
-    HANDLE semaphore = Add(CreateSemaphoreA(nullptr, 0, 100, nullptr)), event = Add(CreateEventA(nullptr, TRUE, TRUE, nullptr));
+    HANDLE semaphore = Add(CreateSemaphoreA(nullptr, 0, 100, nullptr));
+    HANDLE event = Add(CreateEventA(nullptr, TRUE, TRUE, nullptr));
     Watch(semaphore, LongDelay, WatchMsg + 1);
     ASSERT_TRUE(SignalUntilSeen(semaphore));  // settling now, a message owed
     Watch(event, NoDelay);

@@ -77,10 +77,11 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     TempDir logs("fsmonlog");
     AppLogger log((logs / "log").c_str());
     AppLogger::m_pInstance = &log;
-    FSMonitorThread("C:\\", WatchMsg, nullptr, false, 1), FSMonitorThread("C:a", WatchMsg, nullptr, 1);  // not too short
+    FSMonitorThread("C:\\", WatchMsg, nullptr, false, 1), FSMonitorThread("C:a", WatchMsg, nullptr, 1);  // long enough
     const std::string missing = dir / "missing\\";  // refusals: too short, no folder, as a folder and as a file
-    FSMonitorThread("C:", WatchMsg, owner.Handle(), true, 1), FSMonitorThread(missing.c_str(), WatchMsg, owner.Handle(), true, 1);
-    FSMonitorThread("C:", WatchMsg, owner.Handle(), 1), FSMonitorThread((missing + "f").c_str(), WatchMsg, owner.Handle(), 1);
+    const HWND w = owner.Handle();
+    FSMonitorThread("C:", WatchMsg, w, true, 1), FSMonitorThread(missing.c_str(), WatchMsg, w, true, 1);
+    FSMonitorThread("C:", WatchMsg, w, 1), FSMonitorThread((missing + "f").c_str(), WatchMsg, w, 1);
     const std::wstring odd = CodePageText::ToWide(dir.Path().c_str()) + L"s\\a\xFF3C" L"b.txt";
     wchar_t shortPath[MAX_PATH] = {};
     WriteBytes(odd, "x"), GetShortPathNameW(odd.c_str(), shortPath, MAX_PATH);
@@ -91,9 +92,10 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     EXPECT_EQ(created, Sync().value_or(Lines{"no marker"}));
     EXPECT_EQ(Lines{}, (DeleteFileW(odd.c_str()), Sync().value_or(Lines{"no marker"})));
     AppLogger::m_pInstance = nullptr;
-    EXPECT_TRUE(ReadBytes(logs / "log").starts_with("{34F67251-9B1F-4110-AF4E-E1E9EEB02231}\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n"
-                                                    "{15FAC0C8-60A5-4BA7-98CC-FD0405879D51}\r\n{87512771-E8B7-4CF6-8292-42E9654F14EA}\r\n"
-                                                    "{BAA649D5-3A65-4AC0-931C-DFF609ACBA49}"));
+    EXPECT_TRUE(ReadBytes(logs / "log").starts_with(
+        "{34F67251-9B1F-4110-AF4E-E1E9EEB02231}\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n"
+        "{15FAC0C8-60A5-4BA7-98CC-FD0405879D51}\r\n{87512771-E8B7-4CF6-8292-42E9654F14EA}\r\n"
+        "{BAA649D5-3A65-4AC0-931C-DFF609ACBA49}"));
     for (int i = 0; i < 5 && !owner.StaysAt(owner.Count(), Scaled(200));)
         ++i;  // the marker's last records in, the read waits on a quiet folder: only a cancel ends it
     EXPECT_TRUE(StopsByItself(*monitor));
@@ -107,21 +109,24 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
 TEST_F(FSMonitorThreadTest, ABurstOrASingleFileIsToldByItsRecordsAndBadArgumentsLeakNothing)
 {
     EXPECT_TRUE(LeaksNoHandles([&] { FSMonitorThread silent(dir.Path().c_str(), WatchMsg, nullptr, true, 1); }));
-    EXPECT_TRUE(FSChangeNotification().GetAction() == 0 && OrderByTimeAndFields<FSChangeNotification>([](FSChangeNotification& r, bool high) {
-        r.SetAction(high ? 2 : 1), r.SetPath(high ? "b" : "a");
-    }));
+    const auto fill = [](FSChangeNotification& r, bool up) { r.SetAction(up ? 2 : 1), r.SetPath(up ? "b" : "a"); };
+    EXPECT_TRUE(FSChangeNotification().GetAction() == 0 && OrderByTimeAndFields<FSChangeNotification>(fill));
     const std::string file = dir / "Target.txt";
     monitor = std::make_unique<FSMonitorThread>(file.c_str(), WatchMsg, owner.Handle(), 1);
     ASSERT_TRUE(Sync("Target.txt", "3 Target.txt") && DeleteFileA(file.c_str()) && Until("2 Target.txt"));
     Write("~0"), Write("target.txt"), DeleteFileA((dir / "target.txt").c_str()), Write("Target.txt");
     MoveFileA(file.c_str(), (dir / "moved").c_str()), MoveFileA((dir / "moved").c_str(), file.c_str());
     DeleteFileA(file.c_str());
-    EXPECT_EQ(Lines({"1 Target.txt", "3 Target.txt", "4 Target.txt", "5 Target.txt", "2 Target.txt"}), Until("2 Target.txt"));
+    const Lines order{"1 Target.txt", "3 Target.txt", "4 Target.txt", "5 Target.txt", "2 Target.txt"};
+    EXPECT_EQ(order, Until("2 Target.txt"));
     ASSERT_TRUE(Watch(false));
     owner.StaysAt(owner.Count(), Scaled(200));  // the marker's last records in: the thread rests in its read
     WhilePaused(*monitor, [&] {  // the system collects the changes meanwhile, up to its limits
         for (int i = 0; i < 300; ++i)
-            CloseHandle(CreateFileA((dir / ("b" + std::to_string(i))).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+        {
+            const std::string name = dir / ("b" + std::to_string(i));
+            CloseHandle(CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+        }
     });
     ASSERT_TRUE(Sync());
     const auto all = owner.Messages();
@@ -129,5 +134,6 @@ TEST_F(FSMonitorThreadTest, ABurstOrASingleFileIsToldByItsRecordsAndBadArguments
     const auto overflows = std::ranges::count(all, std::string("3 "), &OwnerWindow::Message::text);
     EXPECT_TRUE(named == 300 || overflows > 0) << named << " named, no overflow";
     ThreadProbe probe;
-    EXPECT_TRUE(StopEndsAHeldThread(probe, *(monitor = std::make_unique<FSMonitorThread>(folder.c_str(), WatchMsg, nullptr, false, 1))));
+    monitor = std::make_unique<FSMonitorThread>(folder.c_str(), WatchMsg, nullptr, false, 1);
+    EXPECT_TRUE(StopEndsAHeldThread(probe, *monitor));
 }

@@ -10,7 +10,7 @@ protected:
     static constexpr unsigned short RegWParam = 0xBEEF;
     struct Probe : RegMonitorThread
     { using RegMonitorThread::RegMonitorThread, RegMonitorThread::DoComparisons, RegMonitorThread::GetKeySnapshot; };
-    void SetUp() override { RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &hKey, nullptr); }
+    void SetUp() override { RegCreateKeyA(HKEY_CURRENT_USER, key.c_str(), &hKey); }
     void TearDown() override
     {
         EXPECT_TRUE(!monitor || StopsByItself(*monitor));  // bounded, unlike the destructor
@@ -20,10 +20,11 @@ protected:
     { RegSetKeyValueA(hKey, sub, name, type, data.data(), static_cast<DWORD>(data.size())); }
     Lines Watch(bool subtree)
     {
-        monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, WatchMsg, owner.Handle(), RegWParam);
+        const HWND w = owner.Handle();
+        monitor = std::make_unique<RegMonitorThread>(HKEY_CURRENT_USER, key.c_str(), subtree, WatchMsg, w, RegWParam);
         return Settle();
     }
-    Lines Settle(int nudges = 1)  // changes "nudge" until its latest text is told, nudges times; gives the other records
+    Lines Settle(int nudges = 1)  // changes "nudge" till its latest text is told, nudges times; gives the rest
     {
         Lines others;
         for (DWORD wait = Scaled(50); nudges > 0 && wait < 4 * MustHappenMs(); wait *= 2)
@@ -66,23 +67,28 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
     auto changed = many;
     changed[33].second = "w";
     const std::pair<RegKeySnapshot, RegKeySnapshot> cases[] = {
-        {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}}, {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}}},
+        {{{"A", {{"x", "1"}, {"w", "5"}}}, {"A\\B", {{"v", "1"}}}},
+         {{"A", {{"w", "5"}, {"x", "2"}, {"y", "3"}}}, {"A\\C", {{"z", "4"}}}}},
         {{{"A", {{"x", "1"}, {"v", "a"}}}}, {{"A", {{"X", "1"}, {"v", "A"}}}}},
         {{{"K", many}}, {{"K", changed}}},
     };
     Probe probe(nullptr, "", false, WatchMsg, owner.Handle(), RegWParam);
     for (const auto& [before, after] : cases)
         probe.DoComparisons(before, after);
-    const Lines expected{"1 A\\C =", "3 A\\C z=4", "2 A\\B =", "5 A x=2", "3 A y=3", "3 A X=1", "5 A v=A", "4 A x=", "5 K 33=w"};
+    const Lines expected{"1 A\\C =", "3 A\\C z=4", "2 A\\B =", "5 A x=2", "3 A y=3",
+                         "3 A X=1", "5 A v=A", "4 A x=", "5 K 33=w"};
     EXPECT_TRUE(owner.WaitForCount(expected.size()) && owner.StaysAt(expected.size(), Scaled(100)));
     Lines got;
     std::ranges::transform(owner.Messages(), std::back_inserter(got), &OwnerWindow::Message::text);
     EXPECT_EQ(expected, got);
     EXPECT_TRUE(OrderByTimeAndFields<RegChangeNotification>([](RegChangeNotification& r, bool high) {
         const char* text = high ? "b" : "a";
-        r.SetAction(high ? RegChange::KeyRemoved : RegChange::KeyAdded), r.SetKey(text), r.SetValueName(text), r.SetValue(text);
+        r.SetAction(high ? RegChange::KeyRemoved : RegChange::KeyAdded);
+        r.SetKey(text), r.SetValueName(text), r.SetValue(text);
     }));
     const CString prefix = StringUtils::DecryptText(CodedTexts::RegLocalMachinePrefix);
+    const CString lead = StringUtils::DecryptText(CodedTexts::RegErrorLeadText);
+    const CString bad = StringUtils::DecryptText(CodedTexts::RegBadKeyText);
     const std::tuple<HKEY, CString, LONG, const char*> refusals[] = {
         {nullptr, "Software", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
         {HKEY_CURRENT_USER, "", 0, "{ADF238B1-5FA6-42E1-9A7C-1FC0AA91AE59}"},
@@ -96,15 +102,16 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
     std::string lines;
     for (const auto& [root, path, code, line] : refusals)
     {
-        const CString text = code ? StringUtils::DecryptText(CodedTexts::RegErrorLeadText) + SystemUtils::GetLastError(code)
-                                  : StringUtils::DecryptText(CodedTexts::RegBadKeyText);
+        const CString text = code ? lead + SystemUtils::GetLastError(code) : bad;
         EXPECT_EQ(text, RegMonitorThread(root, path, true, WatchMsg, owner.Handle(), 1).GetErrorMsg()) << path;
         lines += std::string(line) + "\r\n";
     }
     Set("sub\\deep", "e", "%WINDIR%", REG_EXPAND_SZ);  // a picture holds the tree, texts unexpanded; no line, no leak
     RegKeySnapshot s;
     EXPECT_TRUE(LeaksNoHandles([&] {  // the last picture, of the tree, stays in s
-        for (bool tree : {false, true}) Probe(HKEY_CURRENT_USER, key.c_str(), tree, WatchMsg, owner.Handle(), 1).GetKeySnapshot(s); }));
+        for (bool tree : {false, true})
+            Probe(HKEY_CURRENT_USER, key.c_str(), tree, WatchMsg, owner.Handle(), 1).GetKeySnapshot(s);
+    }));
     EXPECT_TRUE((s[(key + "\\sub\\deep").c_str()] == RegKeySnapshot::mapped_type{{"e", "%WINDIR%"}}));
     AppLogger::m_pInstance = nullptr;
     EXPECT_EQ(lines, ReadBytes(dir / "log"));
@@ -138,7 +145,8 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
         RegSetKeyValueW(hKey, sub, name, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() + 1) * 2);
     };
     ASSERT_TRUE(WhilePaused(*monitor, [&] {  // fullwidth x, and the texts of a fullwidth backslash, of one and of two
-        set(L"\uff58", L"v", L"x"), set(L"N", L"t", L"a\uff3cb"), set(L"N", L"\u4e00", L"1"), set(L"N", L"\u4e01", L"2");
+        set(L"\uff58", L"v", L"x"), set(L"N", L"t", L"a\uff3cb");
+        set(L"N", L"\u4e00", L"1"), set(L"N", L"\u4e01", L"2");
     }));
     EXPECT_EQ(Lines({"1 " + n + " =", "3 " + n + " t=a?b", "3 " + n + " ?=", "3 " + n + " ?="}), Settle());
     EXPECT_EQ(Lines(), Settle());

@@ -21,7 +21,7 @@ TEST_F(TimerThreadTest, RepeatingTimerSendsOneMessagePerPeriodDecayingOrNot)
     TimerThread &plain = Start(period, false, 0), &decaying = Start(period, false, 1);
     decaying.SetAsDecaying(true);
     ASSERT_TRUE(owner.WaitForCount(8));  // few ticks each, so that a message at the stop shows
-    EXPECT_TRUE(decaying.GetAsDecaying() && !plain.GetAsDecaying()) << "a wake cleared the decay, or a timer decays unasked";
+    EXPECT_TRUE(decaying.GetAsDecaying() && !plain.GetAsDecaying()) << "decay cleared or unasked";
     plain.Stop(MustHappenMs()), decaying.Stop(MustHappenMs());
     EXPECT_TRUE(owner.Flush() && owner.NothingWithin()) << "a message came after Stop had returned";
     std::size_t seen[2] = {};  // per timer; a period starts when the last one ends: the k-th comes k periods in

@@ -31,16 +31,21 @@ HWND MakeWindow(DWORD style, HWND owner)
     return ::CreateWindowExA(0, "STATIC", "", style, 9, 9, 240, 120, owner, nullptr, nullptr, nullptr);
 }
 
-// Reports how many threads of InitInstance outlive the application object, destroyed before this one.
+// Reports how many threads of InitInstance outlive the application object, destroyed before this one, and whether
+// the instance's name (when named after the application) is still taken.
 struct EndReport
 {
     std::optional<ThreadProbe> probe;  // taken before InitInstance
     std::set<DWORD> started;
+    std::string name;
     ~EndReport()
     {
         const auto running = [now = probe ? probe->NewThreads() : started](DWORD id) { return now.contains(id); };
+        const HANDLE event = name.empty() ? nullptr : ::CreateEventA(nullptr, FALSE, FALSE, name.c_str());
+        const bool taken = event && ::GetLastError() == ERROR_ALREADY_EXISTS;
         if (!started.empty())
-            Report(ReportEnded, std::ranges::count_if(started, running), 0);
+            Report(ReportEnded, std::ranges::count_if(started, running), taken);
+        ::CloseHandle(event);
     }
 } ends;
 
@@ -54,6 +59,7 @@ public:
         ends.probe.emplace();
         m_bFirst = SingleInstanceApp::InitInstance() != 0;
         ends.started = ends.probe->NewThreads();
+        ends.name = Option("--path") ? "" : m_pszAppName;
         if (Option("--command"))
             SetSpecialCommandID(static_cast<unsigned>(std::atoi(Option("--command"))));
         Show(m_bFirst ? Option("--mode", "visible") : "none");
