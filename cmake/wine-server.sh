@@ -40,11 +40,13 @@ start)
     fi
     # A persistent server, detached from our pipes: Wine's service processes inherit them.
     # wineserver forks itself away and answers 2 at once when one already serves the prefix.
-    # The desktop process, which the first window would start, is started here too: started by a
-    # test, it would keep that test's output pipe open, and the test would run into its time-out.
+    # The desktop process, which the first window starts, is started here too: started by a test,
+    # it would keep that test's output pipe open, and the test would run into its time-out. A
+    # program that asks for the desktop window starts it and waits until it is up.
     if wineserver -p </dev/null >/dev/null 2>&1 9>&-; then
         setsid setarch x86_64 -R wine cmd /c exit </dev/null >/dev/null 2>&1 9>&-
-        setsid setarch x86_64 -R wine explorer.exe /desktop </dev/null >/dev/null 2>&1 9>&- &
+        setsid timeout 120 setarch x86_64 -R wine rundll32.exe user32.dll,GetDesktopWindow \
+            </dev/null >/dev/null 2>&1 9>&-
     fi
     ;;
 stop)
