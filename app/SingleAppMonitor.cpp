@@ -6,6 +6,7 @@
 #include <afxmt.h>
 
 #include <atomic>
+#include <iterator>
 
 IMPLEMENT_DYNCREATE(CSingleAppMonitor, CWinThread)
 
@@ -17,11 +18,11 @@ CSingleAppMonitor::~CSingleAppMonitor() = default;
 BOOL CSingleAppMonitor::InitInstance()
 {
     SingleInstanceApp& app = *static_cast<SingleInstanceApp*>(AfxGetModuleState()->m_pCurrentWinApp);
-    CSyncObject* objects[2] = {app.m_pShutdownEvent, app.m_pInstanceEvent};
-    CMultiLock lock(objects, 2, FALSE);
+    CSyncObject* objects[] = {app.m_pShutdownEvent, app.m_pInstanceEvent};
+    CMultiLock lock(objects, static_cast<DWORD>(std::size(objects)), FALSE);
     for (;;)
     {
-        const DWORD signaled = lock.Lock(INFINITE, FALSE, 0);
+        const DWORD signaled = lock.Lock(INFINITE, FALSE);
         DebugUtils::Trace(signaled, "dwSignaled");
         if (signaled == WAIT_OBJECT_0)
             break;

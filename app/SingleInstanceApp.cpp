@@ -50,7 +50,7 @@ SingleInstanceApp::~SingleInstanceApp()
 
 BOOL SingleInstanceApp::InitInstance()
 {
-    DWORD opened = 0;
+    DWORD opened;  // set once the event is made; read only then
     try
     {
         const CString name =
@@ -62,12 +62,12 @@ BOOL SingleInstanceApp::InitInstance()
     {
         e->Delete();
         m_pInstanceEvent = nullptr;
-        return 0;
+        return FALSE;
     }
     if (opened == ERROR_ALREADY_EXISTS)
     {
         m_pInstanceEvent->SetEvent();
-        return 0;
+        return FALSE;
     }
     try
     {
@@ -77,18 +77,18 @@ BOOL SingleInstanceApp::InitInstance()
     {
         e->Delete();
         m_pShutdownEvent = nullptr;
-        return 0;
+        return FALSE;
     }
     try
     {
-        m_pMonitorThread = AfxBeginThread(RUNTIME_CLASS(CSingleAppMonitor), 0, 0, 0, nullptr);
+        m_pMonitorThread = AfxBeginThread(RUNTIME_CLASS(CSingleAppMonitor));
     }
     catch (CMemoryException* e)
     {
         e->Delete();
         m_pMonitorThread = nullptr;
     }
-    return 1;
+    return TRUE;
 }
 
 void SingleInstanceApp::SetSpecialCommandID(unsigned int id)

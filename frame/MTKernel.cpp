@@ -1,5 +1,7 @@
 #include "frame/MTKernel.h"
 
+#include <iterator>
+
 MTKernel::MTKernel() : m_handle(nullptr), m_status(0)
 {
 }
@@ -38,8 +40,9 @@ unsigned long MTKernel::Wait(unsigned long timeout)
 
 unsigned long MTKernel::WaitForTwo(const MTWaitableObject& other, bool waitForAll, unsigned long timeout)
 {
-    HANDLE handles[2] = {m_handle, other.GetHandle()};
-    return ::WaitForMultipleObjects(2, handles, waitForAll ? TRUE : FALSE, timeout);
+    const HANDLE handles[] = {m_handle, other.GetHandle()};
+    return ::WaitForMultipleObjects(static_cast<DWORD>(std::size(handles)), handles, waitForAll ? TRUE : FALSE,
+                                    timeout);
 }
 
 bool MTKernel::DidWaitSucceed(unsigned long result, unsigned long count)

@@ -14,7 +14,7 @@ MTSemaphore::~MTSemaphore() = default;
 
 void MTSemaphore::Release(long count, long* previous)
 {
-    LONG before = 0;
+    LONG before;  // written by a release that succeeds, and read only then
     if (::ReleaseSemaphore(m_handle, count, &before) && previous != nullptr)
         *previous = before;
 }

@@ -1,7 +1,7 @@
 #include "frame/PausableWorkerThread.h"
 
 PausableWorkerThread::PausableWorkerThread(unsigned int (*threadFunc)(void*), void* param)
-    : MTWorkerThread(threadFunc, param, 0, nullptr, 0), m_evPause(true, false, nullptr, nullptr)
+    : MTWorkerThread(threadFunc, param), m_evPause(true, false, nullptr, nullptr)
 {
 }
 

@@ -7,7 +7,7 @@ MTWorkerThread* ReadyThreadSupport::StartWorker(MTWorkerThread*& slot, unsigned 
 {
     if (std::atomic_ref<MTWorkerThread*>(slot).load(std::memory_order_acquire) != nullptr)
         return nullptr;
-    MTWorkerThread* worker = new (std::nothrow) MTWorkerThread(threadFunc, self, 0, nullptr, 0);
+    MTWorkerThread* worker = new (std::nothrow) MTWorkerThread(threadFunc, self);
     // Release: the polling thread that sees the pointer also sees the constructed worker.
     std::atomic_ref<MTWorkerThread*>(slot).store(worker, std::memory_order_release);
     return worker;

@@ -22,9 +22,6 @@ namespace
 {
 constexpr std::uint32_t HeaderBytes = 20;
 
-// wsprintfA never writes more than this many characters and the terminator.
-constexpr int WsprintfLimit = 1024;
-
 bool IsGuardHeld(unsigned long waitResult)
 {
     return waitResult == WAIT_OBJECT_0 || waitResult == WAIT_ABANDONED_0;
@@ -52,19 +49,17 @@ std::uint64_t ViewSize(const void* view)
 MTMailbox::MTMailbox(unsigned long slots, unsigned long messageSize, const char* name,
                      _SECURITY_ATTRIBUTES* attributes)
     : m_memory(static_cast<long>(slots * messageSize + HeaderBytes), name, attributes), m_bCreator(false),
-      m_status(0), m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr), m_pFreeCount(nullptr),
-      m_pPendingCount(nullptr)
+      m_status(m_memory.GetStatus()), m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr),
+      m_pFreeCount(nullptr), m_pPendingCount(nullptr)
 {
-    m_status = m_memory.GetStatus();
     if (m_status == 0 || m_status == ERROR_ALREADY_EXISTS)
         Attach(true, slots, messageSize, name, attributes);
 }
 
 MTMailbox::MTMailbox(const char* name)
-    : m_memory(name), m_bCreator(false), m_status(0), m_pHeader(nullptr), m_pSlots(nullptr), m_pGuard(nullptr),
-      m_pFreeCount(nullptr), m_pPendingCount(nullptr)
+    : m_memory(name), m_bCreator(false), m_status(m_memory.GetStatus()), m_pHeader(nullptr), m_pSlots(nullptr),
+      m_pGuard(nullptr), m_pFreeCount(nullptr), m_pPendingCount(nullptr)
 {
-    m_status = m_memory.GetStatus();
     if (m_status == 0)
         Attach(false, 0, 0, name, nullptr);
 }
@@ -178,7 +173,7 @@ unsigned long MTMailbox::MaxNameLength()
 {
     // The longest derived name of an empty mailbox name is what the roles and the format add.
     static const unsigned long maxLength = [] {
-        char output[WsprintfLimit + 1];
+        char output[NameBufferSize];  // the roles and the format are short
         unsigned long longest = 0;
         for (const std::vector<int>* role :
              {&CodedTexts::MailboxGuardRole, &CodedTexts::MailboxFreeCountRole, &CodedTexts::MailboxPendingCountRole})
@@ -186,15 +181,14 @@ unsigned long MTMailbox::MaxNameLength()
             BuildName(output, *role, "");
             longest = std::max<unsigned long>(longest, static_cast<unsigned long>(std::strlen(output)));
         }
-        return longest < NameBufferSize - 1 ? NameBufferSize - 1 - longest : 0;
+        return NameBufferSize - 1 - longest;
     }();
     return maxLength;
 }
 
 bool MTMailbox::IsUsable() const
 {
-    return m_pHeader != nullptr && m_pSlots != nullptr && m_pGuard != nullptr && m_pFreeCount != nullptr &&
-           m_pPendingCount != nullptr;
+    return m_pHeader != nullptr;  // set last, once every other part is there
 }
 
 bool MTMailbox::Post(const void* message, unsigned long timeout)

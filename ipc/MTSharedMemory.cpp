@@ -3,7 +3,7 @@
 #include "frame/MTKernel.h"
 
 MTSharedMemory::MTSharedMemory(long size, const char* name, _SECURITY_ATTRIBUTES* attributes)
-    : m_bCreator(false), m_hMapping(nullptr), m_status(0), m_pView(nullptr)
+    : m_bCreator(false), m_hMapping(nullptr), m_pView(nullptr)
 {
     // Cleared first so that a new mapping reads as 0 whatever an earlier call left behind.
     ::SetLastError(0);

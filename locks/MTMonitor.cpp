@@ -30,7 +30,7 @@ MTMonitor::MTConditionNode::~MTConditionNode()
 
 // The semaphore starts taken: a free monitor is told by the request count, and the semaphore only
 // parks the threads that found it held.
-MTMonitor::MTMonitor() : m_status(0), m_nLockRequests(0), m_lock(0, 1, nullptr, nullptr)
+MTMonitor::MTMonitor() : m_nLockRequests(0), m_lock(0, 1, nullptr, nullptr)
 {
     m_status = m_lock.GetStatus();
     if (m_status == 0)
@@ -126,22 +126,20 @@ MTMonitor::MTConditionNode* MTMonitor::AllocateNodeForCondition(MTCondition* con
 
 void MTMonitor::AppendConditionNode(MTConditionNode* node)
 {
-    if (node != nullptr && m_conditions.m_pPrev != nullptr)
+    if (m_conditions.m_pPrev != nullptr)  // a monitor whose lock was never made has no lists
         LinkAtTail(m_conditions, node);
 }
 
+// Both callers take the node from a list.
 void MTMonitor::RemoveConditionNode(MTConditionNode* node) const
 {
-    if (node == nullptr || node->m_pPrev == nullptr || node->m_pNext == nullptr)
-        return;
     node->m_pPrev->m_pNext = node->m_pNext;
     node->m_pNext->m_pPrev = node->m_pPrev;
 }
 
+// Only the scan of a monitor with lists frees a node.
 void MTMonitor::AddToFreeList(MTConditionNode* node)
 {
-    if (node == nullptr || m_freeNodes.m_pPrev == nullptr)
-        return;
     node->m_pCondition = nullptr;
     LinkAtTail(m_freeNodes, node);
 }

@@ -22,15 +22,15 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD reason, LPVOID /*reser
     case DLL_PROCESS_ATTACH:
         // The only way the load fails: the framework cannot take the module.
         if (!AfxInitExtensionModule(g_weftcoreModule, hInstance))
-            return 0;
+            return FALSE;
         // Owned by the framework from here on; a failed allocation still lets the load succeed.
         new (std::nothrow) CDynLinkLibrary(g_weftcoreModule, FALSE);
-        return 1;
+        return TRUE;
     case DLL_PROCESS_DETACH:
         AfxTermExtensionModule(g_weftcoreModule, FALSE);
-        return 1;
+        return TRUE;
     default:
         // Thread attach and detach: the module keeps no per-thread data.
-        return 1;
+        return TRUE;
     }
 }

@@ -71,18 +71,18 @@ bool AppLogger::AddLine(const char* text)
     line += text;
     line += "\r\n";
     const DWORD saved = ::GetLastError();
-    DWORD written = 0;
+    DWORD written;  // WriteFile sets it to 0 before anything else
     ::EnterCriticalSection(&m_lock);
     // An abandoned mutex is owned all the same: the process that left it wrote whole lines.
-    const DWORD waited = m_hWriteMutex ? ::WaitForSingleObject(m_hWriteMutex, INFINITE) : WAIT_FAILED;
-    const BOOL ok = ::WriteFile(m_hFile, line.GetString(), static_cast<DWORD>(line.GetLength()), &written, nullptr);
-    if (!ok)
+    if (m_hWriteMutex)
+        ::WaitForSingleObject(m_hWriteMutex, INFINITE);
+    if (!::WriteFile(m_hFile, line.GetString(), static_cast<DWORD>(line.GetLength()), &written, nullptr))
         m_status = ::GetLastError();
-    if (waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED)
+    if (m_hWriteMutex)
         ::ReleaseMutex(m_hWriteMutex);
     ::LeaveCriticalSection(&m_lock);
     ::SetLastError(saved);
-    return ok && written == static_cast<DWORD>(line.GetLength());
+    return written == static_cast<DWORD>(line.GetLength());
 }
 
 bool AppLogger::IsOpen() const

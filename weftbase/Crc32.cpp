@@ -24,7 +24,7 @@ __attribute__((target("pclmul,sse4.1"))) uint32_t FoldBlocks(const unsigned char
     // bits, and the polynomial with its Barrett quotient.
     const __m128i k1k2 = _mm_set_epi64x(0x01c6e41596, 0x0154442bd4);
     const __m128i k3k4 = _mm_set_epi64x(0x00ccaa009e, 0x01751997d0);
-    const __m128i k5 = _mm_set_epi64x(0, 0x0163cd6124);
+    const __m128i k5 = _mm_cvtsi64_si128(0x0163cd6124);  // read as a low half only
     const __m128i poly = _mm_set_epi64x(0x01f7011641, 0x01db710641);
     const auto load = [](const unsigned char* at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at)); };
     __m128i x1 = _mm_xor_si128(load(data), _mm_cvtsi32_si128(static_cast<int>(crc)));
@@ -41,7 +41,7 @@ __attribute__((target("pclmul,sse4.1"))) uint32_t FoldBlocks(const unsigned char
     x1 = Fold(Fold(Fold(x1, k3k4, x2), k3k4, x3), k3k4, x4);
     for (; size >= 16; data += 16, size -= 16)
         x1 = Fold(x1, k3k4, load(data));
-    const __m128i low32 = _mm_setr_epi32(~0, 0, ~0, 0);
+    const __m128i low32 = _mm_cvtsi32_si128(~0);  // the low 32 bits of a low half, which alone is read
     x1 = _mm_xor_si128(_mm_srli_si128(x1, 8), _mm_clmulepi64_si128(x1, k3k4, 0x10));
     x1 = _mm_xor_si128(_mm_clmulepi64_si128(_mm_and_si128(x1, low32), k5, 0x00), _mm_srli_si128(x1, 4));
     __m128i t = _mm_clmulepi64_si128(_mm_and_si128(x1, low32), poly, 0x10);

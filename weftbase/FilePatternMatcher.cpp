@@ -18,20 +18,18 @@ bool IsPlainName(const CString& name)
 }
 }  // namespace
 
-FilePatternMatcher::FilePatternMatcher() : m_bHasInclude(false), m_bIgnoreCase(true)
-{
-}
+FilePatternMatcher::FilePatternMatcher() = default;
 
 FilePatternMatcher::FilePatternMatcher(const TextArray& include, const TextArray& exclude, bool ignoreCase)
-    : m_bHasInclude(false), m_bIgnoreCase(ignoreCase)
+    : m_bIgnoreCase(ignoreCase)
 {
-    bool anyExclude = false;
-    Read(include, m_include, m_bHasInclude);
-    Read(exclude, m_exclude, anyExclude);
+    m_bHasInclude = Read(include, m_include);
+    Read(exclude, m_exclude);
 }
 
-void FilePatternMatcher::Read(const TextArray& texts, List& list, bool& any)
+bool FilePatternMatcher::Read(const TextArray& texts, List& list)
 {
+    bool any = false;
     // Each entry splits at ';', blanks around each part dropped.
     for (unsigned long long i = 0; i < texts.GetCount(); ++i)
     {
@@ -56,11 +54,12 @@ void FilePatternMatcher::Read(const TextArray& texts, List& list, bool& any)
                 continue;
             const bool whole = PathText::FindChar(pattern, "\\/") >= 0;
             const Kind kind = whole ? Kind::Path : pattern == "*.*" ? Kind::Everything : Kind::Name;
-            const int forFiles = forDirs ? 0 : 1;
+            const bool forFiles = !forDirs;
             list.patterns[forFiles].push_back({pattern, kind});
             list.usesPath[forFiles] = list.usesPath[forFiles] || whole;
         }
     }
+    return any;
 }
 
 bool FilePatternMatcher::Judge(bool isFile, const char* full, const char* name) const
@@ -72,7 +71,7 @@ bool FilePatternMatcher::Judge(bool isFile, const char* full, const char* name) 
 
 bool FilePatternMatcher::MatchesAny(const List& list, bool isFile, const char* full, const char* name) const
 {
-    for (const Pattern& pattern : list.patterns[isFile ? 1 : 0])
+    for (const Pattern& pattern : list.patterns[isFile])
     {
         if (pattern.kind == Kind::Everything)
             return true;
@@ -92,12 +91,10 @@ bool FilePatternMatcher::Matches(const char* path, bool isFile) const
 
 bool FilePatternMatcher::Matches(const CString& dir, const CString& name, bool isFile) const
 {
-    const int n = dir.GetLength();
-    if (n == 0 || !PathText::IsSeparator(dir[n - 1]) || !IsPlainName(name))
+    if (!PathText::EndsWithSeparator(dir) || !IsPlainName(name))
         return Matches(dir + name, isFile);
-    const int forFiles = isFile ? 1 : 0;
     // dir + name has no trailing separator and name is its last component.
-    if ((m_bHasInclude && m_include.usesPath[forFiles]) || m_exclude.usesPath[forFiles])
+    if (m_include.usesPath[isFile] || m_exclude.usesPath[isFile])
         return Judge(isFile, dir + name, name);
     return Judge(isFile, nullptr, name);
 }

@@ -40,14 +40,15 @@ private:
         CString text;
         Kind kind;
     };
-    // The patterns of one list that apply to files [1] or to directories [0].
+    // The patterns of one list that apply to files [true] or to directories [false].
     struct List
     {
         std::vector<Pattern> patterns[2];
         bool usesPath[2] = {false, false};
     };
 
-    static void Read(const TextArray& texts, List& list, bool& any);
+    // Whether any part was read, even one that applies to nothing.
+    static bool Read(const TextArray& texts, List& list);
     // full (the path without trailing separators) is read only by a pattern with a separator
     // inside; name is its last component.
     bool Judge(bool isFile, const char* full, const char* name) const;
@@ -55,6 +56,6 @@ private:
 
     List m_include;
     List m_exclude;
-    bool m_bHasInclude;  // any include pattern at all, whether it applies to files or directories
-    bool m_bIgnoreCase;
+    bool m_bHasInclude = false;  // any include pattern at all, whether it applies to files or directories
+    bool m_bIgnoreCase = true;
 };

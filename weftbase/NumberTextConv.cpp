@@ -32,7 +32,7 @@ CString Group(const CString& digits)
     std::vector<char> text(1280);
     const int n =
         ::GetNumberFormatA(LOCALE_USER_DEFAULT, 0, digits, &format, text.data(), static_cast<int>(text.size()));
-    return n > 1 ? CString(text.data()) : digits;
+    return n ? CString(text.data()) : digits;  // 0: failed
 }
 }  // namespace
 
@@ -47,7 +47,7 @@ CString NumberTextConv::ConvertBytesToString(unsigned long long bytes)
     static const char* const units[] = {"KB", "MB", "GB", "TB", "PB", "EB"};
     int k = 0;
     unsigned long long unit = 1024;
-    while (k < 5 && bytes / unit >= 1024)
+    while (bytes / unit >= 1024)  // ends at exabytes: 2^64 bytes are 16 of them
     {
         unit *= 1024;
         ++k;
@@ -58,8 +58,9 @@ CString NumberTextConv::ConvertBytesToString(unsigned long long bytes)
     if (decimals > 0)
     {
         const unsigned long long scale = decimals == 2 ? 100 : 10;
-        // Units are powers of two: dropping the same low bits of both keeps the product in 64 bits.
-        const int shift = k >= 4 ? 10 * (k + 1) - 50 : 0;
+        // Units are powers of two: dropping the same low bits of both keeps the product in 64 bits,
+        // which only a fraction of an exabyte times 100 would pass.
+        const int shift = k == 5 ? 10 : 0;
         const unsigned long long fraction = ((bytes % unit) >> shift) * scale / (unit >> shift);
         CString digits;
         digits.Format("%0*llu", decimals, fraction);
@@ -91,14 +92,13 @@ CString NumberTextConv::DoubleToString(double value, unsigned int digits, bool g
         if (negative)
             raw = raw.Mid(1);
         const int point = raw.Find('.');
-        CString whole = point < 0 ? raw : raw.Left(point);
-        CString fraction = point < 0 ? CString() : raw.Mid(point + 1);
+        const CString whole = point > 0 ? raw.Left(point) : raw;  // a digit always comes first
+        CString fraction = point > 0 ? raw.Mid(point + 1) : CString();
         if (trimZeros)
             fraction.TrimRight('0');
         // "-0.00" says more than the value does.
-        if (negative && whole.Trim("0").IsEmpty() && CString(fraction).Trim("0").IsEmpty())
+        if (negative && CString(whole).Trim("0").IsEmpty() && CString(fraction).Trim("0").IsEmpty())
             negative = false;
-        whole = point < 0 ? raw : raw.Left(point);
         text = negative ? "-" : "";
         text += groupDigits ? Group(whole) : whole;
         if (!fraction.IsEmpty())

@@ -28,7 +28,7 @@ CString StringUtils::DecryptText(const std::vector<int>& codes)
     {
         if (codes[n] < 0x100 || codes[n] > 0x1FF)
             break;
-        const int c = ((codes[n] - 0x100) ^ KeyAt(n)) & 0xFF;
+        const int c = (codes[n] ^ KeyAt(n)) & 0xFF;  // the mask drops the code's 0x100
         if (c == 0)
             break;
         out[n] = static_cast<char>(c);

@@ -9,16 +9,15 @@ CString SystemUtils::GetLastError(unsigned long code)
     DWORD n = ::FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                                nullptr, code, 0, reinterpret_cast<char*>(&buffer), 0, nullptr);
     CString text;
-    if (n != 0 && buffer != nullptr)
+    if (n)  // the system allocated the buffer
     {
         text = buffer;
         text.TrimRight(" \r\n\t.");
         text += '.';
+        ::LocalFree(buffer);
     }
     else
         text.Format("Error %lu", code);
-    if (buffer != nullptr)
-        ::LocalFree(buffer);
     ::SetLastError(saved);
     return text;
 }

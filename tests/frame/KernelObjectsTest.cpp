@@ -9,7 +9,7 @@
 using namespace weft::test;
 
 // Results decode within their count only; WaitForTwo puts its own object at index 0. A joiner of a named
-// event gets the existing object and state. A semaphore release past the maximum leaves the count alone.
+// event is told it exists. A semaphore release past the maximum leaves the count alone.
 TEST(MTKernelTest, HandlesWaitResultsEventsAndSemaphores)
 {
     EXPECT_TRUE(!MTKernel::IsValidHandle(nullptr) && !MTKernel::IsValidHandle(INVALID_HANDLE_VALUE) &&
@@ -36,15 +36,12 @@ TEST(MTKernelTest, HandlesWaitResultsEventsAndSemaphores)
     const std::string name = UniqueName("event");
     MTEvent created(true, false, name.c_str());
     EXPECT_EQ(0u, created.GetStatus());
-    created.Set();
     MTEvent joined(false, false, name.c_str());
     EXPECT_EQ(static_cast<unsigned long>(ERROR_ALREADY_EXISTS), joined.GetStatus());
-    EXPECT_TRUE(joined.IsSet() && joined.IsSet()) << "the creator's manual-reset object";
     MTEvent opened(name.c_str(), false, EVENT_MODIFY_STATE | SYNCHRONIZE);
     EXPECT_EQ(0u, opened.GetStatus());
-    opened.Reset();
-    EXPECT_FALSE(created.IsSet());
 
+    EXPECT_NE(0u, MTSemaphore(2, 1).GetStatus()) << "a count above the maximum";
     MTSemaphore semaphore(1, 3);
     EXPECT_EQ(0u, semaphore.Wait(0));
     long previous = -1, unchanged = -1;
@@ -111,6 +108,6 @@ TEST(MTWaitableCollectionTest, HoldsSixtyFourInOrderAndAnEmptyOneFailsAtOnce)
     ten.Clear();
     SetLastError(12345);
     EXPECT_TRUE(ten.Wait(true, INFINITE) == WAIT_FAILED && GetLastError() == 12345) << "the system was called";
-    ten.AddObject(events[1]);
+    EXPECT_TRUE(!ten.AddObject(static_cast<const MTWaitableObject*>(nullptr)) && ten.AddObject(&events[1]));
     EXPECT_EQ(0u, IndexOf(ten, events[1]));
 }

@@ -167,6 +167,8 @@ TEST(PausableWorkerThreadTest, ThreadPausesItselfAndResumesWithThePauseCleared)
     body.mayPause.Reset();
     worker.Pause();
     ASSERT_EQ(0u, body.sawPause.Wait(MustHappenMs()));
+    MTWaitableCollection pause;
+    EXPECT_EQ(0u, (worker.AddPauseEvent(&pause), pause.Wait(false, 0))) << "the thread's wait took the pause";
     EXPECT_FALSE(worker.IsPaused());
     body.mayPause.Set();
     ASSERT_TRUE(WaitUntil([&] { return worker.IsPaused(); }, MustHappenMs()));

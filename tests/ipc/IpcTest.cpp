@@ -161,6 +161,7 @@ TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourseAndForeignBlocksAreLeftA
     std::string longest = UniqueName("mbx-longest"), overlong = UniqueName("mbx-overlong");
     longest.resize(MTMailbox::MaxNameLength(), 'n');
     overlong.resize(MTMailbox::MaxNameLength() + 1, 'n');
+    EXPECT_EQ(254u, MTMailboxProbe::GuardName(longest.c_str()).size()) << "the longest derived name fills 256";
     const std::tuple<unsigned long, unsigned long, std::string, unsigned long> cases[] = {
         {2, 0, UniqueName("mbx-empty"), 0},
         {2, Size, longest, 0},
@@ -182,6 +183,7 @@ TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourseAndForeignBlocksAreLeftA
             EXPECT_TRUE(box.IsCreator());
             ExpectTwoFreeSlots(box, size == 0);
         }
+        EXPECT_EQ(0u, MTMailbox(64, 64, UniqueName("mbx-page").c_str(), nullptr).GetStatus()) << "a page and a bit";
     })) << "a failed mailbox keeps nothing";
 
     // What another holder may leave under the name: a block whose header would lead the copies out of
@@ -190,7 +192,7 @@ TEST(MTMailboxTest, OddShapesAndNamesTakeTheCommonCourseAndForeignBlocksAreLeftA
         {"never written", {0, 0, 0, 0, 0}, false, ERROR_INVALID_DATA},
         {"head past the last slot", {4, Size, 20, 4, 0}, false, ERROR_INVALID_DATA},
         {"tail past the last slot", {4, Size, 20, 0, 4}, false, ERROR_INVALID_DATA},
-        {"slots beyond the block", {1000, 64, 20, 0, 0}, false, ERROR_INVALID_DATA},
+        {"slots beyond the block", {64, 64, 20, 0, 0}, false, ERROR_INVALID_DATA},  // 4116 bytes in 4096
         {"an event holds the guard's name", {4, Size, 20, 2, 3}, true, AnyFailure},
     };
     for (const auto& [what, header, eventAsGuard, status] : foreign)
@@ -249,6 +251,7 @@ TEST(MTMailboxTest, NullMessagesMoveNothingAndAGuardHeldOrAbandonedKeepsTheCount
         EXPECT_EQ(1u, HeaderWords(name)[4]) << "no refused post was stored";
         holder.Kill();
         EXPECT_EQ(form % 3 == 1 ? 1u : 0u, transfer(MustHappenMs())) << "the abandoned guard is taken over";
+        EXPECT_TRUE(isGet || !Put(box, "extra")) << "full, yet a refused post gave a count back";
         EXPECT_STREQ(isGet ? "survivor" : "untouched", out.text);
         for (int i = isGet ? 0 : 2; i > 0; --i)
             EXPECT_EQ("survivor", Take(box)) << "the message moved";

@@ -194,6 +194,7 @@ TEST(MultiReaderWriterTest, ReadersShareAndGoFirstAndTheLastReaderAnywhereLetsTh
 {
     MultiReaderWriter lock;
     lock.GrantReaderAccess();
+    lock.ReleaseWriterAccess();  // with no writer inside: ignored
     EXPECT_TRUE(Contender([&] { lock.GrantReaderAccess(); }).Finished(MustHappenMs())) << "a second reader waited";
     ASSERT_TRUE(StandIn("WaitForSingleObject", &NotedWait, true, "weftcore.dll"));
     Contender writer([&] { g_dwWriter = GetCurrentThreadId(), lock.GrantWriterAccess(), lock.ReleaseWriterAccess(); });

@@ -49,7 +49,6 @@ TEST(ModuleFrameTest, EachMessageIsTheNumberOfItsString)
 // once at load and unlinks it at unload, and its static texts are built.
 TEST(ModuleFrameTest, AModuleAttachesAndDetachesWithNoThreadObjectCreated)
 {
-    ASSERT_EQ(1, LinksOf(GetModuleHandleA("weftcore.dll")));
     ModuleCopy copy;
     ASSERT_TRUE(CopyFileA((weft::test::ExeDir() + "weftcore.dll").c_str(), copy.path.c_str(), FALSE));
     HMODULE module = copy.module = LoadLibraryA(copy.path.c_str());

@@ -121,10 +121,12 @@ template <class Watcher>::testing::AssertionResult StopEndsAHeldThread(const Thr
         return ::testing::AssertionFailure() << "cannot hold the watcher's thread as a debugger might";
     const double stopAt = OwnerWindow::NowMs();
     const bool waited = (watcher.Stop(Scaled(100)), NotBefore(OwnerWindow::NowMs(), stopAt, Scaled(100)));
-    // A thread still held is let go for the destructor's stop.
+    // A thread still held is let go for the destructor's stop; one that the stop ended has exit code 0.
+    DWORD code = 1;
     const bool ended = WaitForSingleObject(thread, MustHappenMs()) == WAIT_OBJECT_0 || (ResumeThread(thread), false);
-    return CloseHandle(thread), ::testing::AssertionResult(waited && ended)
-                                    << (waited ? "the thread was not ended" : "Stop did not wait for its time-out");
+    return GetExitCodeThread(thread, &code), CloseHandle(thread),
+           ::testing::AssertionResult(waited && ended && code == 0)
+               << (waited ? "the thread was not ended with code 0" : "Stop did not wait for its time-out");
 }
 
 // Records order by time and every field: at one time none is below or above another, and a copy is equal;

@@ -78,6 +78,8 @@ TEST(DirUtilsTest, DeleteTakesWhatItMayButNoRootAndNothingBehindAJunction)
     MTEvent stop(true, true);
     const CString denied = SystemUtils::GetLastError(ERROR_ACCESS_DENIED);  // one full stop, no line break
     EXPECT_TRUE(denied.GetLength() > 1 && denied.Right(1) == "." && denied.FindOneOf("\r\n") < 0) << denied.GetString();
+    const CString missing = SystemUtils::GetLastError(ERROR_FILE_NOT_FOUND);  // and code 0: the last error's
+    EXPECT_EQ(missing, (SetLastError(ERROR_FILE_NOT_FOUND), SystemUtils::GetLastError(0)));
     for (const char* root : {"C:\\", "C:", "c:/", "\\", "\\\\srv\\share", "\\\\srv\\share\\", "\\\\?\\C:\\",
                              "C:\\windows\\system32\\..\\..\\", "\\\\?\\UNC\\srv\\share", "\\\\?\\UNC\\srv\\share\\",
                              "\\\\.\\UNC\\srv\\share\\", "\\\\.\\C:\\", "\\\\?\\GLOBALROOT\\Device\\HarddiskVolume1\\",
@@ -191,13 +193,16 @@ TEST(FileUtilsTest, WildcardsAndPatternListsFollowTheDocumentedTable)
         {"a.h", "*c", false, false}, {"\xe9", "\xc9", true, true}, {"a\xe9", "A\xc9", true, true}};
     for (const auto& [text, pattern, ignoreCase, match] : wildcards)
         EXPECT_EQ(match, FileUtils::MatchWildcard(text, pattern, ignoreCase)) << text << " ~ " << pattern;
-    EXPECT_FALSE(FileUtils::MatchWildcard(nullptr, "*", false) || FileUtils::MatchWildcard("", nullptr, false));
+    EXPECT_FALSE(FileUtils::MatchWildcard(nullptr, "*", false) || FileUtils::MatchWildcard("", nullptr, false) ||
+                 !FilePatternMatcher().Matches("a", true) || FilePatternMatcher().Matches("", true));
     const std::tuple<const char*, bool, TextArray, TextArray, bool> cases[] = {
-        {"C:\\a.h", true, {}, Texts({"*.c"}), true}, {"C:\\src\\a.h", true, Texts({"*.cpp ; *.h"}), {}, true},
+        {"C:\\a.h", true, {}, Texts({"*.c"}), true}, {"C:\\src\\a.h", true, Texts({";*.c;*.h ; *.cpp"}), {}, true},
         {"C:\\src\\a.cpp", true, {}, Texts({"*.cpp"}), false}, {"C:\\x\\a.h", true, Texts({"*\\x\\*"}), {}, true},
         {"C:\\src.cpp\\a.txt", true, Texts({"*.cpp"}), {}, false}, {"D:\\o", false, Texts({"o/"}), {}, true},
         {"C:\\src\\a_test.cpp", true, Texts({"*.cpp"}), Texts({"*.bak", "*_test.*"}), false},
         {"D:\\obj", true, Texts({"obj\\"}), {}, false}, {"c:/SRC/a.h", true, Texts({"C:\\src\\*.h"}), {}, true},
+        {"C:\\x\\y/a", true, Texts({"a"}), {}, true}, {"C:\\a", true, Texts({"*.*"}), {}, true},
+        {"C:\\src\\", false, Texts({"src\\"}), {}, true},
         {"\\", false, Texts({"\\"}), {}, false}};  // a pattern of separators alone applies to nothing
     for (const auto& [path, isFile, include, exclude, match] : cases)
     {

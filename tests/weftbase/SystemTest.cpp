@@ -119,7 +119,7 @@ TEST(AppLoggerTest, EachLineIsAppendedWholeAlsoFromProcessesSharingTheFile)
     AppLogger stamped(path.c_str(), true), missing((dir / "missing\\x.log").c_str()), unnamed("");
     SetLastError(1234);  // kept through the write
     EXPECT_TRUE(stamped.AddLine("t") && GetLastError() == 1234 && stamped.IsOpen() &&
-                stamped.GetPath() == path.c_str());
+                stamped.GetStatus() == 0 && stamped.GetPath() == path.c_str());
     const std::regex stamp("[\\s\\S]*\r\n\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} t\r\n");
     EXPECT_TRUE(std::regex_match(ReadBytes(path), stamp)) << ReadBytes(path);
     EXPECT_TRUE(!missing.AddLine("lost") && !missing.IsOpen() && missing.GetStatus() == ERROR_PATH_NOT_FOUND);

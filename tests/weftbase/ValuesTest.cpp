@@ -37,7 +37,7 @@ TEST(DateTimeTest, FileTimesGiveDayNumbersFromTheYearOneToTheLastDayOf9999)
 TEST(NumberTextConvTest, TextsFollowTheUsersSeparatorsAndGrouping)
 {
     std::pair<LCTYPE, std::string> saved[] = {
-        {LOCALE_SGROUPING, "3;2;0"}, {LOCALE_SDECIMAL, ","}, {LOCALE_STHOUSAND, "."}};
+        {LOCALE_SGROUPING, "3;2;0"}, {LOCALE_SDECIMAL, ","}, {LOCALE_STHOUSAND, "."}, {LOCALE_IDIGITS, "3"}};
     for (auto& [type, text] : saved)
     {
         char old[16] = {};
@@ -52,15 +52,19 @@ TEST(NumberTextConvTest, TextsFollowTheUsersSeparatorsAndGrouping)
                     NumberTextConv::DoubleToString(NAN, 2, true, 0, "", true) + "|" +
                     NumberTextConv::DoubleToString(-INFINITY, 2, true, 0, "", true) + "|" +
                     NumberTextConv::NumberToString(10000000, true) + "|" +
-                    NumberTextConv::NumberToString(1234567, false);
+                    NumberTextConv::NumberToString(1234567, false) + "|" +
+                    NumberTextConv::DoubleToString(1, 21, false, 0, "", false) + "|" +
+                    std::to_string(LocaleUtils::GetNumberFractionalDigits()).c_str();
     // Byte counts: three significant digits, cut and not rounded.
     for (unsigned long long bytes :
-         {0ull, 1ull, 1023ull, 1024ull, 1536ull, 1048575ull, 16672359ull, 161061273600ull, ~0ull})
+         {0ull, 1ull, 1023ull, 1024ull, 1536ull, 2047ull, 10240ull, 102400ull, 1048575ull, 1048576ull, 16672359ull,
+          161061273600ull, 9223372036854775807ull, ~0ull})
         texts += "|" + NumberTextConv::ConvertBytesToString(bytes);
     for (const auto& [type, text] : saved)
         SetLocaleInfoA(LOCALE_USER_DEFAULT, type, text.c_str());
-    EXPECT_EQ(CString("-12.34.567,13|0,00|  2,5 MB|3|NaN|-Infinity|1.00.00.000|1234567|0 bytes|1 byte|1023 bytes|"
-                      "1,00 KB|1,50 KB|1023 KB|15,9 MB|150 GB|15,9 EB"),
+    EXPECT_EQ(CString("-12.34.567,13|0,00|  2,5 MB|3|NaN|-Infinity|1.00.00.000|1234567|1,00000000000000000000|3|"
+                      "0 bytes|1 byte|1023 bytes|1,00 KB|1,50 KB|1,99 KB|10,0 KB|100 KB|1023 KB|1,00 MB|15,9 MB|"
+                      "150 GB|7,99 EB|15,9 EB"),
               texts);
 }
 
@@ -104,9 +108,9 @@ TEST(StringUtilsTest, TextsAreCodedConvertedToldAndListedAsDocumented)
     EXPECT_TRUE(StringUtils::IsEffectivelyEmpty(" \t\r\n\v\f") && StringUtils::IsEffectivelyEmpty(nullptr));
     EXPECT_TRUE(!StringUtils::IsEffectivelyEmpty(" x ") && StringUtils::Trim(" \fx y\v\n") == "x y");
     const std::pair<const char*, bool> addresses[] = {
-        {"http://example.com/x.html", true}, {"mailto:x@example.com", true}, {"WWW.example.com/page", true},
-        {"ftp.example.com", true},           {"C:\\dir\\file.txt", false},   {"c:file.txt", false},
-        {nullptr, false}};
+        {"http://example.com/x.html", true}, {"mailto:x@example.com", true}, {" \tWWW.example.com/page", true},
+        {"ftp.example.com", true},           {"C:\\dir\\file.txt", false},   {"c:file.txt:stream", false},
+        {nullptr, false},                    {"1http://example.com", false}};
     for (const auto& [path, internet] : addresses)
         EXPECT_EQ(internet, InternetUtils::IsInternetFile(path)) << (path ? path : "(null)");
     const std::tuple<const wchar_t*, int, std::string, bool> names[] = {
@@ -130,8 +134,8 @@ TEST(StringUtilsTest, TextsAreCodedConvertedToldAndListedAsDocumented)
         bool found = !expectFound;
         EXPECT_TRUE(list.Find(text, ignoreCase, found) == index && found == expectFound) << text;
     }
-    TextArray edited = list;  // out of range, an edit changes nothing and says so; an insert appends
-    EXPECT_TRUE(!edited.Remove(4) && !edited.SetAt(4, "x") && edited.GetCopyAt(4).IsEmpty());
-    EXPECT_TRUE(edited.Insert(9, "end") == 4 && edited.Insert(0, "0") == 0 && edited.Remove(1) && edited.SetAt(1, "B"));
-    EXPECT_EQ("0|B|C:\\Dir\\|other|end|", weft::test::Join(edited));
+    TextArray edited;  // out of range, an edit changes nothing and says so; an insert appends
+    EXPECT_TRUE((edited.Append(list), !edited.Remove(4)) && !edited.SetAt(4, "x") && edited.GetCopyAt(4).IsEmpty());
+    EXPECT_TRUE(edited.Insert(9, "end") == 4 && edited.Insert(1, "0") == 1 && edited.Remove(1) && edited.SetAt(1, "B"));
+    EXPECT_EQ("c:\\dir\\|B|C:\\Dir\\|other|end|", weft::test::Join(edited));
 }
