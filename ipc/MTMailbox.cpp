@@ -188,7 +188,7 @@ unsigned long MTMailbox::MaxNameLength()
 
 bool MTMailbox::IsUsable() const
 {
-    return m_pHeader != nullptr;  // set last, once every other part is there
+    return m_pHeader != nullptr;  // set only when every other part is there
 }
 
 bool MTMailbox::Post(const void* message, unsigned long timeout)

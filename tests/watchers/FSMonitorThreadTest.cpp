@@ -74,9 +74,7 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
         change();
         EXPECT_EQ(records, Sync().value_or(Lines{"no marker"}));
     }
-    TempDir logs("fsmonlog");
-    AppLogger log((logs / "log").c_str());
-    AppLogger::m_pInstance = &log;
+    const LibraryLog log;
     FSMonitorThread("C:\\", WatchMsg, nullptr, false, 1), FSMonitorThread("C:a", WatchMsg, nullptr, 1);  // long enough
     const std::string missing = dir / "missing\\";  // refusals: too short, no folder, as a folder and as a file
     const HWND w = owner.Handle();
@@ -91,8 +89,7 @@ TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
     const Lines created = odd != shortPath ? Lines({"1 " + named, "3 " + named}) : Lines();
     EXPECT_EQ(created, Sync().value_or(Lines{"no marker"}));
     EXPECT_EQ(Lines{}, (DeleteFileW(odd.c_str()), Sync().value_or(Lines{"no marker"})));
-    AppLogger::m_pInstance = nullptr;
-    EXPECT_TRUE(ReadBytes(logs / "log").starts_with(
+    EXPECT_TRUE(log.Text().starts_with(
         "{34F67251-9B1F-4110-AF4E-E1E9EEB02231}\r\n{D4E5489A-8B06-4535-8D48-8A72C172B127}\r\n"
         "{15FAC0C8-60A5-4BA7-98CC-FD0405879D51}\r\n{87512771-E8B7-4CF6-8292-42E9654F14EA}\r\n"
         "{BAA649D5-3A65-4AC0-931C-DFF609ACBA49}"));

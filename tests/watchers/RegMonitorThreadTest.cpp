@@ -96,9 +96,7 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
         {HKEY_LOCAL_MACHINE, prefix + "weft-missing", ERROR_FILE_NOT_FOUND, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
         {reinterpret_cast<HKEY>(0x1230), "Software", ERROR_INVALID_HANDLE, "{89EBEEAD-6FBC-42B1-AE9A-E967B98AAB39}"},
     };
-    TempDir dir("regmon");
-    AppLogger log((dir / "log").c_str());
-    AppLogger::m_pInstance = &log;
+    const LibraryLog log;
     std::string lines;
     for (const auto& [root, path, code, line] : refusals)
     {
@@ -113,8 +111,7 @@ TEST_F(RegMonitorThreadTest, ComparisonsTellEachDifferenceInPassOrderAndRecordsO
             Probe(HKEY_CURRENT_USER, key.c_str(), tree, WatchMsg, owner.Handle(), 1).GetKeySnapshot(s);
     }));
     EXPECT_TRUE((s[(key + "\\sub\\deep").c_str()] == RegKeySnapshot::mapped_type{{"e", "%WINDIR%"}}));
-    AppLogger::m_pInstance = nullptr;
-    EXPECT_EQ(lines, ReadBytes(dir / "log"));
+    EXPECT_EQ(lines, log.Text());
 }
 
 // Alone a key hides its subkeys and same-text retypes; a tree's new key comes with its values, goes without;
@@ -138,9 +135,7 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     EXPECT_EQ(Lines({"2 " + n + " ="}), Settle());
     if (GetACP() != 1252)
         GTEST_SKIP() << "the names below are chosen outside code page 1252";
-    TempDir dir("regmon");
-    AppLogger log((dir / "log").c_str());
-    AppLogger::m_pInstance = &log;
+    const LibraryLog log;
     const auto set = [this](const wchar_t* sub, const wchar_t* name, const std::wstring& text) {
         RegSetKeyValueW(hKey, sub, name, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() + 1) * 2);
     };
@@ -150,7 +145,7 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     }));
     EXPECT_EQ(Lines({"1 " + n + " =", "3 " + n + " t=a?b", "3 " + n + " ?=", "3 " + n + " ?="}), Settle());
     EXPECT_EQ(Lines(), Settle());
-    const std::string logged = ReadBytes(dir / "log");  // for the left-out key alone
+    const std::string logged = log.Text();  // for the left-out key alone
     EXPECT_TRUE(logged.starts_with("{3D4F4DC0-21D7-47E2-8663-3848AF1F700C}\r\n")) << logged;
     ASSERT_TRUE(WhilePaused(*monitor, [&] {  // its "?" would name the other value: left out
         RegDeleteKeyW(hKey, L"\uff58"), set(L"M", L"?", L"q"), set(L"M", L"\u4e00", L"1");
@@ -158,6 +153,5 @@ TEST_F(RegMonitorThreadTest, ATreeIsToldByWhatItsTextsShow)
     EXPECT_EQ(Lines({"1 " + key + "\\M =", "3 " + key + "\\M ?=q"}), Settle());
     EXPECT_EQ(Lines(), Settle());
     monitor.reset();
-    AppLogger::m_pInstance = nullptr;
-    EXPECT_GT(ReadBytes(dir / "log").size(), logged.size()) << "for the left-out value";
+    EXPECT_GT(log.Text().size(), logged.size()) << "for the left-out value";
 }

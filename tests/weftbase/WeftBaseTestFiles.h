@@ -85,6 +85,16 @@ inline std::string ReadBytes(const std::string& path)
     return bytes;
 }
 
+// The libraries' log, in a folder of its own, for the life of the object.
+struct LibraryLog
+{
+    TempDir dir{"log"};
+    AppLogger log{(dir / "log").c_str()};
+    LibraryLog() { AppLogger::m_pInstance = &log; }
+    ~LibraryLog() { AppLogger::m_pInstance = nullptr; }
+    std::string Text() const { return ReadBytes(dir / "log"); }
+};
+
 inline bool Exists(const std::string& path)
 {
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
