@@ -6,7 +6,6 @@
 #include <afxmt.h>
 
 #include <atomic>
-#include <iterator>
 
 IMPLEMENT_DYNCREATE(CSingleAppMonitor, CWinThread)
 
@@ -19,7 +18,7 @@ BOOL CSingleAppMonitor::InitInstance()
 {
     SingleInstanceApp& app = *static_cast<SingleInstanceApp*>(AfxGetModuleState()->m_pCurrentWinApp);
     CSyncObject* objects[] = {app.m_pShutdownEvent, app.m_pInstanceEvent};
-    CMultiLock lock(objects, static_cast<DWORD>(std::size(objects)), FALSE);
+    CMultiLock lock(objects, ARRAYSIZE(objects), FALSE);
     for (;;)
     {
         const DWORD signaled = lock.Lock(INFINITE, FALSE);

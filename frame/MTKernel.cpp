@@ -1,7 +1,5 @@
 #include "frame/MTKernel.h"
 
-#include <iterator>
-
 MTKernel::MTKernel() : m_handle(nullptr), m_status(0)
 {
 }
@@ -41,8 +39,7 @@ unsigned long MTKernel::Wait(unsigned long timeout)
 unsigned long MTKernel::WaitForTwo(const MTWaitableObject& other, bool waitForAll, unsigned long timeout)
 {
     const HANDLE handles[] = {m_handle, other.GetHandle()};
-    return ::WaitForMultipleObjects(static_cast<DWORD>(std::size(handles)), handles, waitForAll ? TRUE : FALSE,
-                                    timeout);
+    return ::WaitForMultipleObjects(ARRAYSIZE(handles), handles, waitForAll ? TRUE : FALSE, timeout);
 }
 
 bool MTKernel::DidWaitSucceed(unsigned long result, unsigned long count)

@@ -295,7 +295,7 @@ void FSMonitorThread::Walk(const char* changes, unsigned long bytes, const CStri
 
 bool FSMonitorThread::MayTell() const
 {
-    return m_hWnd != nullptr && ::IsWindow(m_hWnd) && m_nMsg != 0;
+    return ::IsWindow(m_hWnd) && m_nMsg != 0;
 }
 
 void FSMonitorThread::Tell(unsigned long action, const CString& path) const

@@ -85,7 +85,7 @@ bool ListSubKeys(HKEY root, const CString& key, TextArray& list, bool recursive,
         CString narrow;
         for (DWORD i = 0;; ++i)
         {
-            DWORD length = static_cast<DWORD>(std::size(name));
+            DWORD length = ARRAYSIZE(name);
             const LONG code = ::RegEnumKeyExW(open.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr);
             if (code == ERROR_NO_MORE_ITEMS)
                 break;

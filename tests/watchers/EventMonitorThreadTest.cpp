@@ -53,8 +53,7 @@ TEST_F(EventMonitorThreadTest, EachSignalOrBurstSendsOneMessageADelayAfterItsLas
     EXPECT_TRUE(owner.NothingWithin()) << "one burst gave more than one message";
 }
 
-// All ones (no handle to the library) or an abandoned mutex ends the thread silently, without a Stop. An event left
-// set is told on every pass; a stop ends the thread at once, drops an owed message; message 0 never goes.
+// All ones or an abandoned mutex end the thread silently; a set event is told each pass; a stop drops an owed one.
 TEST_F(EventMonitorThreadTest, StopEndsTheMonitorAtOnceAsABadHandleDoesAndDropsAnOwedMessage)
 {
     HANDLE mutex = Add(CreateMutexA(nullptr, FALSE, nullptr));

@@ -43,7 +43,7 @@ protected:
     int k = 0;
     OwnerWindow owner{[this](OwnerWindow::Message& m) {
         const std::unique_ptr<FSChangeNotification> record(reinterpret_cast<FSChangeNotification*>(m.lParam));
-        const std::string path = record->GetPath().GetString();
+        const std::string path(record->GetPath().GetString(), record->GetPath().GetLength());
         m.text = std::to_string(record->GetAction()) +
                  (path.starts_with(dir.Path()) ? " " + path.substr(dir.Path().size()) : " elsewhere " + path);
     }};
@@ -51,8 +51,7 @@ protected:
     void TearDown() override { EXPECT_TRUE(!monitor || StopsByItself(*monitor)); }  // bounded, unlike the destructor
 };
 
-// Each entry comes with its action and full path, long names whole (in code page 1252), folders and below
-// only with the subtree; a name 1252 cannot hold comes by its short form, or once gone is logged.
+// Each entry comes with its action and full path, long names whole, below only with the subtree; odd names short.
 TEST_F(FSMonitorThreadTest, EachChangeComesWithItsActionAndFullPathUntilTheStop)
 {
     // 200 characters, 250 bytes in UTF-8 (a Linux name holds 255): e acute, e grave.

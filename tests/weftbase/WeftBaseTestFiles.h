@@ -37,8 +37,8 @@ public:
     {
         char base[MAX_PATH + 1] = {};
         GetTempPathA(MAX_PATH, base);
-        m_path = std::string(base) + UniqueName(tag) + "\\";
-        CreateDirectoryA(m_path.c_str(), nullptr);
+        do m_path = std::string(base) + UniqueName(tag) + "\\";
+        while (!CreateDirectoryA(m_path.c_str(), nullptr) && GetLastError() == ERROR_ALREADY_EXISTS);
     }
     ~TempDir()
     {
