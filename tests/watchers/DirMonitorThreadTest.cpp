@@ -122,7 +122,7 @@ TEST_F(DirMonitorThreadTest, FileMonitorTellsOnlyItsOwnFilesChangesAndLeaksNoHan
     ASSERT_TRUE(Armed(FILE_NOTIFY_CHANGE_FILE_NAME, NoDelay, false) &&
                 (WriteBytes(sub + "f", "x"), owner.NothingWithin()))
         << "a folder watched alone told a change below it";
-    monitor->SetMsgDelay(3 * MustHappenMs()), NewFile();  // bits collected under a delay go with a change told at once
+    monitor->SetMsgDelay(3 * MustHappenMs()), NewFile();  // a change told at once clears the bits of a delay
     ASSERT_TRUE(WaitUntil([&] { return monitor->GetNotificationsReceived() != 0; }, MustHappenMs()));
     monitor->SetMsgDelay(NoDelay), NewFile();
     EXPECT_TRUE(WaitUntil([&] { return monitor->GetNotificationsReceived() == 0; }, MustHappenMs()));
