@@ -26,7 +26,7 @@ int main()
         SnippetWriteFile(dir + "a.txt", "one");
         SnippetWriteFile(dir + "b.txt", "two");
         done = window.Pump(5000);
-        monitor.Stop(2000);
+        monitor.Stop(10000);
     }
     DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
     return done ? 0 : 1;

@@ -20,6 +20,6 @@ int main()
     for (int i = 0; i < 5; ++i)
         event.Set();  // five signals, one message
     const bool done = window.Pump(5000);
-    monitor.Stop(2000);
+    monitor.Stop(10000);
     return done ? 0 : 1;
 }

@@ -26,7 +26,7 @@ int main()
         SnippetWriteFile(dir + "draft.txt", "text");
         MoveFileA((dir + "draft.txt").c_str(), (dir + "final.txt").c_str());  // two records: old, new
         done = window.Pump(5000);
-        monitor.Stop(2000);
+        monitor.Stop(10000);
     }
     window.Pump(0);  // records already sent are still delivered, and deleted, by the handler
     DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);

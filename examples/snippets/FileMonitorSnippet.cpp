@@ -25,7 +25,7 @@ int main()
         SnippetWriteFile(dir + "neighbour.txt", "not watched");
         SnippetWriteFile(file, "started\r\nstopped\r\n");
         done = window.Pump(5000);
-        monitor.Stop(2000);
+        monitor.Stop(10000);
     }
     DirUtils::DeleteDirectory(dir.c_str(), 0, nullptr, nullptr, nullptr);
     return done ? 0 : 1;

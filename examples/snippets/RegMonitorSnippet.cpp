@@ -31,7 +31,7 @@ int main()
         window.Pump(300);  // the first picture and the arming
         RegSetKeyValueA(HKEY_CURRENT_USER, key.c_str(), "colour", REG_SZ, "blue", 5);
         done = window.Pump(5000);
-        monitor.Stop(2000);
+        monitor.Stop(10000);
     }
     window.Pump(0);  // records sent before the stop are delivered and deleted
     RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str());

@@ -19,6 +19,6 @@ int main()
     // Repeating (oneShot false), wParam 7 and lParam 0 come back with every message.
     TimerThread timer(TickMsg, window.Handle(), 100, false, 7, 0);
     const bool done = window.Pump(5000);
-    timer.Stop(2000);  // give it time: a thread ended by a short Stop may hold a lock for good
+    timer.Stop(10000);  // give it time: a thread ended by a short Stop may hold a lock for good
     return done ? 0 : 1;
 }
