@@ -25,13 +25,10 @@ MTWorkerThread* ReadyThreadSupport::AwaitWorker(MTWorkerThread*& slot)
     return worker;
 }
 
-namespace
-{
-bool MayTell(HWND wnd, unsigned int msg, bool requireWindow)
+bool ReadyThreadSupport::MayTell(HWND wnd, unsigned int msg, bool requireWindow)
 {
     return wnd != nullptr && msg != 0 && (!requireWindow || ::IsWindow(wnd));
 }
-}  // namespace
 
 bool ReadyThreadSupport::NotifyOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow)
 {

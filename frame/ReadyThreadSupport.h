@@ -43,6 +43,8 @@ public:
     // failed (the window has gone): then nobody will see lParam, and what it points to is the
     // caller's to free.
     static bool NotifyOwner(HWND wnd, unsigned int msg, WPARAM wParam, LPARAM lParam, bool requireWindow);
+    // Whether an owner would be told: a message, and a window (a live one if requireWindow).
+    static bool MayTell(HWND wnd, unsigned int msg, bool requireWindow);
 
     // Worker thread: the same guards, then PostMessageA, for a message that must reach the
     // window's queue in order with its other posted messages. Returns as NotifyOwner does.

@@ -295,7 +295,7 @@ void FSMonitorThread::Walk(const char* changes, unsigned long bytes, const CStri
 
 bool FSMonitorThread::MayTell() const
 {
-    return ::IsWindow(m_hWnd) && m_nMsg != 0;
+    return ReadyThreadSupport::MayTell(m_hWnd, m_nMsg, true);
 }
 
 void FSMonitorThread::Tell(unsigned long action, const CString& path) const

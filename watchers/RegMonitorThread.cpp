@@ -194,7 +194,7 @@ void RegMonitorThread::DoWork()
     {
         if (m_pWorker->IsStopped() || waits.Wait(false, INFINITE) != ChangeSignalled)
             return;  // the stop, or a failed wait: nothing recorded
-        if (::IsWindow(m_hWnd) && m_nMsg != 0)
+        if (ReadyThreadSupport::MayTell(m_hWnd, m_nMsg, true))
         {
             // The picture before the arming: a change in between is found at the next signal.
             GetKeySnapshot(after);
