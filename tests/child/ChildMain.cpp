@@ -8,9 +8,6 @@ int main(int argc, char** argv)
     const auto& commands = weft::child::Commands();
     const auto it = argc < 2 ? commands.end() : commands.find(argv[1]);
     if (it == commands.end())
-    {
-        std::fprintf(stderr, "weft_testchild: no such command\n");
-        return 250;
-    }
+        return std::fprintf(stderr, "weft_testchild: no such command\n"), 250;
     return it->second(std::vector<std::string>(argv + 2, argv + argc));
 }

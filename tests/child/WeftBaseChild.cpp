@@ -197,10 +197,8 @@ WEFT_CHILD_COMMAND(Zip64Sample, "zip64-sample")
     const unsigned long long size = (4ull << 30) + (1ull << 20) + 7;
     ULARGE_INTEGER free = {};
     if (!GetDiskFreeSpaceExA(dir.c_str(), &free, nullptr, nullptr) || free.QuadPart < 2 * size + (1ull << 30))
-    {
-        std::fprintf(status, "skipped only %llu bytes free, for the file and its entry\n", free.QuadPart);
-        return std::fclose(status);
-    }
+        return std::fprintf(status, "skipped only %llu bytes free, for the file and its entry\n", free.QuadPart),
+               std::fclose(status);
     // One block of noise again and again: deflate sees 32 KiB back, so the repeats gain nothing.
     const std::string block = NoiseBytes(1 << 20);
     FILE* noise = std::fopen((dir + "noise.bin").c_str(), "wb");

@@ -40,10 +40,7 @@ public:
     ~Contender()
     {
         if (!Finished(MustHappenMs()))
-        {
-            ADD_FAILURE() << "a thread stayed blocked";
-            TerminateThread(pthread_gethandle(m_thread.native_handle()), 1);
-        }
+            ADD_FAILURE() << "a thread stayed blocked", TerminateThread(pthread_gethandle(m_thread.native_handle()), 1);
         m_thread.join();
     }
     bool Finished(DWORD ms) { return MTKernel::DidWaitSucceed(m_done.Wait(ms), 1); }

@@ -1,4 +1,5 @@
 #include "support/MessageWindow.h"
+#include "support/TestSupport.h"
 
 namespace weft::test
 {
@@ -20,7 +21,7 @@ MessageWindow::MessageWindow(Handler handler)
     }();
     HANDLE evReady = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (registered && m_evQuit != nullptr && evReady != nullptr)
-        m_pump = std::thread([this, evReady] { Pump(evReady); }), WaitForSingleObject(evReady, INFINITE);
+        m_pump = std::thread([this, evReady] { Pump(evReady); }), WaitForSingleObject(evReady, MustHappenMs());
     if (evReady != nullptr)
         CloseHandle(evReady);
 }

@@ -33,6 +33,28 @@ DWORD HandleCount()
         count += list[2 + i * 6] == GetCurrentProcessId();
     return count;
 }
+
+// A test still running after 100 s is named, and its process ended, ahead of CTest's limit of 120 s for each
+// test. The timer's own thread, made at the test's start, does it: a hung test may hold the loader's lock.
+class HangWatch : public ::testing::EmptyTestEventListener
+{
+    void OnTestStart(const ::testing::TestInfo& test) override
+    {
+        m_hung = std::string(test.test_suite_name()) + "." + test.name() + " hung\n";
+        CreateTimerQueueTimer(&m_timer, nullptr, &Hung, this, 100000, 0, WT_EXECUTEINTIMERTHREAD);
+    }
+    void OnTestEnd(const ::testing::TestInfo&) override { DeleteTimerQueueTimer(nullptr, m_timer, INVALID_HANDLE_VALUE); }
+    static void CALLBACK Hung(void* self, BOOLEAN)  // written straight out: a hung thread may hold the stream's lock
+    {
+        const std::string& text = static_cast<HangWatch*>(self)->m_hung;
+        DWORD written = 0;
+        WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text.data(), DWORD(text.size()), &written, nullptr);
+        TerminateProcess(GetCurrentProcess(), 1);
+    }
+    HANDLE m_timer = nullptr;
+    std::string m_hung;
+};
+const bool g_watched = (::testing::UnitTest::GetInstance()->listeners().Append(new HangWatch), true);
 }  // namespace
 
 ::testing::AssertionResult LeaksNoHandles(const std::function<void()>& cases)
@@ -88,10 +110,7 @@ long ChildProcess::WaitExit(DWORD timeoutMs)
 void ChildProcess::Kill()
 {
     if (m_process)
-    {
-        TerminateProcess(m_process, 99);
-        WaitForSingleObject(m_process, MustHappenMs());
-    }
+        TerminateProcess(m_process, 99), WaitForSingleObject(m_process, MustHappenMs());
 }
 
 bool ChildGroup::WaitAll(DWORD timeoutMs)

@@ -119,10 +119,7 @@ TEST_F(FSMonitorThreadTest, ABurstOrASingleFileIsToldByItsRecordsAndBadArguments
     owner.StaysAt(owner.Count(), Scaled(200));  // the marker's last records in: the thread rests in its read
     WhilePaused(*monitor, [&] {  // the system collects the changes meanwhile, up to its limits
         for (int i = 0; i < 300; ++i)
-        {
-            const std::string name = dir / ("b" + std::to_string(i));
-            CloseHandle(CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
-        }
+            WriteBytes(dir / ("b" + std::to_string(i)), "");
     });
     ASSERT_TRUE(Sync());
     const auto all = owner.Messages();

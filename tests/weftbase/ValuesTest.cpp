@@ -129,11 +129,9 @@ TEST(StringUtilsTest, TextsAreCodedConvertedToldAndListedAsDocumented)
     const TextArray list = weft::test::Texts({"c:\\dir\\", "b", "C:\\Dir\\", "other"});
     const std::tuple<const char*, bool, unsigned long long, bool> finds[] = {
         {"C:\\Dir\\", false, 2, true}, {"C:\\DIR\\", true, 0, true}, {"c:\\DIR\\", false, 4, false}};
+    bool found = false;  // set to the opposite of what Find must give
     for (const auto& [text, ignoreCase, index, expectFound] : finds)
-    {
-        bool found = !expectFound;
-        EXPECT_TRUE(list.Find(text, ignoreCase, found) == index && found == expectFound) << text;
-    }
+        EXPECT_TRUE(list.Find(text, ignoreCase, found = !expectFound) == index && found == expectFound) << text;
     TextArray edited;  // out of range, an edit changes nothing and says so; an insert appends
     EXPECT_TRUE((edited.Append(list), !edited.Remove(4)) && !edited.SetAt(4, "x") && edited.GetCopyAt(4).IsEmpty());
     EXPECT_TRUE(edited.Insert(9, "end") == 4 && edited.Insert(1, "0") == 1 && edited.Remove(1) && edited.SetAt(1, "B"));
