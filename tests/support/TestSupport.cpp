@@ -38,12 +38,12 @@ DWORD HandleCount()
 // test. The timer's own thread, made at the test's start, does it: a hung test may hold the loader's lock.
 class HangWatch : public ::testing::EmptyTestEventListener
 {
-    void OnTestStart(const ::testing::TestInfo& test) override
+    void OnTestStart(const testing::TestInfo& test) override
     {
         m_hung = std::string(test.test_suite_name()) + "." + test.name() + " hung\n";
         CreateTimerQueueTimer(&m_timer, nullptr, &Hung, this, 100000, 0, WT_EXECUTEINTIMERTHREAD);
     }
-    void OnTestEnd(const ::testing::TestInfo&) override { DeleteTimerQueueTimer(nullptr, m_timer, INVALID_HANDLE_VALUE); }
+    void OnTestEnd(const testing::TestInfo&) override { DeleteTimerQueueTimer(nullptr, m_timer, INVALID_HANDLE_VALUE); }
     static void CALLBACK Hung(void* self, BOOLEAN)  // written straight out: a hung thread may hold the stream's lock
     {
         const std::string& text = static_cast<HangWatch*>(self)->m_hung;
